@@ -1,0 +1,107 @@
+// The console: see console.h. Everything goes to standard error; standard output belongs to the
+// probe list and, in stdout mode, to the report.
+#include "gatherer/console.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "gatherer/kestrel2.h"
+#include "gatherer/version.h"
+#include "lib/debug.h"
+#include "lib/mbcs.h"
+
+namespace kestrel {
+namespace {
+
+constexpr int k_columns = 80;
+constexpr size_t k_longest_answer = 80;
+
+std::vector<std::string>& file_errors() {
+  static std::vector<std::string> noted;
+  return noted;
+}
+
+}  // namespace
+
+int printm(const char* format, ...) {
+  if (get_setting(setting_silent) != 0) return 0;
+  va_list arguments;
+  va_start(arguments, format);
+  int count = vfprintf(stderr, format, arguments);
+  va_end(arguments);
+  fflush(stderr);
+  if (!is_logging()) return count;
+  open_log_file();
+  printd_noflush("console: ");
+  va_start(arguments, format);
+  vprintd_noflush(format, arguments);
+  va_end(arguments);
+  close_and_flush_log_file();
+  return count;
+}
+
+void gatherer_banner() {
+  printm("\n%s\nVersion %s %s%s\n\n%s\n\n%s\n\n%s\n\n%s\n\n", k_title, k_version, get_subversion(),
+         k_release, k_legal_notice, k_product_numbers, k_copyright, k_government_legend);
+}
+
+void gatherer_help(const wchar_t* program) {
+  gatherer_banner();
+  fprintf(stderr,
+          "Usage: %s [-help] | [-batch] | [-silent] | [-nolimit]\n\n"
+          " -help      : Show this message.\n"
+          " -batch     : Do not show the disclaimer.\n"
+          " -silent    : Do not show anything during operation.\n"
+          " -nolimit   : Collect entire event log (default is last 500 entries).\n\n",
+          wide_to_mbcs(program).c_str());
+  exit(1);
+}
+
+int read_answer() {
+  char line[k_longest_answer + 1] = "";
+  if (fgets(line, sizeof line, stdin) == nullptr) return -1;
+  if (strchr(line, '\n') == nullptr) {
+    int c = 0;
+    while ((c = getchar()) != EOF && c != '\n') continue;
+  }
+  return static_cast<unsigned char>(line[0]);
+}
+
+int gatherer_disclaimer() {
+  if (get_setting(setting_batch) != 0 || get_setting(setting_silent) != 0) return 0;
+  int length = static_cast<int>(strlen(k_disclaimer_title));
+  printm("%*s\n%s", (k_columns - length) / 2 + length / 2, k_disclaimer_title, k_disclaimer_text);
+  int answer = 0;
+  while (answer == 0 || strchr("yYnN", answer) == nullptr) {
+    printm("%s", "Do you agree with the above terms ? [y/n] ... ");
+    answer = read_answer();
+    if (answer < 0) answer = 'n';
+  }
+  bool agreed = answer == 'y' || answer == 'Y';
+  if (!agreed) {
+    printm("%s\n", "Sorry, this software only works if you agree with the above terms");
+  }
+  printm("\n");
+  return agreed ? 0 : -1;
+}
+
+void report_file_error(const char* path, int errnum) {
+  print_error(path, errnum);
+  file_errors().push_back(std::string(path) + ": " + strerror(errnum));
+}
+
+void report_file_error(const char* path, const char* text) {
+  printd("%s: %s\n", path, text);
+  file_errors().push_back(std::string(path) + ": " + text);
+}
+
+void print_file_errors() {
+  std::vector<std::string> lines;
+  lines.swap(file_errors());
+  for (const std::string& line : lines) printm("%s\n", line.c_str());
+}
+
+}  // namespace kestrel

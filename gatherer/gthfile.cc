@@ -1,0 +1,439 @@
+// See gthfile.h. The container's stream is unbuffered: everything goes through it in blocks, and a
+// write that fails leaves nothing behind that a later seek would write after all.
+#include "gatherer/gthfile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <ctime>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "lib/cleanup.h"
+#include "lib/debug.h"
+#include "lib/lzh.h"
+#include "lib/utilstr.h"
+
+namespace kestrel {
+
+namespace {
+
+constexpr int64_t k_offset_limit = std::numeric_limits<uint32_t>::max();
+constexpr size_t k_block_size = 16384;
+
+using block = std::array<unsigned char, k_block_size>;
+
+int fail(int code, int errnum) {
+  errno = errnum;
+  return code;
+}
+
+int report(const char* what, int code) {
+  const int errnum = errno;
+  print_error(what, errnum);
+  return fail(code, errnum);
+}
+
+bool read_at(FILE* file, int64_t offset, std::span<unsigned char> bytes) {
+  return fseeko(file, offset, SEEK_SET) == 0 &&
+         std::fread(bytes.data(), bytes.size(), 1, file) == 1;
+}
+
+bool write_at(FILE* file, int64_t offset, byte_span bytes) {
+  return fseeko(file, offset, SEEK_SET) == 0 &&
+         std::fwrite(bytes.data(), bytes.size(), 1, file) == 1 && std::fflush(file) == 0;
+}
+
+int64_t size_of(FILE* file) {
+  struct stat status;
+  return fstat(fileno(file), &status) == 0 ? status.st_size : -1;
+}
+
+/// Hands the next `size` bytes, block by block, to `take`, which answers a code. Fewer bytes end as
+/// gth_cannot_read.
+template <typename taker>
+int read_blocks(FILE* file, uint64_t size, taker take) {
+  block bytes;
+  while (size > 0) {
+    const size_t wanted = static_cast<size_t>(std::min<uint64_t>(size, bytes.size()));
+    const size_t count = std::fread(bytes.data(), 1, wanted, file);
+    if (count > 0) {
+      const int code = take(byte_span(bytes.data(), count));
+      if (code != gth_ok) return code;
+    }
+    if (count < wanted) return fail(gth_cannot_read, std::ferror(file) != 0 ? errno : 0);
+    size -= count;
+  }
+  return gth_ok;
+}
+
+int write_block(FILE* file, byte_span bytes) {
+  return std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() ? gth_ok
+                                                                          : gth_cannot_write;
+}
+
+int copy_bytes(FILE* from, FILE* to, uint64_t size) {
+  return read_blocks(from, size, [to](byte_span bytes) { return write_block(to, bytes); });
+}
+
+/// Copies the stuffed container from its start to `plain`.
+int copy_unstuffed(FILE* stuffed, int64_t size, FILE* plain) {
+  unstuffer form;
+  std::vector<unsigned char> bytes;
+  std::rewind(stuffed);
+  int code = read_blocks(stuffed, static_cast<uint64_t>(size), [&](byte_span piece) {
+    bytes.clear();
+    if (form.feed(piece, bytes)) return write_block(plain, bytes);
+    printd("gtfile: byte stuffing error offset %#08x, value %#02x followed 0xff\n",
+           static_cast<unsigned>(form.offset()), form.last());
+    return static_cast<int>(gth_cannot_write);
+  });
+  if (code == gth_ok && !form.is_complete()) code = gth_cannot_write;
+  return code;
+}
+
+/// Copies the plain container from its start to `stuffed`, under the other ident.
+int copy_stuffed(FILE* plain, int64_t size, FILE* stuffed) {
+  gth_head_bytes head;
+  if (!read_at(plain, 0, head)) return gth_cannot_read;
+  if (!has_plain_ident(head)) return fail(gth_not_a_gather_file, 0);
+  set_ident(head, k_gth_stuffed_ident);
+  std::vector<unsigned char> bytes;
+  stuff(head, bytes);
+  const int code = write_block(stuffed, bytes);
+  if (code != gth_ok) return code;
+  return read_blocks(plain, static_cast<uint64_t>(size) - head.size(), [&](byte_span piece) {
+    bytes.clear();
+    stuff(piece, bytes);
+    return write_block(stuffed, bytes);
+  });
+}
+
+/// A temporary file that has no name any more: two runs in the same second use the same one.
+file_ptr open_nameless_file(const char* name) {
+  constexpr int k_attempts = 8;
+  for (int attempt = 1;; ++attempt) {
+    file_ptr file = create_output_file(name, "wb+");
+    if (file == nullptr && errno == EEXIST && attempt < k_attempts) continue;
+    if (file != nullptr) unlink(name);
+    return file;
+  }
+}
+
+/// "rb+", regular files only, no links. Null with errno.
+file_ptr open_container(const char* path) {
+  const int descriptor = open(path, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (descriptor < 0) return nullptr;
+  struct stat status;
+  int errnum = fstat(descriptor, &status) != 0 ? errno : S_ISREG(status.st_mode) ? 0 : EINVAL;
+  FILE* file = errnum == 0 ? fdopen(descriptor, "rb+") : nullptr;
+  if (file == nullptr) {
+    if (errnum == 0) errnum = errno;
+    close(descriptor);
+    errno = errnum;
+    return nullptr;
+  }
+  std::setvbuf(file, nullptr, _IONBF, 0);
+  return file_ptr(file);
+}
+
+}  // namespace
+
+int le_to_host(int value) {
+  if constexpr (std::endian::native == std::endian::little) return value;
+  return static_cast<int>(__builtin_bswap32(static_cast<uint32_t>(value)));
+}
+
+GatherFile::~GatherFile() { CloseFile(); }
+
+void GatherFile::CloseFile() { file_.reset(); }
+
+int GatherFile::NumItems() const { return count_; }
+
+unsigned char GatherFile::GetItemType(int index) const {
+  return index < 0 || index >= count_ ? 0 : items_[index].type;
+}
+
+int GatherFile::GetFileStamp(gthStamp* stamp) const {
+  if (file_ == nullptr || stamp == nullptr) return gth_bad_argument;
+  *stamp = stamp_;
+  return gth_ok;
+}
+
+void GatherFile::GetCurrentDate(gthStamp* stamp) {
+  const std::time_t now = std::time(nullptr);
+  std::tm utc = {};
+  gmtime_r(&now, &utc);
+  stamp->hour = static_cast<uint8_t>(utc.tm_hour);
+  stamp->minute = static_cast<uint8_t>(utc.tm_min);
+  stamp->second = static_cast<uint8_t>(utc.tm_sec);
+  stamp->day = static_cast<uint8_t>(utc.tm_mday);
+  stamp->month = static_cast<uint8_t>(utc.tm_mon + 1);
+  stamp->year = static_cast<uint16_t>(utc.tm_year + 1900);
+}
+
+// --- opening ------------------------------------------------------------------------------------
+
+int GatherFile::open_for_update(const char* path) {
+  file_ = open_container(path);
+  return file_ != nullptr ? gth_ok : report(path, gth_cannot_open);
+}
+
+int GatherFile::CreateFile(const char* path) {
+  CloseFile();
+  count_ = 0;
+  if (path == nullptr) return fail(gth_bad_argument, 0);
+  file_ptr file = create_output_file(path, "wb+");
+  if (file == nullptr) return report(path, gth_cannot_create);
+  GetCurrentDate(&stamp_);
+  const gth_head_bytes head = encode_head(stamp_);
+  std::fwrite(head.data(), 1, head.size(), file.get());
+  if (!close_checked(std::move(file))) {
+    const int errnum = errno;
+    unlink(path);
+    return fail(gth_cannot_write, errnum);
+  }
+  end_ = k_gth_head_size;
+  return open_for_update(path);
+}
+
+int GatherFile::ReadFile(const char* path) {
+  printd("gthfile: ReadFile %s\n", path != nullptr ? path : "(null)");
+  CloseFile();
+  count_ = 0;
+  if (path == nullptr) return fail(gth_bad_argument, 0);
+  int code = open_for_update(path);
+  if (code != gth_ok) return code;
+  printd("gthfile: file = %p\n", static_cast<void*>(file_.get()));
+  code = read_container();
+  if (code != gth_ok) {
+    CloseFile();
+    count_ = 0;
+  }
+  return code;
+}
+
+int GatherFile::read_container() {
+  gth_head_bytes head;
+  if (!read_at(file_.get(), 0, head)) {
+    printd("gthfile: fread head, rc = %u\n", 0U);
+    return gth_cannot_read;
+  }
+  printd("gthfile: head.ident = %9.9s\n", reinterpret_cast<const char*>(head.data()));
+  if (has_stuffed_ident(head)) {
+    const int code = ReplaceNulls();
+    printd("gthfile: ReplaceNulls, rc = %d\n", code);
+    if (code != gth_ok) return gth_not_a_gather_file;
+    if (!read_at(file_.get(), 0, head)) {
+      printd("gthfile: fread head, rc = %u\n", 0U);
+      return gth_cannot_read;
+    }
+  }
+  if (!has_plain_ident(head)) return fail(gth_not_a_gather_file, 0);
+  stamp_ = decode_stamp(head);
+  return read_item_table(head[k_gth_count_offset]);
+}
+
+int GatherFile::read_item_table(int count) {
+  printd("gthfile: Items is %d\n", count);
+  end_ = k_gth_head_size;
+  for (count_ = 0; count_ < count; ++count_) {
+    printd("gthfile: Item %d Offset is %d\n", count_, static_cast<int>(end_));
+    gth_record_bytes bytes;
+    if (end_ > k_offset_limit || !read_at(file_.get(), end_, bytes)) {
+      printd("gthfile: fread item, rc = %u\n", 0U);
+      return gth_cannot_read;
+    }
+    const gth_record record = decode_record(bytes);
+    items_[count_] = {record.type, static_cast<uint32_t>(end_)};
+    end_ += static_cast<int64_t>(k_gth_record_size) + record.data_size();
+  }
+  return gth_ok;
+}
+
+// --- appending ----------------------------------------------------------------------------------
+
+int GatherFile::AddItemFile(unsigned char type, const char* path, bool compress) {
+  printd("gthfile: AddItemFile id %#02x c %d filename %s\n", type, compress ? 1 : 0,
+         path != nullptr ? path : "(null)");
+  printd("gthfile: file = %p\n", static_cast<void*>(file_.get()));
+  if (file_ == nullptr || path == nullptr) return fail(gth_bad_argument, 0);
+  if (count_ >= k_max_items) return fail(gth_table_full, 0);
+  const std::string temporary_name =
+      format_text("%X.tmp", static_cast<unsigned>(std::time(nullptr)));
+  printd("gthfile: tmpName %s\n", temporary_name.c_str());
+
+  file_ptr source = open_regular_file(path);
+  if (source == nullptr) return report(path, gth_cannot_open);
+  const int64_t size = size_of(source.get());
+  if (size < 0 || size > k_offset_limit) {
+    if (size >= 0) errno = EFBIG;
+    return report(path, gth_cannot_open);
+  }
+  // What is behind the last item a killed run left there; a file that ends before it is damaged.
+  const int64_t length = size_of(file_.get());
+  if (length < end_) return fail(gth_cannot_read, 0);
+  if (length > end_ && ftruncate(fileno(file_.get()), end_) != 0) return gth_cannot_write;
+
+  const auto stored_size = static_cast<uint32_t>(size);
+  const int code = compress ? add_compressed(type, source.get(), temporary_name.c_str())
+                            : add({type, stored_size, 0, 0}, source.get());
+  if (code == gth_ok) printd("gthfile: AddItemFile OK\n");
+  return code;
+}
+
+int GatherFile::add_compressed(unsigned char type, FILE* source, const char* temporary_name) {
+  const file_ptr temporary = open_nameless_file(temporary_name);
+  if (temporary == nullptr) {
+    print_error(temporary_name, errno);
+    return add({type, 0, 0, 0}, nullptr);  // Counted without a record on purpose.
+  }
+  LzH coder;
+  LzwComp sizes = {};
+  errno = 0;
+  if (coder.Encode(source, temporary.get(), &sizes) != 0) {
+    const int errnum = errno;
+    printd("gthfile: compression failed\n");
+    return fail(gth_codec_failed, errnum);
+  }
+  std::rewind(temporary.get());
+  return add({type, sizes.uncompressed_size, 1, sizes.compressed_size}, temporary.get());
+}
+
+/// The item exists from the moment in which the head counts it; until then any failure cuts it off.
+int GatherFile::add(const gth_record& record, FILE* data) {
+  const int64_t offset = end_;
+  int code = data != nullptr ? append(record, data) : gth_ok;
+  if (code == gth_ok) code = write_count(count_ + 1);
+  if (code != gth_ok) {
+    const int errnum = errno;
+    if (ftruncate(fileno(file_.get()), offset) != 0) print_error("gthfile: ftruncate", errno);
+    return fail(code, errnum);
+  }
+  items_[count_++] = {record.type, static_cast<uint32_t>(offset)};
+  if (data != nullptr) end_ += static_cast<int64_t>(k_gth_record_size) + record.data_size();
+  return gth_ok;
+}
+
+int GatherFile::append(const gth_record& record, FILE* data) {
+  const int64_t size = static_cast<int64_t>(k_gth_record_size) + record.data_size();
+  if (size > k_offset_limit - end_) return fail(gth_cannot_write, EFBIG);
+  const unfinished_write_note note(fileno(file_.get()), end_);
+  if (!write_at(file_.get(), end_, encode_record(record))) {
+    const int errnum = errno;
+    printd("gthfile: fwrite item returned %u\n", 0U);
+    return fail(gth_cannot_write, errnum);
+  }
+  return copy_bytes(data, file_.get(), record.data_size());
+}
+
+int GatherFile::write_count(int count) {
+  gth_head_bytes head;
+  if (!read_at(file_.get(), 0, head)) {
+    printd("gthfile: fread headF returned %u\n", 0U);
+    return gth_cannot_read;
+  }
+  head[k_gth_count_offset] = static_cast<unsigned char>(count);
+  if (!write_at(file_.get(), 0, head)) {
+    const int errnum = errno;
+    printd("gthfile: write headF returned %u\n", 0U);
+    return fail(gth_cannot_write, errnum);
+  }
+  return gth_ok;
+}
+
+// --- extracting ---------------------------------------------------------------------------------
+
+int GatherFile::ExtractItem(unsigned char type, const char* path) {
+  for (int i = 0; i < count_; ++i) {
+    if (items_[i].type == type) return ExtractItem(i, path);
+  }
+  return fail(gth_no_such_item, 0);
+}
+
+int GatherFile::ExtractItem(int index, const char* path) {
+  if (file_ == nullptr || path == nullptr || index < 0 || index >= count_) {
+    return fail(gth_bad_argument, 0);
+  }
+  gth_record_bytes bytes;
+  if (!read_at(file_.get(), items_[index].offset, bytes)) return gth_cannot_read;
+  const gth_record record = decode_record(bytes);
+  file_ptr output = create_output_file(path, "wb");
+  if (output == nullptr) return report(path, gth_cannot_create);
+  int code = record.is_compressed() ? extract_compressed(record, output.get())
+                                    : copy_bytes(file_.get(), output.get(), record.size);
+  int errnum = errno;
+  if (!close_checked(std::move(output)) && code == gth_ok) {
+    errnum = errno;
+    code = record.is_compressed() ? gth_codec_failed : gth_cannot_write;
+  }
+  if (code == gth_codec_failed || code == gth_cannot_write) unlink(path);
+  return fail(code, errnum);
+}
+
+/// The container stands at the data.
+int GatherFile::extract_compressed(const gth_record& record, FILE* output) {
+  const int64_t left = size_of(file_.get()) - ftello(file_.get());
+  const auto there = static_cast<uint64_t>(std::clamp<int64_t>(left, 0, record.compressed_size));
+  if (record.size > LzH::most_output(there)) return fail(gth_codec_failed, 0);
+  LzH coder;
+  const LzwComp sizes = {record.size, record.compressed_size};
+  errno = 0;
+  if (coder.Decode(file_.get(), output, &sizes) != 0) return gth_codec_failed;
+  return coder.input_used() > there ? fail(gth_codec_failed, 0) : gth_ok;
+}
+
+// --- the stuffed form ---------------------------------------------------------------------------
+
+int GatherFile::RemoveNulls(const char* path) {
+  if (path == nullptr) return fail(gth_bad_argument, 0);
+  const file_ptr plain = open_container(path);
+  if (plain == nullptr) return report(path, gth_table_full);
+  const std::string name = std::string(path) + ".tmp";
+  file_ptr stuffed = create_output_file(name.c_str(), "wb+");
+  if (stuffed == nullptr) return report(name.c_str(), gth_table_full);
+  const temporary_file_note note(name.c_str());
+  int code = copy_stuffed(plain.get(), size_of(plain.get()), stuffed.get());
+  int errnum = errno;
+  if (code == gth_ok && !close_checked(std::move(stuffed))) {
+    errnum = errno;
+    code = gth_cannot_write;
+  }
+  if (code == gth_ok && std::rename(name.c_str(), path) != 0) {
+    errnum = errno;
+    code = gth_cannot_write;
+  }
+  if (code != gth_ok) unlink(name.c_str());
+  return fail(code, errnum);
+}
+
+int GatherFile::ReplaceNulls() {
+  if (file_ == nullptr) return fail(gth_bad_argument, 0);
+  file_ptr plain(std::tmpfile());
+  if (plain == nullptr) return report("tmpfile", gth_table_full);
+  fcntl(fileno(plain.get()), F_SETFD, FD_CLOEXEC);
+  std::setvbuf(plain.get(), nullptr, _IONBF, 0);
+  const int code = copy_unstuffed(file_.get(), size_of(file_.get()), plain.get());
+  if (code != gth_ok) return code;
+  file_ = std::move(plain);
+
+  printd("gthfile: writing signature %s\n", k_gth_ident.data());
+  gth_head_bytes head;
+  if (!read_at(file_.get(), 0, head)) {
+    printd("gthfile: fread filehead rc = %u\n", 0U);
+    return gth_cannot_read;
+  }
+  set_ident(head, k_gth_ident);
+  if (!write_at(file_.get(), 0, head)) {
+    printd("gthfile: fwrite filehead, rc = %u\n", 0U);
+    return gth_cannot_write;
+  }
+  return gth_ok;
+}
+
+}  // namespace kestrel

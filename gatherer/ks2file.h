@@ -1,0 +1,40 @@
+// Files on their way into the gather file: the frame of the markup report, and stored files and
+// command output with their small text header.
+#pragma once
+
+#include <cstdio>
+
+#include "lib/file.h"
+
+namespace kestrel {
+
+class GatherFile;
+
+/// The process-wide container, made on first use and destroyed by the closing task.
+GatherFile& make_gather_file();
+void destroy_gather_file();
+bool is_gather_file_open();
+
+/// Creates the markup report: heading, data element, version element. Null on failure, which is
+/// reported and fails the run. The caller hands the stream to close_xml_file.
+FILE* open_xml_file(const char* path);
+/// Ends the frame (in ksml with the output checksum) and closes. False for a null stream or when
+/// any write failed.
+bool close_xml_file(FILE* out);
+
+/// Adds a file to the gather file. True whenever gathering is on, whatever the container answered;
+/// a refusal is told to the user and fails the run.
+bool store_file(const char* path, int item_type, bool compress);
+/// True when the container took everything that `store_file` was last asked to add.
+bool was_stored();
+
+bool store_ascii_file(const char* path, const char* mime_type);
+bool store_text_file(const char* path, const char* mime_type);
+bool store_binary_file(const char* path, const char* mime_type);
+bool run_command_and_store_file(const char* name, const char* command, const char* mime_type);
+
+void write_file_header(FILE* out, const char* name, const char* mime_type);
+/// Creates "kest<kind><pid>.tmp" in the current directory and writes its name into `buffer`.
+file_ptr open_temp_file(char* buffer, int size, int kind);
+
+}  // namespace kestrel

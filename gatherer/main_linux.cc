@@ -1,0 +1,38 @@
+// The process's entry: makes the surroundings safe, widens the arguments, hands over.
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "gatherer/main.h"
+#include "lib/cleanup.h"
+#include "lib/mbcs.h"
+
+namespace {
+
+// A standard descriptor that comes closed would go to the next file opened: the report's file
+// would be the console.
+void open_standard_descriptors() {
+  int descriptor = open("/dev/null", O_RDWR);
+  while (descriptor >= 0 && descriptor <= STDERR_FILENO) descriptor = dup(descriptor);
+  if (descriptor > STDERR_FILENO) close(descriptor);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  open_standard_descriptors();
+  signal(SIGCHLD, SIG_DFL);  // inherited as ignored, no command's status could be had
+  signal(SIGPIPE, SIG_IGN);  // a console that went away must not end the run
+  kestrel::install_signal_handlers();
+  setlocale(LC_ALL, "");
+  std::vector<std::wstring> texts;
+  for (int i = 0; i < argc; ++i) texts.push_back(kestrel::mbcs_to_wide(argv[i]));
+  std::vector<const wchar_t*> wide;
+  for (const std::wstring& text : texts) wide.push_back(text.c_str());
+  return kestrel::wmain(argc, wide.data());
+}

@@ -1,0 +1,278 @@
+// The debug log: see debug.h. Both targets may be on at once; every write then goes to both.
+#include "lib/debug.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <cwchar>
+#include <string>
+
+#include "lib/mbcs.h"
+
+namespace kestrel {
+namespace {
+
+constexpr size_t k_path_size = 4096;
+constexpr size_t k_longest_wide_line = 1u << 20;
+
+bool log_to_file = false;
+char log_filename[k_path_size] = "";
+FILE* log_file = nullptr;
+bool log_to_stream = false;
+FILE* log_stream = nullptr;
+time_t timer = 0;
+bool at_line_start = true;
+bool at_wide_line_start = true;
+
+// One test for the common case that nothing is logged.
+bool logging = false;
+
+void note_targets() { logging = log_to_file || log_to_stream; }
+
+// The log holds what the report holds, so only its owner may read it, and a link that somebody
+// left in the current directory must not lead it elsewhere, nor a FIFO hold the program.
+int open_owned(const char* path, int flags) {
+  return open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, 0600);
+}
+
+// A file left by an earlier run keeps the mode it had; where that cannot be changed it stays.
+void take_from_others(int descriptor) { (void)!fchmod(descriptor, 0600); }
+
+[[noreturn]] void give_up(int errnum) {
+  // Off first: reporting the failure must not try to open the log again.
+  log_to_file = false;
+  log_to_stream = false;
+  note_targets();
+  internal_error("Unable to open debug log: %s\n", strerror(errnum));
+}
+
+void enable_log_to_path(const char* path) {
+  strncpy(log_filename, path, k_path_size - 1);
+  log_filename[k_path_size - 1] = '\0';
+  log_to_file = true;
+  note_targets();
+}
+
+void stamp_line(bool& line_start, bool next) {
+  if (line_start) printd_noflush("%8.4f ", static_cast<double>(clock()) / 1e6);
+  line_start = next;
+}
+
+bool ends_line(const char* format) {
+  size_t length = strlen(format);
+  return length > 0 && format[length - 1] == '\n';
+}
+
+bool ends_line(const wchar_t* format) {
+  size_t length = wcslen(format);
+  return length > 0 && format[length - 1] == L'\n';
+}
+
+std::string format_wide(const wchar_t* format, va_list arguments) {
+  std::wstring text(256, L'\0');
+  while (text.size() <= k_longest_wide_line) {
+    va_list copy;
+    va_copy(copy, arguments);
+    int length = vswprintf(text.data(), text.size(), format, copy);
+    va_end(copy);
+    if (length >= 0)
+      return wide_to_mbcs(std::wstring_view(text.data(), static_cast<size_t>(length)));
+    text.resize(text.size() * 4);
+  }
+  return {};
+}
+
+void print_local_time() {
+  time_t now = time(nullptr);
+  std::tm local = {};
+  char text[64] = "";
+  if (localtime_r(&now, &local) != nullptr) asctime_r(&local, text);
+  printd_noflush("%.19s ", text);
+}
+
+}  // namespace
+
+bool is_logging() { return logging; }
+
+void open_log_file() {
+  if (!log_to_file || log_file != nullptr) return;
+  int descriptor = open_owned(log_filename, O_APPEND | O_DSYNC);
+  if (descriptor < 0) give_up(errno);
+  log_file = fdopen(descriptor, "a");
+  if (log_file == nullptr) {
+    int errnum = errno;
+    close(descriptor);
+    give_up(errnum);
+  }
+}
+
+void truncate_log_file() {
+  int descriptor = open_owned(log_filename, O_TRUNC);
+  if (descriptor < 0) give_up(errno);
+  take_from_others(descriptor);
+  close(descriptor);
+}
+
+void close_and_flush_log_file() {
+  if (log_file != nullptr) {
+    fclose(log_file);
+    log_file = nullptr;
+  }
+  if (log_stream != nullptr) fflush(log_stream);
+}
+
+void enable_log_to_file(const char* path) {
+  enable_log_to_path(path);
+  truncate_log_file();
+}
+
+void enable_append_log_to_file(const char* path) { enable_log_to_path(path); }
+
+void disable_log_to_file() {
+  log_to_file = false;
+  note_targets();
+}
+
+void enable_log_to_stream(const char* path) {
+  int descriptor = open_owned(path, O_TRUNC);
+  FILE* stream = descriptor < 0 ? nullptr : fdopen(descriptor, "w");
+  if (stream == nullptr) give_up(errno);
+  take_from_others(descriptor);
+  enable_log_to_stream(stream);
+}
+
+void enable_log_to_stream(FILE* stream) {
+  log_stream = stream;
+  log_to_stream = true;
+  note_targets();
+}
+
+void disable_log_to_stream() {
+  log_to_stream = false;
+  log_stream = nullptr;
+  note_targets();
+}
+
+int vprintd_noflush(const char* format, va_list arguments) {
+  int count = 0;
+  if (log_to_file && log_file != nullptr) {
+    va_list copy;
+    va_copy(copy, arguments);
+    count = vfprintf(log_file, format, copy);
+    va_end(copy);
+  }
+  if (log_to_stream && log_stream != nullptr) {
+    va_list copy;
+    va_copy(copy, arguments);
+    count = vfprintf(log_stream, format, copy);
+    va_end(copy);
+  }
+  return count;
+}
+
+int printd_noflush(const char* format, ...) {
+  if (!logging) return 0;
+  va_list arguments;
+  va_start(arguments, format);
+  int count = vprintd_noflush(format, arguments);
+  va_end(arguments);
+  return count;
+}
+
+int vprintd_noflushW(const wchar_t* format, va_list arguments) {
+  if (!logging) return 0;
+  return printd_noflush("%s", format_wide(format, arguments).c_str());
+}
+
+int printd_noflushW(const wchar_t* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  int count = vprintd_noflushW(format, arguments);
+  va_end(arguments);
+  return count;
+}
+
+int printd(const char* format, ...) {
+  if (!logging) return 0;
+  open_log_file();
+  stamp_line(at_line_start, ends_line(format));
+  va_list arguments;
+  va_start(arguments, format);
+  int count = vprintd_noflush(format, arguments);
+  va_end(arguments);
+  close_and_flush_log_file();
+  return count;
+}
+
+int printdW(const wchar_t* format, ...) {
+  if (!logging) return 0;
+  open_log_file();
+  stamp_line(at_wide_line_start, ends_line(format));
+  va_list arguments;
+  va_start(arguments, format);
+  int count = vprintd_noflushW(format, arguments);
+  va_end(arguments);
+  close_and_flush_log_file();
+  return count;
+}
+
+int print_with_time(const char* format, ...) {
+  if (!logging) return 0;
+  open_log_file();
+  print_local_time();
+  va_list arguments;
+  va_start(arguments, format);
+  int count = vprintd_noflush(format, arguments);
+  va_end(arguments);
+  close_and_flush_log_file();
+  return count;
+}
+
+int print_with_timeW(const wchar_t* format, ...) {
+  if (!logging) return 0;
+  open_log_file();
+  print_local_time();
+  va_list arguments;
+  va_start(arguments, format);
+  int count = vprintd_noflushW(format, arguments);
+  va_end(arguments);
+  close_and_flush_log_file();
+  return count;
+}
+
+int print_error(const char* what, int errnum) {
+  if (!logging) return 0;
+  return printd("%s (%d): %s\n", what, errnum, strerror(errnum));
+}
+
+void internal_error(const char* format, ...) {
+  printd("Internal error: ");
+  va_list arguments;
+  open_log_file();
+  va_start(arguments, format);
+  vprintd_noflush(format, arguments);
+  va_end(arguments);
+  close_and_flush_log_file();
+  fputs("\n\nAN INTERNAL ERROR OCCURRED -- THE PROGRAM CANNOT COMPLETE\n", stderr);
+  va_start(arguments, format);
+  vfprintf(stderr, format, arguments);
+  va_end(arguments);
+  abort();
+}
+
+void timer_reset(const char* label) {
+  printd("%s: --- MARK ---\n", label);
+  timer = time(nullptr);
+}
+
+void timer_mark(const char* label) {
+  printd("%s: --- MARK --- %.4f sec\n", label, difftime(time(nullptr), timer));
+  timer = time(nullptr);
+}
+
+}  // namespace kestrel

@@ -1,0 +1,30 @@
+// The two look-ups that serve every decoder of the system: a code with a name, and a bit field
+// whose set bits have names. The tables themselves are constexpr arrays beside the code that needs
+// them.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace kestrel {
+
+struct code_name {
+  uint32_t code;
+  const char* name;
+};
+
+struct mask_name {
+  uint32_t mask;
+  const char* name;
+};
+
+/// The name of `code`, or `fallback` when the table does not have it.
+const char* name_of(std::span<const code_name> table, uint32_t code, const char* fallback);
+
+/// The names of all rows whose mask shares a bit with `bits`, in table order, joined with
+/// `separator`; `none` when there is no such row.
+std::string names_of(std::span<const mask_name> table, uint32_t bits, const char* none = "None",
+                     const char* separator = ", ");
+
+}  // namespace kestrel

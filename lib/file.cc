@@ -1,0 +1,91 @@
+// See file.h. Every descriptor is close-on-exec: the commands that probes run inherit none.
+#include "lib/file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace kestrel {
+
+namespace {
+
+file_ptr refuse(int descriptor, int error) {
+  close(descriptor);
+  errno = error;
+  return nullptr;
+}
+
+/// Why such a file is not read, as errno; 0 for a regular one.
+int refusal(const struct stat& status) {
+  if (S_ISREG(status.st_mode)) return 0;
+  return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+}
+
+/// The stream takes the descriptor over.
+file_ptr stream_on(int descriptor, const char* mode) {
+  FILE* stream = fdopen(descriptor, mode);
+  if (stream == nullptr) return refuse(descriptor, errno);
+  return file_ptr(stream);
+}
+
+}  // namespace
+
+file_ptr open_for_reading(const char* path) { return file_ptr(std::fopen(path, "rbe")); }
+
+file_ptr open_regular_file(const char* path) {
+  // Asked before opening, because some devices (tapes, watchdogs) act on being opened, and after,
+  // because the name may have changed hands; O_NONBLOCK is for a FIFO that came between.
+  struct stat status;
+  if (stat(path, &status) != 0) return nullptr;
+  if (errno = refusal(status); errno != 0) return nullptr;
+  const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (descriptor < 0) return nullptr;
+  if (fstat(descriptor, &status) != 0) return refuse(descriptor, errno);
+  if (const int error = refusal(status); error != 0) return refuse(descriptor, error);
+  const int flags = fcntl(descriptor, F_GETFL);
+  if (flags < 0 || fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) != 0) {
+    return refuse(descriptor, errno);
+  }
+  return stream_on(descriptor, "rb");
+}
+
+file_ptr create_output_file(const char* path, const char* mode) {
+  if (unlink(path) != 0 && errno != ENOENT) return nullptr;
+  const int access = std::strchr(mode, '+') != nullptr ? O_RDWR : O_WRONLY;
+  const int descriptor = open(path, access | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+  if (descriptor < 0) return nullptr;
+  return stream_on(descriptor, mode);
+}
+
+namespace {
+
+// Why an earlier write on the stream failed: the C library does not keep the reason, but what was
+// in the way (a full disk, a quota) usually still is, and tells it to one more write.
+int reason_of_failure(FILE* file) {
+  std::clearerr(file);
+  errno = 0;
+  if (std::fflush(file) == 0 && std::fputc('\n', file) != EOF) std::fflush(file);
+  return errno != 0 ? errno : EIO;
+}
+
+}  // namespace
+
+bool close_checked(FILE* file) {
+  if (file == nullptr) {
+    errno = EBADF;
+    return false;
+  }
+  int error = 0;
+  if (std::fflush(file) != 0) error = errno;
+  if (error == 0 && std::ferror(file) != 0) error = reason_of_failure(file);
+  if (std::fclose(file) != 0 && error == 0) error = errno;
+  if (error != 0) errno = error;
+  return error == 0;
+}
+
+bool close_checked(file_ptr file) { return close_checked(file.release()); }
+
+}  // namespace kestrel

@@ -1,0 +1,44 @@
+// Lines of text files, of /proc and of command output, read one way everywhere.
+#pragma once
+
+#include <cerrno>
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+#include "lib/debug.h"
+
+namespace kestrel {
+
+/// The longest line that is kept; the rest of a longer one is read and dropped.
+inline constexpr size_t k_max_line = 1u << 20;
+
+/// Reads one line, its newline included when it has one. False at the end of the stream.
+bool read_line(FILE* in, std::string& line);
+
+/// Reads one line as wide text, undecodable bytes kept (see mbcs.h). False at the end.
+bool get_wide_line(FILE* in, std::wstring& line);
+
+/// Cuts the newline that ends a line, if it has one.
+inline std::string_view without_newline(std::string_view line) {
+  if (!line.empty() && line.back() == '\n') line.remove_suffix(1);
+  return line;
+}
+
+/// Hands every line of `in`, less its last character, to `handle(std::string&)` after tracing it as
+/// "module: line". The end of the stream is reported as "module: getline" with errno. A last line
+/// without a newline loses the character that stands in its place, on purpose.
+template <class Handler>
+void for_each_line(FILE* in, const char* module, Handler&& handle) {
+  std::string line;
+  errno = 0;
+  while (read_line(in, line)) {
+    if (!line.empty()) line.pop_back();
+    printd("%s: %s\n", module, line.c_str());
+    handle(line);
+    errno = 0;
+  }
+  print_error((std::string(module) + ": getline").c_str(), errno);
+}
+
+}  // namespace kestrel

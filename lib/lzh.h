@@ -1,0 +1,107 @@
+// LzH: LZSS over a 4096-byte window searched through binary trees, with adaptive Huffman coding:
+// the published LZHUF scheme (Okumura, Yoshizaki), without its size header. The stream is that
+// program's byte for byte; only codes of more than 16 bits, which it cuts short, come out whole.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <span>
+
+namespace kestrel {
+
+class bit_reader;
+class bit_writer;
+class byte_sink;
+class byte_source;
+
+/// Sizes that travel beside the stream. Equal sizes mean "stored".
+struct LzwComp {
+  uint32_t uncompressed_size;
+  uint32_t compressed_size;
+};
+
+/// One compressor/decompressor. All tables live in the object; nothing is allocated while coding.
+/// Every call starts afresh: one object used twice gives the same bytes as two.
+class LzH {
+ public:
+  LzH();
+  /// Compresses from the input's position to its end, as it was when the call began; both streams
+  /// must be seekable: where the sizes come out equal, the output holds the input itself.
+  /// 0, or -1 null argument, -2 read error or 4 GiB and more, -3 write error, -4 nothing to read.
+  int Encode(FILE* input, FILE* output, LzwComp* sizes);
+  /// Writes exactly the uncompressed size and reads no more than the compressed size; what a cut
+  /// stream lacks is read as zero bits. 0, or -1 null argument, -2 read error or the end of a
+  /// stored input, -3 write error.
+  int Decode(FILE* input, FILE* output, const LzwComp* sizes);
+  /// Bytes of the stream that the last Decode needed. More than there were: the stream was cut.
+  uint64_t input_used() const { return input_used_; }
+
+  /// The same from memory into memory; -3 also when `output` is too small.
+  int Encode(std::span<const unsigned char> input, std::span<unsigned char> output, LzwComp* sizes);
+  /// For streams that nobody vouches for: fills `output`, whose size is the limit. 0, or -2 when
+  /// the input ends before that; the output is then good for nothing.
+  int Decode(std::span<const unsigned char> input, std::span<unsigned char> output);
+  /// No stream of that size holds more bytes than this: a larger claim is a lie. (The shortest code
+  /// of a match of 60 bytes takes 10 bits.)
+  static constexpr uint64_t most_output(uint64_t compressed_size) { return compressed_size * 48; }
+
+ private:
+  static constexpr int N = 4096;                      ///< size of the window
+  static constexpr int F = 60;                        ///< longest match
+  static constexpr int THRESHOLD = 2;                 ///< a match is longer than this
+  static constexpr int N_CHAR = 256 - THRESHOLD + F;  ///< symbols: literals and match lengths
+  static constexpr int T = 2 * N_CHAR - 1;            ///< nodes of the Huffman tree
+  static constexpr int R = T - 1;                     ///< its root
+  static constexpr int MAX_FREQ = 0x8000;             ///< of the root, before all are halved
+
+  void InitVars();
+  size_t fill_window();
+
+  // The search trees (lzh_search.cc).
+  struct descent;
+  void InitTree();
+  void InsertNode(size_t r);
+  void DeleteNode(size_t p);
+  void replace_node(size_t p, size_t r);
+  void find_match(size_t r);
+  bool turn_at(size_t p, size_t from, descent& way) const;
+  size_t enter_beside_last(size_t r, descent& way) const;
+
+  // The adaptive code (lzh_huffman.cc).
+  void StartHuff();
+  void reconst();
+  void update(size_t c);
+
+  int encode(byte_source& in, byte_sink& out, LzwComp* sizes);
+  void encode_window(byte_source& in, bit_writer& bits);
+  void EncodeChar(bit_writer& out, size_t c);
+  static void EncodePosition(bit_writer& out, size_t position);
+
+  enum class at_end { read_zeros, stop };
+  int decode(byte_source& in, byte_sink& out, uint64_t size, at_end policy);
+  size_t copy_match(size_t r, size_t position, size_t length);
+  size_t DecodeChar(bit_reader& in);
+  static size_t DecodePosition(bit_reader& in);
+
+  uint64_t input_used_;
+
+  /// The window, a ring, and behind it a mirror of its first bytes, so that no string wraps.
+  unsigned char text_buf_[N + F - 1];
+  size_t match_position_, match_length_;
+
+  // Node p's sons are link_[2p] (smaller) and link_[2p + 1]; the links to the trees' roots follow,
+  // one a first byte. A node's dad is the link that leads to it.
+  uint16_t link_[2 * N + 256];
+  uint16_t dad_[N + 1];
+  /// A node that shares `shared` bytes (at least) with the string `of`, inserted last.
+  struct neighbour {
+    size_t of, node, shared;
+  } nearest_;
+
+  uint16_t freq_[T + 1];
+  uint16_t prnt_[T + N_CHAR];
+  uint16_t son_[T];
+};
+
+}  // namespace kestrel

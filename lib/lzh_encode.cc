@@ -1,0 +1,125 @@
+// The encoder of LzH: turns the input into literals and matches and writes their codes.
+#include <limits>
+
+#include "lib/lzh.h"
+#include "lib/lzh_bits.h"
+#include "lib/lzh_position.h"
+
+namespace kestrel {
+
+LzH::LzH() { InitVars(); }
+
+void LzH::InitVars() {
+  input_used_ = 0;
+  match_position_ = match_length_ = 0;
+  nearest_ = {};
+}
+
+/// Spaces, except where the first string will stand. Returns its place. The rest is zeroed, since
+/// the search looks past the end of short inputs.
+size_t LzH::fill_window() {
+  std::memset(text_buf_, 0, sizeof text_buf_);
+  std::memset(text_buf_, ' ', N - F);
+  return N - F;
+}
+
+void LzH::EncodeChar(bit_writer& out, size_t c) {
+  uint32_t code = 0;
+  unsigned length = 0;
+  for (size_t node = prnt_[c + T]; node != R; node = prnt_[node]) {
+    code |= static_cast<uint32_t>(node & 1) << length++;
+  }
+  out.Putcode(length, code);
+  update(c);
+}
+
+void LzH::EncodePosition(bit_writer& out, size_t position) {
+  const size_t upper = position >> 6;
+  const unsigned length = Fixp_len[upper];
+  const unsigned code = static_cast<unsigned>(Fixp_code[upper]) >> (8 - length);
+  out.Putcode(length + 6, code << 6 | static_cast<unsigned>(position & 0x3F));
+}
+
+/// The bytes from `r` on, `length` of them, are still to be coded; `s` is where the next ones go.
+void LzH::encode_window(byte_source& in, bit_writer& bits) {
+  size_t s = 0, r = fill_window(), length = 0;
+  while (length < F && !in.at_end()) text_buf_[r + length++] = in.get();
+  for (size_t i = 1; i <= F; ++i) InsertNode(r - i);
+  InsertNode(r);
+  while (length > 0) {
+    find_match(r);
+    size_t count = std::min(match_length_, length);
+    if (count <= THRESHOLD) {
+      count = 1;
+      EncodeChar(bits, text_buf_[r]);
+    } else {
+      EncodeChar(bits, 255 - THRESHOLD + count);
+      EncodePosition(bits, match_position_);
+    }
+    for (; count > 0; --count) {
+      DeleteNode(s);
+      if (in.at_end()) {
+        --length;
+      } else {
+        text_buf_[s] = in.get();
+        if (s < F - 1) text_buf_[s + N] = text_buf_[s];
+      }
+      s = (s + 1) & (N - 1);
+      r = (r + 1) & (N - 1);
+      if (length > 0) InsertNode(r);
+    }
+  }
+}
+
+int LzH::encode(byte_source& in, byte_sink& out, LzwComp* sizes) {
+  if (in.at_end()) return in.failed() ? -2 : -4;
+  StartHuff();
+  InitTree();
+  bit_writer bits(out);
+  encode_window(in, bits);
+  bits.EncodeEnd();
+  if (in.failed()) return -2;
+  if (out.failed() || bits.code_size() > std::numeric_limits<uint32_t>::max()) return -3;
+  sizes->uncompressed_size = static_cast<uint32_t>(in.consumed());
+  sizes->compressed_size = static_cast<uint32_t>(bits.code_size());
+  return 0;
+}
+
+int LzH::Encode(FILE* input, FILE* output, LzwComp* sizes) {
+  if (input == nullptr || output == nullptr || sizes == nullptr) return -1;
+  const off_t start = ftello(input);
+  if (start < 0 || fseeko(input, 0, SEEK_END) != 0) return -2;
+  const off_t size = ftello(input) - start;
+  if (fseeko(input, start, SEEK_SET) != 0) return -2;
+  if (size <= 0) return -4;
+  if (size > std::numeric_limits<uint32_t>::max()) return -2;
+  const off_t output_start = ftello(output);
+
+  byte_source in(input, static_cast<uint64_t>(size));
+  byte_sink out(output);
+  const int result = encode(in, out, sizes);
+  if (result != 0) return result;
+  if (sizes->uncompressed_size == sizes->compressed_size) {
+    if (fseeko(input, start, SEEK_SET) != 0) return -2;
+    if (output_start < 0 || fseeko(output, output_start, SEEK_SET) != 0) return -3;
+    byte_source again(input, sizes->uncompressed_size);
+    copy_bytes(again, out);
+    if (again.consumed() != sizes->uncompressed_size) return -2;
+  }
+  return out.failed() || std::fflush(output) != 0 ? -3 : 0;
+}
+
+int LzH::Encode(std::span<const unsigned char> input, std::span<unsigned char> output,
+                LzwComp* sizes) {
+  if (sizes == nullptr) return -1;
+  if (input.size() > std::numeric_limits<uint32_t>::max()) return -2;
+  byte_source in(input);
+  byte_sink out(output);
+  const int result = encode(in, out, sizes);
+  if (result == 0 && sizes->uncompressed_size == sizes->compressed_size) {
+    std::memcpy(output.data(), input.data(), input.size());
+  }
+  return result;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,61 @@
+// What several output formats have in common: the texts of numbers, padding by characters.
+#include "lib/table_formats.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "lib/mbcs.h"
+
+namespace kestrel {
+
+namespace {
+
+char* copy(std::string_view text, char* to) { return std::copy(text.begin(), text.end(), to); }
+
+}  // namespace
+
+char* cell_number::write_decimal(char* to) const {
+  return is_long_ ? std::to_chars(to, to + k_longest, large_).ptr
+                  : std::to_chars(to, to + k_longest, small_).ptr;
+}
+
+char* cell_number::write(char* to, datatype type, std::string_view prefix,
+                         std::string_view suffix) const {
+  if (type == DT_INTEGER) return write_decimal(to);
+  if (type == DT_BOOL) return is_true() ? copy("true", to) : copy("false", to);
+  if (type != DT_HEX) return to;
+  to = copy(prefix, to);
+  char* end = std::to_chars(to, to + k_longest, large_, 16).ptr;
+  for (; to != end; ++to) {
+    if (*to >= 'a') *to = static_cast<char>(*to - 'a' + 'A');
+  }
+  return copy(suffix, end);
+}
+
+uint16_t append_number(text_buffer& line, const table_column& column, const cell_number& value,
+                       std::string_view prefix, std::string_view suffix) {
+  line += column.frame.before;
+  char* const start = line.room(cell_number::k_longest);
+  const char* const end = value.write(start, column.type, prefix, suffix);
+  unsigned sum = 0;
+  for (const char* c = start; c != end; ++c) sum += static_cast<unsigned char>(*c);
+  line.end_at(end);
+  line += column.frame.after;
+  return static_cast<uint16_t>(sum);
+}
+
+void append_padded(text_buffer& line, std::string_view text, int width) {
+  const auto wanted = static_cast<size_t>(std::max(width, 0));
+  const std::string_view kept = first_characters(text, wanted);
+  line += kept;
+  line.append(wanted - std::min(character_count(kept), wanted), ' ');
+}
+
+void append_padded(text_buffer& line, std::wstring_view text, int width) {
+  const auto wanted = static_cast<size_t>(std::max(width, 0));
+  const std::wstring_view kept = text.substr(0, wanted);
+  line += wide_to_utf8(kept);
+  line.append(wanted - kept.size(), ' ');
+}
+
+}  // namespace kestrel

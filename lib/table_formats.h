@@ -1,0 +1,154 @@
+// What the table writer and its output formats agree on: one constant record of functions per
+// format. The functions append text to the table's line and never see a stream; Table checks the
+// calls, keeps the sums and sends the lines.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "lib/table.h"
+#include "lib/text_buffer.h"
+
+namespace kestrel {
+
+/// What a format writes around values, made once for many of them.
+struct text_frame {
+  text_buffer before;
+  text_buffer after;
+
+  void clear() {
+    before.clear();
+    after.clear();
+  }
+};
+
+struct table_column {
+  std::string name;
+  datatype type = DT_STRING;
+  int width = 0;     ///< in characters; 0: not set
+  text_frame frame;  ///< around each value
+};
+
+struct table_state {
+  std::string title;
+  std::string instance;
+  /// The declared columns, and behind them one slot that takes a value too many as a string.
+  std::array<table_column, Table::k_max_columns + 1> columns;
+  int column_count = 0;
+  int widest = 0;  ///< largest column width of the heading
+  int row_count = 0;
+  uint16_t checksum = 0;
+  uint16_t row_checksum = 0;
+  text_frame row_name;  ///< for the use of the format
+  text_frame row_sum;   ///< for the use of the format
+  text_buffer line;     ///< what is sent next: the text of one call or of an open row
+  std::string ascii;    ///< the value of an ASCII cell
+
+  std::span<const table_column> declared() const {
+    return std::span(columns).first(static_cast<size_t>(column_count));
+  }
+};
+
+/// The number in an integer cell: an int, or an unsigned long whose 64 bits stay whole.
+class cell_number {
+ public:
+  explicit cell_number(int value)
+      : small_(value), large_(static_cast<unsigned>(value)), is_long_(false) {}
+  explicit cell_number(unsigned long value) : large_(value), is_long_(true) {}
+
+  bool is_long() const { return is_long_; }
+  bool is_true() const { return large_ != 0; }
+
+  /// Writes the decimal number, or what the column's type asks for: decimal, hexadecimal between
+  /// `prefix` and `suffix`, a word, nothing for DT_FLOAT. Returns the end; there must be room for
+  /// k_longest bytes.
+  static constexpr size_t k_longest = 32;
+  char* write_decimal(char* to) const;
+  char* write(char* to, datatype type, std::string_view prefix, std::string_view suffix) const;
+
+ private:
+  int small_ = 0;
+  unsigned long large_;
+  bool is_long_;
+};
+
+/// How one format writes. The cell functions return the sum of the value's text as they wrote it,
+/// 0 in formats that carry no sums.
+struct output_format {
+  output_format_type type;
+  bool flushes_rows;
+  bool flushes_section_ends;
+  bool sanitises_narrow_ascii;  ///< narrow values of DT_ASCII columns; wide ones always are
+
+  void (*open)(table_state&);
+  void (*heading)(table_state&);
+  /// Fills a column's frame, which is empty.
+  void (*frame)(const table_state&, table_column&);
+  void (*open_row)(table_state&, const char* name);
+  uint16_t (*number)(table_state&, const table_column&, const cell_number&);
+  uint16_t (*text)(table_state&, const table_column&, std::string_view);
+  uint16_t (*wide_text)(table_state&, const table_column&, std::wstring_view);
+  /// Null where dates are plain text.
+  uint16_t (*date)(table_state&, const table_column&, const char* kind, std::string_view);
+  void (*close_row)(table_state&);
+  void (*close)(table_state&);
+
+  void (*open_section)(text_buffer& line, const char* title);
+  void (*close_section)(text_buffer& line);
+  /// Copies a file into the report; false when the format takes none or the file did not open.
+  bool (*file)(FILE* out, const char* path, FILE* in, unsigned limit);
+};
+
+extern const output_format k_text_format;
+extern const output_format k_list_format;
+extern const output_format k_xml_format;
+extern const output_format k_ksml_format;
+extern const output_format k_talv_format;
+extern const output_format k_html_format;
+
+/// The process-wide side of a report.
+struct report_state {
+  const output_format* format = &k_text_format;
+  uint32_t section_checksum = 0;
+  uint32_t output_checksum = 0;
+  std::optional<std::string> open_section;  ///< only where a section is an element of its own name
+};
+report_state& current_report();
+
+// --- shared by several formats ------------------------------------------------------------------
+
+/// For the functions with which a format writes nothing.
+inline void write_nothing(table_state&) {}
+inline void write_no_row(table_state&, const char*) {}
+
+inline const char* text_or_empty(const char* text) { return text == nullptr ? "" : text; }
+
+inline void append_framed(text_buffer& line, const text_frame& frame, std::string_view value) {
+  line += frame.before;
+  line += value;
+  line += frame.after;
+}
+
+/// A framed number as the column's type asks for it, see cell_number::write. Returns the sum of its
+/// text.
+uint16_t append_number(text_buffer& line, const table_column& column, const cell_number& value,
+                       std::string_view prefix, std::string_view suffix);
+
+/// The text cut to `width` characters and padded to it on the right.
+void append_padded(text_buffer& line, std::string_view text, int width);
+void append_padded(text_buffer& line, std::wstring_view text, int width);
+
+/// The section frame of the plain-text formats.
+void open_underlined_section(text_buffer& line, const char* title);
+void close_underlined_section(text_buffer& line);
+/// Embeds a file as plain text.
+bool log_text_file(FILE* out, const char* path, FILE* in, unsigned limit);
+/// Embeds a file as markup and sums it for the section.
+bool log_markup_file(FILE* out, const char* path, FILE* in, unsigned limit);
+
+}  // namespace kestrel

@@ -1,0 +1,31 @@
+// The host table and the resolver's configuration.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kestrel {
+
+/// A line of the host table: one address and the names that it has.
+struct host_entry {
+  std::string ip;
+  std::vector<std::string> names;
+};
+/// Takes a line without its newline. A name that begins with '#' ends the line.
+host_entry parse_hosts_line(std::string_view line);
+
+struct resolver_option {
+  const char* option;  ///< what the report calls it
+  std::string value;
+};
+/// Takes a line without its newline: a row a domain or server; other keywords give none.
+std::vector<resolver_option> parse_resolver_line(std::string_view line);
+
+/// Writes the table of the host names; no rows when the file cannot be read.
+void write_hosts(FILE* fp);
+/// Writes the table of the resolver's options; no rows when the file cannot be read.
+void write_resolver(FILE* fp);
+
+}  // namespace kestrel

@@ -1,0 +1,51 @@
+// The probes of the group "NETWORK": interfaces, addresses, routes and packet filter; host table;
+// resolver.
+#pragma once
+
+#include <list>
+
+#include "gatherer/probe.h"
+#include "probes/net_link_linux.h"
+
+namespace kestrel {
+
+class net_probe : public probe {
+ public:
+  using probe::probe;
+
+  /// Writes all tables; true when the dump of the routes came to its end.
+  bool run(FILE* fp) override;
+
+  /// Fills the list of interfaces, in the order in which the kernel reports them.
+  void make_interface_list();
+  void scan_link(FILE* fp);
+  void scan_link_stats(FILE* fp);
+  void scan_address(FILE* fp);
+  /// True when the dump came to its end.
+  bool scan_route(FILE* fp);
+  /// True only if no read failed, the normal end of output included.
+  bool scan_iptables(FILE* fp);
+
+  void add_interface(const rtnl_link_info& link);
+  /// The interface with that index, null when the list has none.
+  const rtnl_link_info* find_interface(int index) const;
+
+ private:
+  std::list<rtnl_link_info> interfaces_;
+};
+
+class hosts_probe : public probe {
+ public:
+  using probe::probe;
+  bool test() override;
+  bool run(FILE* fp) override;
+};
+
+class resolv_probe : public probe {
+ public:
+  using probe::probe;
+  bool test() override;
+  bool run(FILE* fp) override;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,87 @@
+// PCI configuration space as the probes see it: registers, the standard header, the scan over all
+// functions, class names, slot numbers and the VPD of a function.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+#include "lib/cursor.h"
+#include "lib/pcivpd.h"
+
+namespace kestrel {
+
+inline constexpr size_t k_pci_header_size = 64;
+
+/// One function's address.
+struct pci_address {
+  uint8_t bus;
+  uint8_t device;
+  uint8_t function;
+};
+
+/// The fields of the standard header that the probes use.
+struct pci_header {
+  uint16_t vendor = 0;
+  uint16_t device = 0;
+  uint8_t revision = 0;
+  uint8_t subclass = 0;
+  uint8_t base_class = 0;
+  uint8_t header_type = 0;
+  uint16_t subsystem_vendor = 0;
+  uint16_t subsystem_device = 0;
+  bool is_multi_function() const { return (header_type & 0x80) != 0; }
+};
+/// Decodes the header; fields that `bytes` does not reach are 0.
+pci_header parse_pci_header(byte_span bytes);
+
+// Registers: true only when the full width was moved. Values are in the machine's byte order.
+bool pci_read_config_byte(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
+                          uint8_t* value);
+bool pci_read_config_word(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
+                          uint16_t* value);
+bool pci_read_config_dword(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
+                           uint32_t* value);
+bool pci_write_config_byte(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
+                           uint8_t value);
+bool pci_write_config_word(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
+                           uint16_t value);
+bool pci_write_config_dword(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
+                            uint32_t value);
+/// Reads the first 64 bytes into `buffer`.
+bool pci_get_config_header(uint8_t bus, uint8_t device, uint8_t function, unsigned char* buffer);
+
+// The same under the names that the probes use.
+bool PCI_ReadByteRegister(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
+                          uint8_t* value);
+bool PCI_ReadWordRegister(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
+                          uint16_t* value);
+bool PCI_ReadDWordRegister(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
+                           uint32_t* value);
+bool PCI_WriteByteRegister(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
+                           uint8_t value);
+bool PCI_WriteWordRegister(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
+                           uint16_t value);
+bool PCI_WriteDWordRegister(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
+                            uint32_t value);
+/// Reads and decodes the header of one function; false when there is no such function.
+bool GetInfoPCI(uint8_t bus, uint8_t device, uint8_t function, pci_header& header);
+
+/// Visits every function that answers, in ascending order. A device is left at its first function
+/// that does not answer, and after function 0 unless that says that there are more.
+void for_each_pci_function(const std::function<void(const pci_address&, const pci_header&)>& visit);
+
+/// Names of a base class and of (base class << 8 | subclass); "Unknown" for others.
+const char* PCI_ClassName(unsigned char base_class);
+const char* PCI_SubClassName(unsigned short class_and_subclass);
+
+/// The slot of a device by the firmware's routing table, -1 when it is not in the table.
+int get_slot_number(uint8_t bus, uint8_t device, byte_span routing_table);
+/// The header of the device in a slot; always false without a routing table.
+bool pci_get_pci_device_for_slot(int slot, pci_header& header);
+
+// The VPD of one function, see lib/pcivpd.h.
+uint8_t pcivpd_find_capability(uint8_t bus, uint8_t device, uint8_t function);
+void pcivpd_analyse_vpd(uint8_t bus, uint8_t device, uint8_t function, uint8_t capability,
+                        pci_vpd_xxx& result);
+
+}  // namespace kestrel

@@ -1,0 +1,94 @@
+// The database of PCI names, read from pcidb.txt: one record a line, a kind letter, an id in
+// hexadecimal and a name in UTF-8. The order of the lines carries the structure:
+//
+//   V 8086 name       vendor
+//   D 1237 name       device of the vendor above
+//   R 02 name         revision of the device directly above
+//   O 1af4 name       subsystem vendor of the device above
+//   S 1100 name       subsystem of the O record above
+//   X 1af41100 name   subsystem of the device above by both ids
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kestrel {
+
+/// One line of the database, read as far as it makes sense.
+struct pcidb_record {
+  char kind;
+  uint32_t id = 0;
+  std::string_view name;  ///< points into the line
+};
+/// Nothing when the line is not a record: a comment, a blank line.
+std::optional<pcidb_record> parse_pcidb_line(std::string_view line);
+
+class pci_database {
+ public:
+  pci_database() { clear(); }
+
+  /// Loads pcidb.txt from the current folder, or else from the program's folder, or else from the
+  /// data folder of an installation. Returns the number of records.
+  int load();
+  /// Replaces the content by that of one file; 0 when it cannot be read.
+  int load(const char* path);
+  /// The same from a stream that can be rewound and stays the caller's. `name` is for the log.
+  int load(FILE* in, const char* name);
+
+  int size() const { return static_cast<int>(records_.size()); }
+  /// Bytes of the longest name, its terminator included.
+  int longest_name() const { return longest_name_; }
+
+  // Record indexes; -1 when there is none.
+  int get_vendor(unsigned vendor) const;
+  int get_device(unsigned vendor, unsigned device, unsigned revision) const;
+  int get_subsys_device(unsigned vendor, unsigned device, unsigned revision,
+                        unsigned subsystem_vendor, unsigned subsystem_device) const;
+  int get_subsys_vendor(unsigned vendor, unsigned subsystem_vendor,
+                        unsigned subsystem_device) const;
+
+  // Names, "Unknown" when there is no record. They belong to the database.
+  const char* get_vendor_name(unsigned vendor) const;
+  const char* get_device_name(unsigned vendor, unsigned device, unsigned revision) const;
+  const char* get_subsys_device_name(unsigned vendor, unsigned device, unsigned revision,
+                                     unsigned subsystem_vendor, unsigned subsystem_device) const;
+  const char* get_subsys_vendor_name(unsigned vendor, unsigned subsystem_vendor,
+                                     unsigned subsystem_device) const;
+
+  // The same as wide text, cut to `size` characters of `out`, which they return.
+  wchar_t* get_vendor_name(wchar_t* out, size_t size, unsigned vendor) const;
+  wchar_t* get_device_name(wchar_t* out, size_t size, unsigned vendor, unsigned device,
+                           unsigned revision) const;
+  // The two subsystem ids stand the other way round on purpose.
+  wchar_t* get_subsys_device_name(wchar_t* out, size_t size, unsigned vendor, unsigned device,
+                                  unsigned revision, unsigned subsystem_device,
+                                  unsigned subsystem_vendor) const;
+  wchar_t* get_subsys_vendor_name(wchar_t* out, size_t size, unsigned vendor,
+                                  unsigned subsystem_vendor, unsigned subsystem_device) const;
+
+  /// The one object of the process, created and loaded on first use.
+  static pci_database& get_instance();
+  static pci_database* instance;
+
+ private:
+  struct record {
+    char kind;
+    uint32_t id;
+    uint32_t name;  // where it begins in names_
+  };
+  void clear();
+  void store(const pcidb_record& found);
+  const char* name_at(int index) const;
+
+  std::vector<record> records_;  // in file order
+  std::vector<int> vendors_;     // indexes of the V records
+  std::string names_;            // each with its terminator
+  int longest_name_;
+};
+
+}  // namespace kestrel

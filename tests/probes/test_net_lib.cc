@@ -1,0 +1,130 @@
+// The netlink layer: requests, dumps through the played door, link messages.
+#include <gtest/gtest.h>
+
+#include "probes/net_lib_linux.h"
+#include "probes/net_link_linux.h"
+#include "tests/doors/fake_net_socket.h"
+#include "tests/probes/netlink_messages.h"
+
+namespace kestrel {
+namespace {
+
+using namespace std::string_literals;
+
+byte_span bytes_of(const std::string& text) {
+  return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
+}
+
+std::string tun_message() {
+  return message(RTM_NEWLINK, link_header(65534, 7, 0x1091) + attribute(IFLA_IFNAME, "tun0") +
+                                  attribute(IFLA_MTU, raw<uint32_t>(1400)));
+}
+std::string ether_message(int flags = NLM_F_MULTI) {
+  return message(RTM_NEWLINK,
+                 link_header(1, 2, 0x11043) + attribute(IFLA_IFNAME, "eth0") +
+                     attribute(IFLA_ADDRESS, "\x52\x54\0\x12\x34\xff"s) +
+                     attribute(IFLA_MTU, raw<uint32_t>(4000000000)) +
+                     attribute(IFLA_STATS, raw<uint32_t>(3000000000) + raw<uint32_t>(12)),
+                 flags);
+}
+
+// The names of the dump's interfaces, then how it ended.
+std::string dump_links(std::vector<std::string> datagrams) {
+  fake_netlink() = {};
+  fake_netlink().datagrams[RTM_GETLINK] = std::move(datagrams);
+  netlink_ptr nlb = netlink_open();
+  std::string names;
+  rtnl_link_info link;
+  int rc = 0;
+  while ((rc = rtnl_next_link(nlb.get(), &link)) == 0) names += link.name + " "s;
+  return names + std::to_string(rc);
+}
+
+TEST(NetLib, RequestHasTheLaidDownBytes) {
+  auto request = netlink_request(RTM_GETROUTE, AF_INET, 1);
+  EXPECT_EQ(std::string(request.begin(), request.end()),
+            "\x14\0\0\0\x1a\0\x01\x05\x01\0\0\0\0\0\0\0\x02\0\0\0"s);
+}
+
+TEST(NetLib, DumpGoesOnUntilItsEndOrTheFirstLie) {
+  std::string error = message(NLMSG_ERROR, raw<int32_t>(-95) + std::string(16, '\0'));
+  std::string tiny = tun_message();
+  tiny[0] = 15;
+  const struct {
+    std::vector<std::string> datagrams;
+    const char* seen;
+  } cases[] = {
+      {{ether_message() + tun_message(), done()},                      "eth0 tun0 1"},
+      {{ether_message(NLM_F_DUMP_INTR), tun_message() + done()},       "eth0 tun0 1"},
+      {{tun_message() + error},                                        "tun0 -1"    },
+      {{error.substr(0, 16)},                                          "-1"         },
+      {{tun_message() + message(NLMSG_NOOP, "") + done()},             "tun0 -1"    },
+      {{tun_message() + message(RTM_NEWADDR, std::string(24, '\0'))},  "tun0 -1"    },
+      {{tun_message()},                                                "tun0 -1"    },
+      {{tun_message() + std::string(3, '\xff')},                       "tun0 -1"    },
+      {{tiny},                                                         "-1"         },
+      {{message(RTM_NEWLINK, std::string(15, 'x')), done()},           "-1"         },
+      {{tun_message() + message(RTM_NEWLINK, std::string(9000, 'x'))}, "tun0 -1"    },
+  };
+  for (size_t i = 0; i < std::size(cases); ++i) {
+    EXPECT_EQ(dump_links(cases[i].datagrams), cases[i].seen) << "case " << i;
+  }
+}
+
+TEST(NetLib, DatagramCutAnywhereGivesOnlyWholeMessages) {
+  size_t first = ether_message().size();
+  std::string both = ether_message() + tun_message();
+  for (size_t length = 1; length < both.size(); ++length) {
+    const char* seen = length < first ? "-1" : length == first ? "eth0 1" : "eth0 -1";
+    EXPECT_EQ(dump_links({both.substr(0, length), done()}), seen) << length;
+  }
+}
+
+TEST(NetLink, RecordIsTakenWholeAndStartsEmpty) {
+  rtnl_link_info link;
+  ASSERT_TRUE(parse_link_message(bytes_of(ether_message()).subspan(16), link));
+  EXPECT_STREQ(link.type, "ether");
+  EXPECT_STREQ(link.address, "52:54:00:12:34:ff");
+  EXPECT_STREQ(link.flags, "UP RUNNING BROADCAST MULTICAST");
+  EXPECT_EQ(link.mtu, 4000000000u);
+  EXPECT_EQ(link.stats[0], 3000000000u);
+  EXPECT_EQ(link.stats[1], 12u);
+  EXPECT_EQ(link.stats[2], 0u);
+  ASSERT_TRUE(parse_link_message(bytes_of(tun_message()).subspan(16), link));
+  EXPECT_EQ(link.index, 7);
+  EXPECT_STREQ(link.type, "uknown type 65534");
+  EXPECT_STREQ(link.address, "");
+  EXPECT_STREQ(link.flags, "UP POINTOPOINT MULTICAST NOARP");
+  EXPECT_EQ(link.stats[0], 0u);
+}
+
+TEST(NetLink, OversizedValuesAreCutAndShortOnesDropped) {
+  rtnl_link_info link;
+  std::string payload =
+      link_header(801, -1, 0xffffffff) + attribute(IFLA_IFNAME, std::string(40, 'n')) +
+      attribute(IFLA_ADDRESS, "\x80\0\0\x48\xfe\x80"s + std::string(14, '\x1')) +
+      attribute(IFLA_MTU, "\xff\xff\xff"s) + attribute(IFLA_STATS, std::string(200, '\x1'));
+  ASSERT_TRUE(parse_link_message(bytes_of(payload), link));
+  EXPECT_EQ(link.name, std::string(16, 'n'));
+  EXPECT_STREQ(link.address, "80:00:00:48:fe:80:01:01:");
+  EXPECT_STREQ(link.type, "ieee802.11");
+  EXPECT_EQ(link.flags,
+            "UP RUNNING LOOPBACK BROADCAST POINTOPOINT MULTICAST NOARP ALLMULTI PROMISC "
+            "MASTER SLAVE DEBUG DYNAMIC AUTOMEDIA PORTSEL NOTRAILER"s);
+  EXPECT_EQ(link.mtu, 0u);
+  EXPECT_EQ(link.stats.back(), 0x01010101u);
+}
+
+TEST(NetLink, AttributesEndAtALengthThatCannotBeTrue) {
+  for (int length : {0, 3, 9, 0xffff}) {
+    rtnl_link_info link;
+    std::string payload = link_header(1, 3, 0) + attribute(IFLA_IFNAME, "eth1") +
+                          raw(static_cast<uint16_t>(length)) + raw<uint16_t>(IFLA_MTU) +
+                          raw<uint32_t>(1500);
+    ASSERT_TRUE(parse_link_message(bytes_of(payload), link));
+    EXPECT_EQ(link.name + std::to_string(link.mtu), "eth10") << length;
+  }
+}
+
+}  // namespace
+}  // namespace kestrel

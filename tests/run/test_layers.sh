@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# The house has no back door: who may include whom.
+. "$(dirname "$0")/common.sh"
+root=$here/../..
+includes() { grep -nE "^#include \"($1)/" "${@:2}" || true; }
+expect "" "$(includes 'gatherer|probes|tools|tests' "$root"/lib/*.{cc,h})" "lib/ includes only lib/"
+others=$(ls "$root"/gatherer/*.{cc,h} | grep -v '/registration.cc$')
+# shellcheck disable=SC2086
+expect "" "$(includes 'probes|tools|tests' $others)" "gatherer/ includes nothing above it"
+expect "" "$(includes 'tools|tests' "$root"/probes/*.{cc,h})" "probes/ include nothing above them"
+# Probes include headers of other families only where one builds on another.
+allowed='^(boot_linux|postbox_task|filescan_probe)$'
+for file in "$root"/probes/*.{cc,h}; do
+  name=$(basename "${file%.*}")
+  family=${name%%_*}
+  for used in $(sed -nE 's|^#include "probes/([a-z0-9_]+)\.h"|\1|p' "$file"); do
+    case $used in
+      "$family"*) ;;
+      filescan*) [[ $name =~ $allowed ]] || die "$name includes $used" ;;
+      pci*) [[ $family == pci* ]] || die "$name includes $used" ;;
+      *) die "$name includes $used" ;;
+    esac
+  done
+done

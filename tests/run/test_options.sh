@@ -1,0 +1,82 @@
+#!/usr/bin/env bash
+# Stored files, formats and flavours as a user meets them.
+. "$(dirname "$0")/common.sh"
+run() { "${program:-$kestrel}" -batch "$@" > out 2> console || die "$*: $(cat console)"; }
+fresh() { cd "$scratch" && rm -rf work && mkdir work && cd work || exit 1; }
+
+# ---- stored files in every way, odd names and contents included
+fresh
+printf 'caf\303\251 \351\001\n' > notes.txt
+printf 'a\0b\377' > $'dump\nMIME-Type: forged.bin'
+: > empty
+mkdir folder && mkfifo fifo
+export LC_ALL=C.UTF-8
+run -textfile notes.txt text/x-log -asciifile notes.txt -binaryfile $'dump\nMIME-Type: forged.bin' \
+  -textfile empty -binaryfile folder -textfile fifo -dgmlfile fifo -xmlfile notes.txt ZYR/SysEvent
+file=$(gather_file)
+$gather check "$file" || die "check"
+expect "1 66 66 66 66 13 " "$($gather list "$file" | cut -d' ' -f1 | tr '\n' ' ')" "items stored"
+$gather item "$file" 66 > item
+expect "$(printf 'Filename: notes.txt\nMIME-Type: text/x-log\n\ncaf\303\251 \357\277\275\001')" \
+  "$(cat item)" "text item"
+expect 3 "$(grep -c 'Not found' console)" "files that are no files"
+lacks console "Create XML Output File"
+
+# ---- the level brings the report back; an import becomes part of it
+fresh
+printf '<?xml version="1.0" encoding="UTF-8"?>\r\n<X>imported</X>\r\n' > plugin--1.xml
+run -ksmlfile plugin--1.xml -level 1 -local
+run -ksmlfile plugin--1.xml -level 1
+$gather check "$(gather_file)" || die "check of a report with an import"
+$gather item "$(gather_file)" 15 | grep -q '<X>imported</X>' || die "import"
+
+# ---- names: undecodable bytes stay the bytes they are, the suffix always fits
+fresh
+LC_ALL=C run -local -filename "$(printf 'r\351port-@X@')"
+[ -f "$(printf 'r\351port-.XML')" ] || die "name with a byte that does not decode: $(ls)"
+fresh
+run -local -filename "$(printf 'n%.0s' {1..400})"
+expect 255 "$(ls | grep '\.XML$' | tr -d '\n' | wc -c)" "length of a cut name"
+
+# ---- every format says the same; the text and HTML reports are whole
+fresh
+run -text -local && mv ./*.TXT report.txt
+run -html && mv ./*.HTML report.html
+run -local && mv ./*.XML report.xml
+run -stdout -probe "gatherer information" -text
+holds out "Table: Probes List"
+lacks report.html "</html>"
+holds report.txt "Table: Operating System"
+holds report.html "<a name=\"SYSTEM SUMMARY\">"
+$gather check report.xml || die "check"
+
+# ---- probe list and help
+fresh
+"$kestrel" -help -listprobes > list || die "probe list"
+expect "SYSTEM_SUMMARY GATHERER_INFORMATION" "$(head -n 2 list | tr '\n' ' ' | sed 's/ $//')" "list"
+lacks list "TIME_ZONE_INFO"
+"$kestrel" -listprobes -help 2> help && die "help ends with 1"
+holds help " -nolimit   : Collect entire event log (default is last 500 entries)."
+"$kestrel" -listprobes > /dev/full 2> console && die "a list that could not be written"
+
+# ---- step mode: yes, no, then the end of input skips the rest; the files are closed all the same
+fresh
+printf 'y\nn\n' | "$kestrel" -batch -step -local 2> console || die "step mode"
+holds console "Skipped"
+holds console "Close XML Output File"
+expect "SYSTEM SUMMARY" "$($gather sections ./*.XML | grep -v '^ ')" "sections of a stepped run"
+
+# ---- flavours
+fresh
+program=$build/kestrel-talv
+run
+expect "" "$(cat console)" "console of a silent flavour"
+holds out "SYSTEM_SUMMARY"
+expect "" "$(ls | grep -v -e out -e console)" "files of a flavour that writes to standard output"
+program=$build/kestrel-qxr
+run
+holds console "QXR"
+$gather item "$(gather_file)" 15 > report
+holds report "<KS_SYSTEM_SUMMARY>"
+holds report "<KS_OS_TYPE>"
+xmllint --noout report || die "the XML flavour is not well formed"
