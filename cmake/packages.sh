@@ -22,4 +22,4 @@ install_missing() {
 }
 
 BUILD_PACKAGES=(g++ cmake ninja-build git pci.ids)
-TEST_PACKAGES=(libgtest-dev lhasa locales libxml2-utils python3 util-linux gawk)
+TEST_PACKAGES=(libgtest-dev lhasa locales python3-fusepy libxml2-utils python3 util-linux gawk)

@@ -290,8 +290,10 @@ int GatherFile::AddItemFile(unsigned char type, const char* path, bool compress)
 int GatherFile::add_compressed(unsigned char type, FILE* source, const char* temporary_name) {
   const file_ptr temporary = open_nameless_file(temporary_name);
   if (temporary == nullptr) {
-    print_error(temporary_name, errno);
-    return add({type, 0, 0, 0}, nullptr);  // Counted without a record on purpose.
+    const int errnum = errno;
+    print_error(temporary_name, errnum);
+    const int code = add({type, 0, 0, 0}, nullptr);  // Counted without a record on purpose.
+    return code == gth_ok ? fail(gth_table_full, errnum) : code;
   }
   LzH coder;
   LzwComp sizes = {};

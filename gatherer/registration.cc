@@ -6,11 +6,14 @@
 #include "gatherer/gthfile_task.h"
 #include "gatherer/probe.h"
 #include "gatherer/summary.h"
+#include "probes/boot_linux.h"
 #include "probes/dmi_info.h"
 #include "probes/filescan_probe.h"
+#include "probes/modules_linux.h"
 #include "probes/net_probe.h"
 #include "probes/pci_probe.h"
 #include "probes/postbox_task.h"
+#include "probes/software_linux.h"
 
 namespace kestrel {
 namespace {
@@ -44,12 +47,16 @@ gatherer_probe        gatherer_probe_instance("GATHERER INFORMATION", 14,       
 pci_probe             pci_probe_instance("PCI DEVICES", 16,                             3, MOST,   0xFFFF);
 pci_adapter_probe     pci_adapter_probe_instance("PCI ADAPTER INFORMATION", 16,         3, MOST,   0x0041);
 
+packages_probe        package_info("Installed Software", 16,                            1, LINUX,  0xFFEF);
+
 probe_group           net_section("NETWORK", 16, "NETWORK", true);
 net_probe             net_probe_instance(net_section, "NETWORK",                        3, LINUX);
 hosts_probe           hosts(net_section, "Hosts",                                       2, LINUX);
 resolv_probe          resolv(net_section, "Resolver Configuration",                     2, LINUX);
 
 probe_group           modules_info("Device Driver Information", 16, "Device Driver Information", true);
+modules_probe         modules_probe_instance(modules_info, "Kernel Modules",            4, LINUX);
+loaded_modules_probe  loaded_modules_probe_instance(modules_info, "Loaded Modules",     3, LINUX);
 file_probe            modules_conf(modules_info, "Modules Configuration", "/etc/modules.conf", 3, LINUX, 0xFFEF);
 
 filescan_probe        filescan_probe_instance("FILESCAN", 16,                           1, MOST,   0xFFE1);
@@ -61,6 +68,10 @@ file_probe            xf4conf(display_info, "XFree86-4 Configuration", "/etc/X11
 
 probe_group           startup("Linux Startup Information", 16, "Linux Startup Information", true);
 file_probe            inittab(startup, "INIT Configuration", "/etc/inittab",            2, LINUX,  0xFFEF);
+
+grub_probe            grub_probe_instance(startup, "GRUB configuration",                2, LINUX);
+boot_probe            boot_probe_instance(startup, "Current boot properties",           2, LINUX);
+rcd_probe             rcd_probe_instance(startup, "Startup services",                   2, LINUX);
 
 smbios_probe          smbios_probe_instance("SMBIOS INFORMATION", 16,                   1, MOST,   0xFFEF);
 smbios_probe          talv_smbios_probe_instance("SMBIOS INFO", 16,                     1, MOST,   0x0010);

@@ -26,10 +26,10 @@ inline std::string_view without_newline(std::string_view line) {
 }
 
 /// Hands every line of `in`, less its last character, to `handle(std::string&)` after tracing it as
-/// "module: line". The end of the stream is reported as "module: getline" with errno. A last line
-/// without a newline loses the character that stands in its place, on purpose.
+/// "module: line". The end of the stream is reported as `reader` ("module: getline" when null) with
+/// errno. A last line without a newline loses the character that stands in its place, on purpose.
 template <class Handler>
-void for_each_line(FILE* in, const char* module, Handler&& handle) {
+void for_each_line(FILE* in, const char* module, Handler&& handle, const char* reader = nullptr) {
   std::string line;
   errno = 0;
   while (read_line(in, line)) {
@@ -38,7 +38,7 @@ void for_each_line(FILE* in, const char* module, Handler&& handle) {
     handle(line);
     errno = 0;
   }
-  print_error((std::string(module) + ": getline").c_str(), errno);
+  print_error(reader != nullptr ? reader : (std::string(module) + ": getline").c_str(), errno);
 }
 
 }  // namespace kestrel

@@ -1,7 +1,6 @@
 // See record_lines.h.
 #include "lib/record_lines.h"
 
-#include <cerrno>
 #include <utility>
 
 #include "lib/debug.h"
@@ -31,16 +30,12 @@ std::optional<record> record_lines::take(std::string_view line) {
 void for_each_record(FILE* in, const record_format& format,
                      const std::function<void(const record&)>& handle) {
   record_lines lines(format);
-  std::string line;
-  errno = 0;
-  while (read_line(in, line)) {
-    // A last line without a newline loses its last character on purpose.
-    line.pop_back();
-    printd("%s: %s\n", format.module, line.c_str());
-    if (const std::optional<record> closed = lines.take(line)) handle(*closed);
-    errno = 0;
-  }
-  print_error(format.reader, errno);
+  for_each_line(
+      in, format.module,
+      [&](const std::string& line) {
+        if (const std::optional<record> closed = lines.take(line)) handle(*closed);
+      },
+      format.reader);
 }
 
 }  // namespace kestrel

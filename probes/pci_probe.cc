@@ -17,30 +17,30 @@ namespace kestrel {
 namespace {
 
 constexpr column k_summary_columns[] = {
-    {"Bus",         DT_INTEGER  },
-    {                                 "Device",   DT_INTEGER            },
-    {                        "Function",             DT_INTEGER                   },
-    {            "Slot",             DT_STRING,               8},
-    {                                         "Vendor ID", DT_HEX },
-    {                           "Vendor Name",   DT_STRING,      30},
-    {                            "Device ID",    DT_HEX          },
-    {                                 "Device Name",    DT_STRING,           50},
-    {                                 "Class",    DT_STRING,           10},
-    {                                 "Sub Class",    DT_STRING,           15},
-    {                                 "Product Name",    DT_STRING,           10},
-    {                                 "Part Number",    DT_STRING,           10},
-    {                                 "EC Level",    DT_STRING,           10},
-    {                                           "Manufacturer ID",    DT_STRING, 15},
-    { "Serial Number",              DT_STRING,                                 10},
+    {"Bus",             DT_INTEGER, 0 },
+    {"Device",          DT_INTEGER, 0 },
+    {"Function",        DT_INTEGER, 0 },
+    {"Slot",            DT_STRING,  8 },
+    {"Vendor ID",       DT_HEX,     0 },
+    {"Vendor Name",     DT_STRING,  30},
+    {"Device ID",       DT_HEX,     0 },
+    {"Device Name",     DT_STRING,  50},
+    {"Class",           DT_STRING,  10},
+    {"Sub Class",       DT_STRING,  15},
+    {"Product Name",    DT_STRING,  10},
+    {"Part Number",     DT_STRING,  10},
+    {"EC Level",        DT_STRING,  10},
+    {"Manufacturer ID", DT_STRING,  15},
+    {"Serial Number",   DT_STRING,  10},
 };
 constexpr size_t k_vpd_columns = 5;  // the last ones
 
 constexpr column k_adapter_columns[] = {
-    {"Slot ID",  DT_INTEGER},
-    {         "Slot Name", DT_STRING,         25},
-    {         "In Use", DT_STRING          },
-    {  "Vendor",        DT_STRING,                  25},
-    { "Adapter",        DT_STRING,                  70},
+    {"Slot ID",   DT_INTEGER, 0 },
+    {"Slot Name", DT_STRING,  25},
+    {"In Use",    DT_STRING,  0 },
+    {"Vendor",    DT_STRING,  25},
+    {"Adapter",   DT_STRING,  70},
 };
 
 constexpr const char* k_blacklist[] = {"TOSHIBA"};

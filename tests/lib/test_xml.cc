@@ -66,7 +66,6 @@ TEST(Xml, Writers) {
 }
 
 // --- embedded files
-// -----------------------------------------------------------------------------------
 
 /// What stands between the element's start and end; the sum goes to `sum`.
 std::string embedded(std::string_view content, unsigned limit = 0, uint32_t* sum = nullptr) {
@@ -129,7 +128,6 @@ TEST(Xml, EmbeddedFilesAreFramed) {
 }
 
 // --- imports
-// ------------------------------------------------------------------------------------------
 
 struct import_result {
   uint32_t sum;

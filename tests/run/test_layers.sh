@@ -17,6 +17,8 @@ for file in "$root"/probes/*.{cc,h}; do
     case $used in
       "$family"*) ;;
       filescan*) [[ $name =~ $allowed ]] || die "$name includes $used" ;;
+      rpm_software | deb_software) [[ $name == software_linux ]] || die "$name includes $used" ;;
+      fs_partitions*) [[ $family == fs ]] || die "$name includes $used" ;;
       pci*) [[ $family == pci* ]] || die "$name includes $used" ;;
       *) die "$name includes $used" ;;
     esac

@@ -1,0 +1,40 @@
+// The kernel's modules: every module file of the running kernel, and the modules that are loaded.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "gatherer/probe.h"
+#include "lib/record_lines.h"
+
+namespace kestrel {
+
+/// What the script that lists the module files prints; the fields are the cells of a row.
+extern const record_format k_module_records;
+
+/// A module in use, as /proc/modules lists it.
+struct loaded_module {
+  std::string name;  ///< at most 31 bytes
+  int size = 0;      ///< in bytes
+  int uses = 0;      ///< 0 also where the kernel does not count them
+  std::string dependants;
+};
+/// Takes a line without its newline. Nothing for a module that is not live, and for a line without
+/// a name and a size.
+std::optional<loaded_module> parse_loaded_module(std::string_view line);
+
+/// The module files, with what each tells about itself. Starts several commands a module.
+class modules_probe : public probe {
+ public:
+  using probe::probe;
+  bool run(FILE* fp) override;
+};
+
+class loaded_modules_probe : public probe {
+ public:
+  using probe::probe;
+  bool run(FILE* fp) override;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,20 @@
+// See software_linux.h.
+#include "probes/software_linux.h"
+
+#include "lib/table.h"
+#include "probes/deb_software.h"
+#include "probes/rpm_software.h"
+
+namespace kestrel {
+
+bool packages_probe::test() { return rpm_packages_test() || deb_packages_test(); }
+
+bool packages_probe::run(FILE* fp) {
+  start_section(fp, "Installed Software");
+  if (rpm_packages_test()) write_rpm_packages(fp);
+  if (deb_packages_test()) write_deb_packages(fp);
+  end_section(fp);
+  return true;
+}
+
+}  // namespace kestrel

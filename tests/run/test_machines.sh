@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Every recorded machine of tests/machines: a run of the real program on it must leave a sound report
+# and say nothing on standard output; the report is compared with the machine's "expected" and put to
+# its "checks", whichever it has. Needs root.
+#
+#   UPDATE=1 bash tests/run/test_machines.sh BUILD-FOLDER [MACHINE...]
+#
+# writes the reports of now to "expected": read the difference before it is kept.
+. "$(dirname "$0")/common.sh"
+shift
+source=$here/../machines
+umask 022
+cp -r "$source" machines
+cp "$kestrel" . && cp machines/pcidb.txt .
+
+# inspect MACHINE: runs in the machine's copy, which holds "report" and "console" of its run
+inspect() {
+  local name=$1 want=$source/$1/expected
+  if [ -f "$want" ] || [ -n "${UPDATE:-}" -a ! -f checks ]; then
+    python3 ../normalise.py report "$scratch" > found || die "$name: normalising"
+    if [ -n "${UPDATE:-}" ]; then cp found "$want"; fi
+    diff -u "$want" found || die "$name: another report than expected"
+  fi
+  if [ -f checks ]; then . ./checks; fi
+}
+
+[ $# -gt 0 ] || set -- $(cd "$source" && ls -d */ | tr -d /)
+for name in "$@"; do
+  cd "$scratch/machines/$name" || exit 1
+  mkdir -p etc boot root home var/log lib/modules usr/local dev proc
+  [ ! -f prepare ] || bash -eu prepare "$here" || die "$name: prepare"
+  options=$(cat options 2> /dev/null)
+  mkdir work && cd work || exit 1
+  start=$SECONDS
+  in_machine .. "$scratch/kestrel" -batch -local $options > ../output 2> ../console ||
+    die "$name: $(cat ../console)"
+  [ $((SECONDS - start)) -le "$(cat ../seconds 2> /dev/null || echo 60)" ] || die "$name: too slow"
+  mv ./*.XML ../report && cd .. || die "$name: no report"
+  expect "" "$(head -c 1000 output)" "$name: standard output"
+  $gather check report || die "$name: a report that is not sound"
+  xmllint --noout report || die "$name: a report that is no XML"
+  (inspect "$name") || exit 1
+done
