@@ -60,7 +60,11 @@ task::task(const char* task_name, int task_order)
   *place = this;
 }
 
-task::~task() = default;
+task::~task() {
+  task** place = &first;
+  while (*place != nullptr && *place != this) place = &(*place)->next;
+  if (*place == this) *place = next;
+}
 
 bool task::test() { return true; }
 

@@ -31,6 +31,7 @@ class task {
   task(const char* name, int order);
   task(const task&) = delete;
   task& operator=(const task&) = delete;
+  /// Takes the object out of the registry.
   virtual ~task();
 
   /// Does the work, writing to `fp` (null: nothing is written).

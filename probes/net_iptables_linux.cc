@@ -66,6 +66,8 @@ bool starts_without_target(std::string_view text) {
   return text.size() - skip_blanks(text).size() >= k_empty_target;
 }
 
+bool is_listing(std::string_view line) { return line.substr(0, 6) == "Chain "; }
+
 bool discard_line(FILE* in, std::string& line) {
   errno = 0;
   if (read_line(in, line)) return true;
@@ -133,6 +135,8 @@ bool has_iptables() {
     bool answered = read_line(running.stream(), line);
     printd("iptables: getline, rc = %d\n",
            answered ? to_int(static_cast<int64_t>(line.size())) : -1);
+    // An error message is read to its end: closing early would hide the status that follows it.
+    while (answered && !is_listing(line) && read_line(running.stream(), line)) continue;
     result = running.close();
   } else {
     print_error("iptables: popen", errno);

@@ -102,8 +102,7 @@ TEST_F(Tasks, GroupsFollowTheirMembersOnly) {
   EXPECT_EQ(run_with({L"-level", L"3"}), (names{"Opening", "Twin/One", "Twin Two", "Last One"}));
   ran.clear();
   gatherer_setting(setting_customers, setting_set, 0x20);
-  EXPECT_EQ(run_with({L"-level4"}),
-            (names{"Opening", "Twin/One", "Deep", "Optical", "Last One"}));
+  EXPECT_EQ(run_with({L"-level4"}), (names{"Opening", "Twin/One", "Deep", "Optical", "Last One"}));
 }
 
 TEST_F(Tasks, ListsSelectByIdWhateverTheSpelling) {
@@ -167,18 +166,16 @@ TEST_F(Console, BannerFillsFortyColumnsAndCutsLongNames) {
   second_of_two.succeeds = true;
   plain_task long_name("A name of far more than thirty-nine characters", 30);
   long_name.print_banner();
-  task::first = nullptr;  // the local task must not stay registered
   EXPECT_EQ(shown(), "Twin/One " + std::string(31, '.') + " OK\n" + "Twin Two " +
                          std::string(31, '.') + " Not found\n" +
                          "A name of far more than thirty-nine cha  ");
-  task::first = &opening;
-  last.next = nullptr;
 }
 
 TEST_F(Console, MistakesAreToldAndChangeNothing) {
   gatherer_setting(setting_detail_level, setting_set, 2);
-  const wchar_t* words[] = {L"kestrel", L"word", L"-nonsense", L"value", L"-level", L"7",
-                            L"-level10", L"-timeout", L"-p",   L"nobody", L"a=b", L"-level"};
+  const wchar_t* words[] = {L"kestrel", L"word",   L"-nonsense", L"value",
+                            L"-level",  L"7",      L"-level10",  L"-timeout",
+                            L"-p",      L"nobody", L"a=b",       L"-level"};
   gatherer_parse_command_line(12, words);
   EXPECT_EQ(shown(),
             "I don't understand word\nI don't understand nonsense\n"

@@ -42,16 +42,12 @@ std::string encode(LzH& coder, std::string_view text) {
   return stream;
 }
 
-/// From memory, with an object of its own.
-std::string encode_afresh(std::string_view text) {
-  const auto coder = std::make_unique<LzH>();
+std::string encode_in_memory(LzH& coder, std::string_view text) {
   std::vector<unsigned char> room(2 * text.size() + 8);
   LzwComp sizes = {};
-  EXPECT_EQ(coder->Encode(bytes_of(text), room, &sizes), 0);
+  EXPECT_EQ(coder.Encode(bytes_of(text), room, &sizes), 0);
   EXPECT_EQ(sizes.uncompressed_size, text.size());
-  std::string stream(room.begin(), room.begin() + sizes.compressed_size);
-  EXPECT_EQ(coder->Encode(bytes_of(text), std::span(room).first(stream.size() - 1), &sizes), -3);
-  return stream;
+  return std::string(room.begin(), room.begin() + sizes.compressed_size);
 }
 
 std::string decode(LzH& coder, std::string_view stream, size_t size) {
@@ -92,13 +88,13 @@ std::string sample(int kind, size_t size) {
 }
 
 /// Match lengths in shares that grow by the golden ratio: they make the tree as deep as it gets,
-/// and the bytes not seen before come last, with codes of 17 bits.
+/// and the bytes not seen before come last, with codes of 17 and 18 bits.
 std::string deep_tree_sample() {
-  constexpr unsigned k_letters = 61, k_lengths = 8, k_longest = 60;
+  constexpr unsigned k_letters = 61, k_lengths = 9, k_longest = 60;
   numbers random;
   std::vector<size_t> lengths;
   for (unsigned i = 0, share = 300, sum = 314 + k_letters; i < k_lengths; ++i) {
-    lengths.insert(lengths.end(), share, i + 1 < k_lengths ? 3 + i : k_longest);
+    lengths.insert(lengths.end(), share, i + 1 < k_lengths ? k_lengths + 1 - i : k_longest);
     const unsigned next = sum + sum / 50;
     sum += share;
     share = next;
@@ -124,13 +120,18 @@ std::string deep_tree_sample() {
   return text;
 }
 
-/// What lhasa makes of the stream when it is wrapped as the only member of an archive.
-std::string lhasa_decodes(std::string_view stream, std::string_view text) {
+unsigned crc16(std::string_view bytes) {
   unsigned crc = 0;
-  for (const unsigned char byte : text) {
+  for (const unsigned char byte : bytes) {
     crc ^= byte;
     for (int bit = 0; bit < 8; ++bit) crc = crc >> 1 ^ ((crc & 1) != 0 ? 0xA001U : 0U);
   }
+  return crc;
+}
+
+/// What lhasa makes of the stream when it is wrapped as the only member of an archive.
+std::string lhasa_decodes(std::string_view stream, std::string_view text) {
+  const unsigned crc = crc16(text);
   std::string header = "-lh1-";
   for (const size_t size : {stream.size(), text.size()}) {
     for (unsigned i = 0; i < 32; i += 8) header += static_cast<char>(size >> i);
@@ -182,8 +183,10 @@ TEST(Lzh, StreamsArePinned) {
 TEST(Lzh, EveryLengthComesBack) {
   LzH used;
   for (int kind = 0; kind < k_kinds; ++kind) {
+    encode_in_memory(used, sample(two_letters, 200));  // What it leaves behind must not matter.
     for (size_t size = 1; size <= 4110; size = size == 300 ? 4030 : size + 1) {
-      const std::string text = sample(kind, size), stream = encode_afresh(text);
+      const std::string text = sample(kind, size), stream = encode_in_memory(used, text);
+      ASSERT_EQ(encode_in_memory(*std::make_unique<LzH>(), text), stream) << kind << ' ' << size;
       std::vector<unsigned char> memory(size);
       ASSERT_EQ(used.Decode(bytes_of(stream), memory), 0) << kind << ' ' << size;
       ASSERT_EQ(std::string(memory.begin(), memory.end()), text) << kind << ' ' << size;
@@ -195,14 +198,27 @@ TEST(Lzh, EveryLengthComesBack) {
   }
 }
 
-TEST(Lzh, AnotherProgramReadsTheStreams) {
+TEST(Lzh, LongStreamsArePinnedAndReadByAnotherProgram) {
+  const struct {
+    size_t size;
+    unsigned crc;
+  } pins[k_kinds + 1] = {
+      {100170, 0x5426},
+      {15986,  0x6887},
+      {4454,   0xD5CE},
+      {2637,   0x4B8A},
+      {2533,   0xD1FA},
+      {44856,  0x794F},
+      {55412,  0x97F1},
+  };
   LzH coder;
-  std::vector<std::string> texts = {"A", "abracadabra abracadabra", deep_tree_sample()};
-  for (int kind = 0; kind < k_kinds; ++kind) texts.push_back(sample(kind, 100000));
-  for (const std::string& text : texts) {
+  for (int kind = 0; kind <= k_kinds; ++kind) {
+    const std::string text = kind < k_kinds ? sample(kind, 100000) : deep_tree_sample();
     const std::string stream = encode(coder, text);
-    EXPECT_EQ(decode(coder, stream, text.size()), text);
-    EXPECT_EQ(lhasa_decodes(stream, text), text);
+    EXPECT_EQ(stream.size(), pins[kind].size) << kind;
+    EXPECT_EQ(crc16(stream), pins[kind].crc) << kind;
+    EXPECT_EQ(decode(coder, stream, text.size()), text) << kind;
+    EXPECT_EQ(lhasa_decodes(stream, text), text) << kind;
   }
 }
 
@@ -246,6 +262,8 @@ TEST(Lzh, FailuresHaveTheirCodes) {
   EXPECT_EQ(coder.Decode(in.get(), nullptr, &sizes), -1);
   EXPECT_EQ(coder.Encode(none.get(), out.get(), &sizes), -4);
   EXPECT_EQ(ftello(out.get()), 0);
+  unsigned char room[] = {0, 0, 0, 0, 0};
+  EXPECT_EQ(coder.Encode(bytes_of("hello"), room, &sizes), -3);
   const file_ptr full(std::fopen("/dev/full", "wb"));
   EXPECT_EQ(coder.Encode(in.get(), full.get(), &sizes), -3);
   for (const LzwComp lie : {

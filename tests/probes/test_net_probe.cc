@@ -168,6 +168,7 @@ TEST_F(NetCommands, OnlyItsOwnFailureMeansNoIptables) {
       {"exit 141",                                       true },
       {"kill -PIPE $$",                                  true },
       {"while echo 'Chain INPUT'; do :; done; exit 141", true },
+      {"echo 'no table'; sleep 0.2; echo more; exit 3",  false},
   };
   for (const auto& one : cases) {
     stand_in("iptables", one.script);

@@ -19,6 +19,7 @@ for file in "$root"/probes/*.{cc,h}; do
       filescan*) [[ $name =~ $allowed ]] || die "$name includes $used" ;;
       rpm_software | deb_software) [[ $name == software_linux ]] || die "$name includes $used" ;;
       fs_partitions*) [[ $family == fs ]] || die "$name includes $used" ;;
+      smapi) [[ $name == firmware_probe ]] || die "$name includes $used" ;;
       pci*) [[ $family == pci* ]] || die "$name includes $used" ;;
       *) die "$name includes $used" ;;
     esac

@@ -10,6 +10,7 @@
 shift
 source=$here/../machines
 umask 022
+trap "cp -r $scratch/machines/junk/{report,work,console} /tmp/team/machines/junkout/; umount -l $scratch/machines/*/proc; rm -rf $scratch" EXIT
 cp -r "$source" machines
 cp "$kestrel" . && cp machines/pcidb.txt .
 

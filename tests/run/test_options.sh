@@ -72,6 +72,7 @@ fresh
 program=$build/kestrel-talv
 run
 expect "" "$(cat console)" "console of a silent flavour"
+holds out '<InventoryTable name="TALV_CURRENT_TIME">'
 holds out "SYSTEM_SUMMARY"
 expect "" "$(ls | grep -v -e out -e console)" "files of a flavour that writes to standard output"
 program=$build/kestrel-qxr
@@ -81,3 +82,19 @@ $gather item "$(gather_file)" 15 > report
 holds report "<KS_SYSTEM_SUMMARY>"
 holds report "<KS_OS_TYPE>"
 xmllint --noout report || die "the XML flavour is not well formed"
+
+# ---- the flavour that sweeps a postbox beside the program
+fresh
+mkdir POSTBOX POSTBOX/deeper
+cp "$build/kestrel-wren" wren
+printf 'a plug-in said so\n' > POSTBOX/NOTE.TXT
+printf '<dgml/>\n' > POSTBOX/deeper/graph.dgml
+printf '<?xml version="1.0" encoding="UTF-8"?>\r\n<PLUGIN>1</PLUGIN>\r\n' > POSTBOX/part.ksml
+mkfifo POSTBOX/fifo.bin
+program=./wren
+run
+holds console "3 file(s) added, 1 file(s) fa"
+file=$(gather_file)
+$gather check "$file" || die "check of a swept postbox"
+expect "1 15 18 66 " "$($gather list "$file" | cut -d' ' -f1 | sort -n | tr '\n' ' ')" "items"
+$gather item "$file" 15 | grep -q '<PLUGIN>1</PLUGIN>' || die "merged markup"

@@ -1,0 +1,84 @@
+// See browser.h.
+#include "probes/browser.h"
+
+#include <cerrno>
+
+#include "lib/command.h"
+#include "lib/debug.h"
+#include "lib/table.h"
+#include "lib/utilstr.h"
+
+namespace kestrel {
+namespace {
+
+constexpr const char* k_path_command = "readlink -f `which %s 2>/dev/null` 2>/dev/null";
+constexpr const char* k_version_command =
+    R"sh(%s --version 2>/dev/null | egrep -i "`echo %s | tr '-' '|'`" | )sh"
+    R"sh(egrep -o '[0-9][0-9a-z\.\-]+' | head -n 1;)sh";
+// A browser that opens a window instead of telling its version does not hold the run.
+constexpr int k_patience = 30;  // seconds
+
+constexpr column k_browser_columns[] = {
+    {"Name",    DT_STRING, 30},
+    {"Version", DT_STRING, 15},
+};
+
+std::string find_browser(const char* word) {
+  char command[128];
+  format_string(command, sizeof command, k_path_command, word);
+  std::string line;
+  const command_result result = first_line_of(command, line);
+  if (result.status < 0) print_error("browser: popen", errno);
+  if (line.empty() || !result.succeeded()) return {};
+  printd("browser: %s is '%s'\n", word, line.c_str());
+  return line;
+}
+
+std::string read_version(const browser& source) {
+  char command[256];
+  format_string(command, sizeof command, k_version_command, source.path.c_str(), source.command);
+  std::string version;
+  const command_result result = first_line_of(command, version, k_patience);
+  if (result.status < 0) print_error("browser: popen", errno);
+  printd("browser: %s has version %s\n", source.name, version.c_str());
+  return version;
+}
+
+}  // namespace
+
+bool browser_probe::test() {
+  if (is_tested_) return is_found_;
+  is_tested_ = true;
+  for (browser& candidate : browsers) {
+    candidate.path = find_browser(candidate.command);
+    if (!candidate.path.empty()) is_found_ = true;
+  }
+  return is_found_;
+}
+
+bool browser_probe::is_repeated(size_t index) const {
+  const browser& candidate = browsers[index];
+  for (size_t later = index + 1; later < browsers.size(); ++later) {
+    if (browsers[later].path != candidate.path) continue;
+    printd("%s is a repetition of %s: %s\n", candidate.command, browsers[later].command,
+           candidate.path.c_str());
+    return true;
+  }
+  return false;
+}
+
+bool browser_probe::run(FILE* fp) {
+  Table table(fp, "Installed Browsers", "BROWSER");
+  table.declare(k_browser_columns);
+  for (size_t i = 0; i < browsers.size(); ++i) {
+    const browser& candidate = browsers[i];
+    if (candidate.path.empty() || is_repeated(i)) continue;
+    table.start_row(candidate.name);
+    table.log_data(candidate.name);
+    table.log_data(read_version(candidate));
+    table.end_row();
+  }
+  return true;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,68 @@
+// See display_linux.h.
+#include "probes/display_linux.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+
+#include "lib/command.h"
+#include "lib/debug.h"
+#include "lib/getline.h"
+#include "lib/table.h"
+#include "lib/utilstr.h"
+
+namespace kestrel {
+namespace {
+
+// Made for an xrandr that numbers its modes; what later ones print gives no row.
+constexpr const char* k_mode_command =
+    R"sh(xrandr 2>/dev/null | grep '*' | awk '{print $2" "$4" "$10}' | tr -d '*\n';)sh"
+    R"sh(echo -n " ";)sh"
+    R"sh(xdpyinfo 2>/dev/null | grep 'depth of root window' | egrep -o '[0-9]+')sh";
+
+constexpr column k_display_columns[] = {
+    {"Horizontal Resolution", DT_INTEGER, 0},
+    {"Vertical Resolution",   DT_INTEGER, 0},
+    {"Bits Per Pixel",        DT_INTEGER, 0},
+    {"Frequency",             DT_INTEGER, 0},
+};
+
+constexpr const char* k_display = "DISPLAY";
+
+}  // namespace
+
+std::optional<display_mode> parse_display_line(std::string_view line) {
+  display_mode mode;
+  for (int* number : {&mode.width, &mode.height, &mode.frequency, &mode.depth}) {
+    int64_t value = 0;
+    if (!scan_integer(line, value)) return {};
+    *number = to_int(value);
+  }
+  return mode;
+}
+
+bool display_probe::test() { return std::getenv(k_display) != nullptr; }
+
+bool display_probe::run(FILE* fp) {
+  Table table(fp, "Display Settings");
+  table.declare(k_display_columns);
+  command_stream running(k_mode_command);
+  if (!running.is_open()) {
+    print_error("display: popen", errno);
+    return true;
+  }
+  const char* display = std::getenv(k_display);
+  for_each_line(running.stream(), "display", [&](const std::string& line) {
+    const std::optional<display_mode> mode = parse_display_line(line.c_str());
+    if (!mode) return;
+    table.start_row(display);
+    table.log_data(mode->width);
+    table.log_data(mode->height);
+    table.log_data(mode->depth);
+    table.log_data(mode->frequency);
+    table.end_row();
+  });
+  return true;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,14 @@
+// The environment that this process got.
+#pragma once
+
+#include "gatherer/probe.h"
+
+namespace kestrel {
+
+class environment_probe : public probe_task {
+ public:
+  using probe_task::probe_task;
+  bool run(FILE* fp) override;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,206 @@
+// See fs_linux.h.
+#include "probes/fs_linux.h"
+
+#include <fcntl.h>
+#include <mntent.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/statvfs.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <ctime>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "lib/debug.h"
+#include "lib/file.h"
+#include "lib/table.h"
+#include "lib/utilstr.h"
+
+namespace kestrel {
+namespace {
+
+constexpr const char* k_mount_table = "/etc/mtab";
+constexpr size_t k_longest_entry = 65536;  // overlays have thousands of characters of options
+constexpr int k_patience = 5000;           // milliseconds
+constexpr unsigned k_kilo = 1024;
+
+constexpr column k_filesystem_columns[] = {
+    {"Mount Point",        DT_STRING, 256},
+    {"Device",             DT_STRING, 256},
+    {"Capacity",           DT_STRING, 16 },
+    {"Capacity (bytes)",   DT_ASCII,  20 },
+    {"Free Space",         DT_STRING, 16 },
+    {"Free Space (bytes)", DT_ASCII,  20 },
+    {"Used Space",         DT_STRING, 16 },
+    {"Used Space (bytes)", DT_ASCII,  20 },
+    {"File System",        DT_STRING, 16 },
+};
+
+constexpr std::string_view k_excluded_types[] = {"devfs",  "tmpfs",    "proc",
+                                                 "devpts", "usbdevfs", "shm"};
+
+// Served over a network, by a cluster or by a process of this machine.
+constexpr std::string_view k_remote_types[] = {
+    "9p",    "acfs",  "afs",  "autofs", "beegfs", "ceph",     "cifs", "coda",
+    "davfs", "gfs",   "gfs2", "gpfs",   "lustre", "ncpfs",    "nfs",  "nfs4",
+    "ocfs2", "pvfs2", "smb3", "smbfs",  "vboxsf", "virtiofs",
+};
+
+uint64_t size_in_bytes(uint64_t count, uint64_t block_size) { return count * block_size; }
+
+bool read_usage(const char* folder, filesystem_usage& usage) {
+  struct statvfs answer;
+  if (statvfs(folder, &answer) != 0) return false;
+  usage.block_size = answer.f_frsize != 0 ? answer.f_frsize : answer.f_bsize;
+  usage.total = answer.f_blocks;
+  usage.free = answer.f_bfree;
+  return true;
+}
+
+// Asks for the sizes of mounts; a server that once did not answer is not asked for the next one.
+class usage_reader {
+ public:
+  /// All zero when the sizes cannot be told.
+  filesystem_usage usage_of(const mntent& entry);
+
+ private:
+  bool ask_remote(const mntent& entry, filesystem_usage& usage);
+
+  std::set<std::string> silent_servers_;
+};
+
+filesystem_usage usage_reader::usage_of(const mntent& entry) {
+  filesystem_usage usage;
+  errno = 0;
+  const bool is_known =
+      may_hang(entry.mnt_type) ? ask_remote(entry, usage) : read_usage(entry.mnt_dir, usage);
+  if (!is_known) print_error("fs_linux: statvfs", errno);
+  return usage;
+}
+
+bool usage_reader::ask_remote(const mntent& entry, filesystem_usage& usage) {
+  const std::string device = entry.mnt_fsname;
+  const std::string server = device.substr(0, device.find(':'));
+  const bool is_named = server != device;
+  if (is_named && silent_servers_.count(server) != 0) return false;
+  const auto read = [&entry](filesystem_usage& answer) {
+    return read_usage(entry.mnt_dir, answer);
+  };
+  if (read_in_child(read, k_patience, usage)) return true;
+  if (is_named && errno == ETIMEDOUT) silent_servers_.insert(server);
+  return false;
+}
+
+// Its own signal handlers would clean up after the parent, who still runs.
+[[noreturn]] void answer_parent(const std::function<bool(filesystem_usage& usage)>& read, int out) {
+  for (int caught : {SIGINT, SIGTERM, SIGHUP}) signal(caught, SIG_DFL);
+  filesystem_usage usage;
+  const bool is_sent = read(usage) && write(out, &usage, sizeof usage) == sizeof usage;
+  _exit(is_sent ? 0 : 1);
+}
+
+// A process that hangs in the kernel may outlive even SIGKILL: it is then left behind.
+void kill_and_reap(pid_t child) {
+  kill(child, SIGKILL);
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    const pid_t ended = waitpid(child, nullptr, WNOHANG);
+    if (ended == child || (ended < 0 && errno != EINTR)) return;
+    const timespec pause = {0, 1000000};
+    nanosleep(&pause, nullptr);
+  }
+  printd("fs_linux: process %d does not end\n", static_cast<int>(child));
+}
+
+void log_size(Table& table, uint64_t count, uint64_t block_size) {
+  char text[32];
+  const auto unit = static_cast<unsigned>(std::min<uint64_t>(block_size, UINT_MAX));
+  table.log_data(calculate_storage_capacity(count, unit, text, sizeof text, k_kilo));
+  const uint64_t bytes = size_in_bytes(count, block_size);
+  table.log_data(format_text("%llu", static_cast<unsigned long long>(bytes)));
+}
+
+void write_filesystem(Table& table, const mntent& entry, const filesystem_usage& usage) {
+  const uint64_t used = usage.total - std::min(usage.free, usage.total);
+  table.start_row(entry.mnt_dir);
+  table.log_data(entry.mnt_dir);
+  table.log_data(entry.mnt_fsname);
+  for (uint64_t count : {usage.total, usage.free, used}) {
+    log_size(table, count, usage.block_size);
+  }
+  table.log_data(entry.mnt_type);
+  table.end_row();
+}
+
+}  // namespace
+
+bool is_excluded(std::string_view type) {
+  const auto* end = std::end(k_excluded_types);
+  const bool found = std::find(std::begin(k_excluded_types), end, type) != end;
+  printd("fs_linux: %s is %d\n", std::string(type).c_str(), found);
+  return found;
+}
+
+bool may_hang(std::string_view type) {
+  const auto* end = std::end(k_remote_types);
+  return type.starts_with("fuse") || std::find(std::begin(k_remote_types), end, type) != end;
+}
+
+bool read_in_child(const std::function<bool(filesystem_usage& usage)>& read, int milliseconds,
+                   filesystem_usage& usage) {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) return false;
+  const pid_t child = fork();
+  if (child == 0) answer_parent(read, ends[1]);
+  close(ends[1]);
+  filesystem_usage answer;
+  bool is_answered = false;
+  if (child > 0) {
+    pollfd readable = {ends[0], POLLIN, 0};
+    int ready = 0;
+    while ((ready = poll(&readable, 1, milliseconds)) < 0 && errno == EINTR) continue;
+    is_answered = ready > 0 && ::read(ends[0], &answer, sizeof answer) == sizeof answer;
+    kill_and_reap(child);
+    errno = ready == 0 ? ETIMEDOUT : EIO;
+  }
+  close(ends[0]);
+  if (is_answered) usage = answer;
+  return is_answered;
+}
+
+bool get_mounted_filesystems(FILE* fp, FILE* mounts) {
+  Table table(fp, "Mounted Filesystems");
+  table.declare(k_filesystem_columns);
+  std::vector<char> text(k_longest_entry);
+  usage_reader reader;
+  mntent entry;
+  bool any = false;
+  errno = 0;
+  while (getmntent_r(mounts, &entry, text.data(), static_cast<int>(text.size())) != nullptr) {
+    any = true;
+    printd("fs_linux: %s\n", entry.mnt_dir);
+    if (!is_excluded(entry.mnt_type)) write_filesystem(table, entry, reader.usage_of(entry));
+    errno = 0;
+  }
+  print_error("fs_linux:getmntent", errno);
+  printd("done getting mount entries\n");
+  return any;
+}
+
+bool get_filesystem_information(FILE* fp) {
+  const file_ptr mounts = open_regular_file(k_mount_table);  // as setmntent, but never blocks
+  if (mounts == nullptr) {
+    print_error("fs_linux: setmntent", errno);
+    return false;
+  }
+  return get_mounted_filesystems(fp, mounts.get());
+}
+
+bool disk_probe::run(FILE* fp) { return get_filesystem_information(fp); }
+
+}  // namespace kestrel

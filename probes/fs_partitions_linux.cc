@@ -1,0 +1,156 @@
+// See fs_partitions_linux.h.
+#include "probes/fs_partitions_linux.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+
+#include "lib/command.h"
+#include "lib/debug.h"
+#include "lib/file.h"
+#include "lib/getline.h"
+#include "lib/table.h"
+#include "lib/utilstr.h"
+
+namespace kestrel {
+namespace {
+
+constexpr const char* k_partitions_file = "/proc/partitions";
+constexpr std::string_view k_heading = "major minor  #blocks  name";
+constexpr const char* k_superblock_command = "tune2fs -l /dev/%s 2>/dev/null | grep -v 'tune2fs'";
+constexpr size_t k_longest_name = 63;
+constexpr std::string_view k_name_characters =
+    "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/_-.:+,@!";
+
+constexpr column k_partition_columns[] = {
+    {"Name",            DT_STRING,  64 },
+    {"No. Blocks",      DT_INTEGER, 0  },
+    {"Major Number",    DT_INTEGER, 0  },
+    {"Minor Number",    DT_INTEGER, 0  },
+    {"Features",        DT_STRING,  128},
+    {"State",           DT_STRING,  16 },
+    {"Error Behaviour", DT_STRING,  64 },
+    {"Last Mount Date", DT_STRING,  64 },
+    {"Mount Count",     DT_INTEGER, 0  },
+    {"Maximum Mounts",  DT_INTEGER, 0  },
+    {"Block Size",      DT_INTEGER, 0  },
+    {"Inode Size",      DT_INTEGER, 0  },
+};
+
+struct text_key {
+  std::string_view word;
+  std::string partition::*text;
+  size_t limit;  // the column's width
+};
+constexpr text_key k_text_keys[] = {
+    {"Filesystem features:", &partition::features,        128},
+    {"Filesystem state:",    &partition::state,           16 },
+    {"Errors behavior:",     &partition::error_behaviour, 64 },
+    {"Last mount time:",     &partition::last_mount,      64 },
+};
+
+struct number_key {
+  std::string_view word;
+  int partition::*number;
+};
+constexpr number_key k_number_keys[] = {
+    {"Mount count:",         &partition::mount_count   },
+    {"Maximum mount count:", &partition::maximum_mounts},
+    {"Block size:",          &partition::block_size    },
+    {"Inode size:",          &partition::inode_size    },
+};
+
+void read_superblock(partition& details) {
+  if (details.name.find_first_not_of(k_name_characters) != std::string::npos) return;
+  static char command[256];
+  format_string(command, sizeof command, k_superblock_command, details.name.c_str());
+  printd("partitions: '%s'\n", command);
+  command_stream running(command);
+  if (!running.is_open()) {
+    print_error("partitions: popen", errno);
+    return;
+  }
+  for_each_line(running.stream(), "partitions", [&details](const std::string& line) {
+    parse_superblock_line(line.c_str(), details);
+  });
+}
+
+// Disks of more than 2 TB have more blocks than an int holds.
+void log_blocks(Table& table, int64_t blocks) {
+  if (blocks <= INT_MAX) {
+    table.log_data(to_int(blocks));
+  } else {
+    table.log_data(
+        static_cast<unsigned long>(std::min<uint64_t>(static_cast<uint64_t>(blocks), ULONG_MAX)));
+  }
+}
+
+void write_partition(Table& table, const partition& source) {
+  table.start_row(source.name.c_str());
+  table.log_data(source.name);
+  log_blocks(table, source.blocks);
+  table.log_data(source.major_number);
+  table.log_data(source.minor_number);
+  for (const text_key& key : k_text_keys) table.log_data(source.*key.text);
+  for (const number_key& key : k_number_keys) table.log_data(source.*key.number);
+  table.end_row();
+}
+
+}  // namespace
+
+std::optional<partition> parse_partition_line(std::string_view line) {
+  int64_t major_number = 0, minor_number = 0, blocks = 0;
+  if (!scan_integer(line, major_number) || !scan_integer(line, minor_number) ||
+      !scan_integer(line, blocks)) {
+    return {};
+  }
+  partition found;
+  found.name = cut(next_word(line), k_longest_name);
+  if (found.name.empty()) return {};
+  found.major_number = to_int(major_number);
+  found.minor_number = to_int(minor_number);
+  found.blocks = blocks;
+  return found;
+}
+
+void parse_superblock_line(std::string_view line, partition& details) {
+  for (const text_key& key : k_text_keys) {
+    if (!line.starts_with(key.word)) continue;
+    details.*key.text = cut(skip_blanks(line.substr(key.word.size())), key.limit);
+  }
+  for (const number_key& key : k_number_keys) {
+    if (!line.starts_with(key.word)) continue;
+    std::string_view text = line.substr(key.word.size());
+    int64_t number = 0;
+    if (scan_integer(text, number)) details.*key.number = to_int(number);
+  }
+}
+
+void write_partitions(FILE* fp, FILE* in) {
+  Table table(fp, "Partition Details");
+  table.declare(k_partition_columns);
+  if (in == nullptr) return;
+  std::string line;
+  read_line(in, line);
+  errno = 0;
+  while (read_line(in, line)) {
+    printd("partitions: %s\n", std::string(without_newline(line)).c_str());
+    const std::string_view text = trim_whitespace(std::string_view(line.c_str()));
+    std::optional<partition> found = parse_partition_line(text);
+    if (text != k_heading && found) {
+      read_superblock(*found);
+      write_partition(table, *found);
+    }
+    errno = 0;
+  }
+  print_error("partitions: getline", errno);
+}
+
+bool partition_probe::run(FILE* fp) {
+  const file_ptr in = open_regular_file(k_partitions_file);
+  if (in == nullptr) print_error("partitions: popen", errno);  // Called so on purpose.
+  write_partitions(fp, in.get());
+  return true;
+}
+
+}  // namespace kestrel

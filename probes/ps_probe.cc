@@ -1,0 +1,106 @@
+// See ps_probe.h.
+#include "probes/ps_probe.h"
+
+#include <array>
+#include <cerrno>
+
+#include "lib/command.h"
+#include "lib/debug.h"
+#include "lib/find_tool.h"
+#include "lib/getline.h"
+#include "lib/table.h"
+#include "lib/utilstr.h"
+
+namespace kestrel {
+namespace {
+
+constexpr const char* k_arguments = "--no-headers -eo pid,comm,user,nice,pcpu,pmem,stat --sort pid";
+
+constexpr size_t k_longest_name = 80;
+constexpr size_t k_longest_share = 16;
+constexpr size_t k_longest_state = 4;
+
+constexpr column k_process_columns[] = {
+    {"PID",          DT_INTEGER, 0},
+    {"Process Name", DT_STRING,  0},
+    {"User",         DT_STRING,  0},
+    {"Nice",         DT_INTEGER, 0},
+    {"%CPU",         DT_STRING,  0},
+    {"%MEM",         DT_STRING,  0},
+    {"Stat",         DT_STRING,  0},
+};
+
+// The text's last word; `text` is cut before it.
+std::string_view last_word(std::string_view& text) {
+  text = trim_whitespace(text);
+  const std::string_view word = text.substr(text.find_last_of(" \t") + 1);
+  text.remove_suffix(word.size());
+  return word;
+}
+
+// Threads of the real-time classes have "-".
+bool scan_nice(std::string_view word, int& nice) {
+  int64_t value = 0;
+  if (word != "-" && !scan_decimal(word, value)) return false;
+  nice = to_int(value);
+  return true;
+}
+
+void write_process(Table& table, const process& source) {
+  table.start_row(source.name.c_str());
+  table.log_data(source.pid);
+  table.log_data(source.name);
+  table.log_data(source.user);
+  table.log_data(source.nice);
+  table.log_data(source.cpu);
+  table.log_data(source.memory);
+  table.log_data(source.state);
+  table.end_row();
+}
+
+}  // namespace
+
+std::optional<process> parse_ps_line(std::string_view line) {
+  int64_t pid = 0;
+  if (!scan_decimal(line, pid)) return {};
+  std::array<std::string_view, 5> last;
+  for (size_t i = last.size(); i-- > 0;) last[i] = last_word(line);
+  const auto& [user, nice, cpu, memory, state] = last;
+  const std::string_view name = trim_whitespace(line);
+  process found;
+  if (name.empty() || !scan_nice(nice, found.nice)) return {};
+  found.pid = to_int(pid);
+  found.name = cut(name, k_longest_name);
+  found.user = cut(user, k_longest_name);
+  found.cpu = cut(cpu, k_longest_share);
+  found.memory = cut(memory, k_longest_share);
+  found.state = cut(state, k_longest_state);
+  return found;
+}
+
+bool ps_probe::test() {
+  if (!is_tested_) ps_path_ = find_tool("ps");
+  is_tested_ = true;
+  return ps_path_.has_value() && !ps_path_->empty();
+}
+
+bool ps_probe::run(FILE* fp) {
+  Table table(fp, "Process List", "PROCESS");
+  table.declare(k_process_columns);
+  char command[256];
+  format_string(command, sizeof command, "%s %s 2>&1", ps_path_.value_or("ps").c_str(),
+                k_arguments);
+  printd("ps: '%s'\n", command);
+  command_stream running(command);
+  if (!running.is_open()) {
+    print_error("ps: popen", errno);
+    return true;
+  }
+  for_each_line(running.stream(), "ps", [&table](const std::string& line) {
+    const std::optional<process> found = parse_ps_line(line.c_str());
+    if (found) write_process(table, *found);
+  });
+  return true;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,35 @@
+// The processes, as ps lists them.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "gatherer/probe.h"
+
+namespace kestrel {
+
+struct process {
+  int pid = 0;
+  std::string name, user;   ///< at most 80 bytes each
+  int nice = 0;             ///< 0 also where the scheduler knows none
+  std::string cpu, memory;  ///< percent, at most 16 bytes each
+  std::string state;        ///< at most 4 bytes
+};
+/// Takes a line without its newline. The name may hold blanks. Nothing unless every field is there.
+std::optional<process> parse_ps_line(std::string_view line);
+
+class ps_probe : public probe {
+ public:
+  using probe::probe;
+
+  /// True where there is a ps; looked up once.
+  bool test() override;
+  bool run(FILE* fp) override;
+
+ private:
+  std::optional<std::string> ps_path_;
+  bool is_tested_ = false;
+};
+
+}  // namespace kestrel

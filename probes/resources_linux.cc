@@ -1,0 +1,206 @@
+// See resources_linux.h. Lines are handed to the parsers up to a NUL.
+#include "probes/resources_linux.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+
+#include "lib/debug.h"
+#include "lib/file.h"
+#include "lib/getline.h"
+#include "lib/utilstr.h"
+
+namespace kestrel {
+namespace {
+
+constexpr size_t k_longest_text = 63;
+constexpr size_t k_longest_type = 31;
+
+constexpr column k_dma_columns[] = {
+    {"Name",    DT_STRING,  64},
+    {"Channel", DT_INTEGER, 0 },
+};
+constexpr column k_iomem_columns[] = {
+    {"Memory Range", DT_STRING, 64},
+    {"Description",  DT_STRING, 64},
+};
+constexpr column k_ioports_columns[] = {
+    {"Port Number", DT_STRING, 64},
+    {"Description", DT_STRING, 64},
+};
+
+// Lines without a number that are reported.
+struct named_interrupt {
+  std::string_view prefix;
+  const char* label;
+};
+constexpr named_interrupt k_named_interrupts[] = {
+    {"NMI", "Non Maskable Interrupt"       },
+    {"LOC", "Internal APIC local Interrupt"},
+    {"ERR", "IO-APIC bus errors"           },
+};
+
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+file_ptr open_resource(const char* path, const char* module) {
+  file_ptr in = open_regular_file(path);
+  if (in == nullptr) print_error(format_text("%s: fopen", module).c_str(), errno);
+  return in;
+}
+
+// The label or number at the start of the line, "" when the line is none to report.
+std::string take_irq(std::string_view& text) {
+  int64_t number = 0;
+  if (!text.empty() && is_digit(text.front())) {
+    std::string_view word = next_word(text);
+    scan_integer(word, number);
+    return std::to_string(to_int(number));
+  }
+  for (const named_interrupt& named : k_named_interrupts) {
+    if (!text.starts_with(named.prefix)) continue;
+    text.remove_prefix(std::min<size_t>(text.size(), 4));
+    return named.label;
+  }
+  return {};
+}
+
+// A busy processor's count soon needs more than an int.
+void log_count(Table& table, int64_t count) {
+  if (count <= INT_MAX) {
+    table.log_data(to_int(count));
+  } else {
+    table.log_data(
+        static_cast<unsigned long>(std::min<uint64_t>(static_cast<uint64_t>(count), ULONG_MAX)));
+  }
+}
+
+void declare_interrupts(Table& table, size_t cpu_columns) {
+  table.start_heading();
+  table.add_column("IRQ Number", DT_STRING);
+  for (size_t cpu = 1; cpu <= cpu_columns; ++cpu) {
+    table.add_column(format_text("CPU %zu interrupt count", cpu).c_str(), DT_INTEGER);
+  }
+  table.add_column("Type", DT_STRING);
+  table.add_column("Device", DT_STRING);
+  const int type = static_cast<int>(cpu_columns) + 1;
+  table.set_column_width(0, 64);
+  table.set_column_width(type, 32);
+  table.set_column_width(type + 1, 64);
+  table.end_heading();
+}
+
+void write_interrupt(Table& table, const interrupt& source, size_t cpu_columns) {
+  table.start_row(source.irq.c_str());
+  table.log_data(source.irq);
+  for (size_t cpu = 0; cpu < cpu_columns; ++cpu) log_count(table, source.counts[cpu]);
+  table.log_data(source.type);
+  table.log_data(source.device);
+  table.end_row();
+}
+
+size_t count_cpus(FILE* in) {
+  std::string heading;
+  errno = 0;
+  if (!read_line(in, heading)) print_error("interrupts: getline", errno);
+  std::string_view text = heading.c_str();
+  size_t cpus = 0;
+  while (!next_word(text).empty()) ++cpus;
+  printd("interrupts: found %zu CPUs\n", cpus);
+  return cpus;
+}
+
+void write_ranges(Table& table, const char* path, const char* module) {
+  file_ptr in = open_resource(path, module);
+  if (in == nullptr) return;
+  for_each_line(in.get(), module, [&](const std::string& line) {
+    const std::optional<resource_range> found = parse_range_line(line.c_str());
+    if (!found) return;
+    table.start_row(found->range.c_str());
+    table.log_data(found->range);
+    table.log_data(found->description);
+    table.end_row();
+  });
+}
+
+}  // namespace
+
+std::optional<dma_channel> parse_dma_line(std::string_view line) {
+  int64_t channel = 0;
+  if (!scan_integer(line, channel) || !line.starts_with(':')) return {};
+  line.remove_prefix(1);
+  const std::string_view name = next_word(line);
+  if (name.empty()) return {};
+  return dma_channel{cut(name, k_longest_text), to_int(channel)};
+}
+
+std::optional<resource_range> parse_range_line(std::string_view line) {
+  const size_t colon = line.find(':');
+  if (colon == std::string_view::npos || colon + 2 >= line.size()) return {};
+  const std::string_view description = line.substr(colon + 2);
+  return resource_range{cut(next_word(line), k_longest_text), cut(description, k_longest_text)};
+}
+
+std::optional<interrupt> parse_interrupt_line(std::string_view line, size_t cpus) {
+  std::string_view text = trim_whitespace(line);
+  interrupt found;
+  found.irq = take_irq(text);
+  if (found.irq.empty()) return {};
+  text = trim_whitespace(text);
+  for (size_t cpu = 0; cpu < cpus && !text.empty(); ++cpu) {
+    std::string_view word = next_word(text);
+    if (cpu < k_max_cpu_columns) scan_integer(word, found.counts[cpu]);
+  }
+  found.type = cut(next_word(text), k_longest_type);
+  found.device = cut(text, k_longest_text);
+  return found;
+}
+
+void write_interrupts(FILE* fp, FILE* in) {
+  const size_t cpus = in != nullptr ? count_cpus(in) : 0;
+  const size_t cpu_columns = std::min(cpus, k_max_cpu_columns);
+  Table table(fp, "IRQs");
+  declare_interrupts(table, cpu_columns);
+  if (in == nullptr) return;
+  for_each_line(in, "interrupts", [&](const std::string& line) {
+    const std::optional<interrupt> found = parse_interrupt_line(line.c_str(), cpus);
+    if (found) write_interrupt(table, *found, cpu_columns);
+  });
+}
+
+bool dma_probe::run(FILE* fp) {
+  Table table(fp, "DMA Channels in use");
+  table.declare(k_dma_columns);
+  file_ptr in = open_resource("/proc/dma", "dma");
+  if (in == nullptr) return true;
+  for_each_line(in.get(), "dma", [&](const std::string& line) {
+    const std::optional<dma_channel> found = parse_dma_line(line.c_str());
+    if (!found) return;
+    table.start_row(found->name.c_str());
+    table.log_data(found->name);
+    table.log_data(found->channel);
+    table.end_row();
+  });
+  return true;
+}
+
+bool iomem_probe::run(FILE* fp) {
+  Table table(fp, "I/O Memory Map");
+  table.declare(k_iomem_columns);
+  write_ranges(table, "/proc/iomem", "iomem");
+  return true;
+}
+
+bool ioports_probe::run(FILE* fp) {
+  Table table(fp, "I/O Ports");
+  table.declare(k_ioports_columns);
+  write_ranges(table, "/proc/ioports", "ioports");
+  return true;
+}
+
+bool interrupts_probe::run(FILE* fp) {
+  const file_ptr in = open_resource("/proc/interrupts", "interrupts");
+  write_interrupts(fp, in.get());
+  return true;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,72 @@
+// What the kernel has assigned to the hardware: DMA channels, ranges of memory and of ports,
+// interrupts.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "gatherer/probe.h"
+#include "lib/table.h"
+
+namespace kestrel {
+
+struct dma_channel {
+  std::string name;  ///< at most 63 bytes
+  int channel = 0;
+};
+/// Takes a line of /proc/dma without its newline. Nothing without a channel and a name.
+std::optional<dma_channel> parse_dma_line(std::string_view line);
+
+/// A range of memory or of ports, each text at most 63 bytes.
+struct resource_range {
+  std::string range;
+  std::string description;
+};
+/// Takes a line of /proc/iomem or /proc/ioports without its newline. How deep the range is nested
+/// is dropped. Nothing without a description.
+std::optional<resource_range> parse_range_line(std::string_view line);
+
+/// As many as leave room for the number, the type and the device.
+inline constexpr size_t k_max_cpu_columns = Table::k_max_columns - 3;
+
+struct interrupt {
+  std::string irq;  ///< its number, or what a line without one counts
+  std::array<int64_t, k_max_cpu_columns> counts{};
+  std::string type;    ///< at most 31 bytes
+  std::string device;  ///< at most 63 bytes
+};
+/// Takes a line of /proc/interrupts without its newline, and how many processors the file's heading
+/// names; counts past the last column are skipped. Nothing for the lines that are not reported.
+std::optional<interrupt> parse_interrupt_line(std::string_view line, size_t cpus);
+/// Writes the whole table from `in`, which is read to its end; null for none.
+void write_interrupts(FILE* fp, FILE* in);
+
+class dma_probe : public probe {
+ public:
+  using probe::probe;
+  bool run(FILE* fp) override;
+};
+
+class iomem_probe : public probe {
+ public:
+  using probe::probe;
+  bool run(FILE* fp) override;
+};
+
+class ioports_probe : public probe {
+ public:
+  using probe::probe;
+  bool run(FILE* fp) override;
+};
+
+class interrupts_probe : public probe {
+ public:
+  using probe::probe;
+  bool run(FILE* fp) override;
+};
+
+}  // namespace kestrel

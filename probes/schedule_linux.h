@@ -1,0 +1,31 @@
+// The jobs of the system's crontab.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "gatherer/probe.h"
+
+namespace kestrel {
+
+struct crontab_job {
+  std::string minute, hour, day, month, weekday;  ///< at most 15 bytes each
+  std::string user;                               ///< at most 31 bytes
+  std::string command;                            ///< at most 127 bytes
+};
+/// Takes a line without its newline; missing fields are empty. Nothing for a comment, a variable
+/// and whatever else does not begin with a minute.
+std::optional<crontab_job> parse_crontab_line(std::string_view line);
+
+/// Writes the table from `in`, which is read to its end; null for none.
+void write_crontab(FILE* fp, FILE* in);
+
+class crontab_probe : public probe {
+ public:
+  using probe::probe;
+  bool test() override;
+  bool run(FILE* fp) override;
+};
+
+}  // namespace kestrel

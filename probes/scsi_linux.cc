@@ -1,0 +1,250 @@
+// See scsi_linux.h.
+#include "probes/scsi_linux.h"
+
+#include <fcntl.h>
+#include <scsi/scsi.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "lib/debug.h"
+#include "lib/utilstr.h"
+
+namespace kestrel {
+namespace {
+
+constexpr char k_device_folder[] = "/dev/";
+constexpr unsigned k_max_nodes = 256;
+
+struct device_class {
+  const char* base;
+  device_numbering mode;
+  unsigned count;
+};
+constexpr device_class k_classes[] = {
+    {"sd",    device_numbering::lettered, 128},
+    {"scd",   device_numbering::numbered, 256},
+    {"sr",    device_numbering::numbered, 256},
+    {"nst",   device_numbering::numbered, 32 },
+    {"nosst", device_numbering::numbered, 32 },
+    {"sch",   device_numbering::numbered, 256},
+};
+
+std::string node_path(const char* base, unsigned index, device_numbering mode) {
+  char path[32];
+  return make_device_name(path, sizeof path, k_device_folder, base, "", index, mode);
+}
+
+/// False, and a zero address, when the node does not tell all of it.
+bool read_address(const open_node& node, scsi_address& address) {
+  uint32_t id[2] = {};
+  if (ioctl(node.descriptor(), SCSI_IOCTL_GET_IDLUN, id) != 0) {
+    print_error("scsi: SCSI_IOCTL_GET_IDLUN", errno);
+    return false;
+  }
+  int bus = 0;
+  if (ioctl(node.descriptor(), SCSI_IOCTL_GET_BUS_NUMBER, &bus) != 0) {
+    print_error("scsi: SCSI_IOCTL_GET_BUS_NUMBER", errno);
+    return false;
+  }
+  address = {id[0], id[1], bus};
+  return true;
+}
+
+bool check_transfer(const char* what, ssize_t done, size_t wanted) {
+  if (done >= 0 && static_cast<size_t>(done) == wanted) return true;
+  if (done < 0) {
+    print_error(format_text("scsi: %s", what).c_str(), errno);
+  } else {
+    printd("scsi: short %s, %d of %d\n", what, static_cast<int>(done), static_cast<int>(wanted));
+  }
+  return false;
+}
+
+void log_header(const sg_header& header) {
+  printd(
+      "scsi:\tpack_len: %d\nscsi:\treply_len: %d\nscsi:\tpack_id: %d\nscsi:\tresult: %d\n"
+      "scsi:\ttarget_status: %d\nscsi:\thost_status: %d\nscsi:\tdriver_status: %d\n"
+      "scsi:\tother: %d\n",
+      header.pack_len, header.reply_len, header.pack_id, header.result,
+      static_cast<int>(header.target_status), static_cast<int>(header.host_status),
+      static_cast<int>(header.driver_status), static_cast<int>(header.other_flags));
+}
+
+}  // namespace
+
+// --- the version 2 interface
+// ----------------------------------------------------------------------
+
+std::vector<unsigned char> make_sg_request(byte_span cdb, size_t reply_length) {
+  constexpr size_t k_reply_len = 4;
+  std::vector<unsigned char> buffer(k_sg_header_size + std::max(cdb.size(), reply_length));
+  size_t whole_reply = k_sg_header_size + reply_length;
+  for (size_t i = 0; i < 4; ++i) {
+    buffer[k_reply_len + i] = static_cast<unsigned char>(whole_reply >> 8 * i);
+  }
+  std::copy(cdb.begin(), cdb.end(), buffer.begin() + k_sg_header_size);
+  return buffer;
+}
+
+sg_header parse_sg_header(byte_span bytes) {
+  cursor at(bytes);
+  sg_header header = {};
+  header.pack_len = static_cast<int>(at.get_u32());
+  header.reply_len = static_cast<int>(at.get_u32());
+  header.pack_id = static_cast<int>(at.get_u32());
+  header.result = static_cast<int>(at.get_u32());
+  uint32_t bits = at.get_u32();
+  header.twelve_byte = bits & 0x1;
+  header.target_status = bits >> 1 & 0x1F;
+  header.host_status = bits >> 6 & 0xFF;
+  header.driver_status = bits >> 14 & 0xFF;
+  header.other_flags = bits >> 22;
+  byte_span sense = at.take(k_sg_sense_size);
+  std::copy(sense.begin(), sense.end(), header.sense_buffer.begin());
+  return header;
+}
+
+bool check_status(const sg_header& header) {
+  constexpr unsigned k_check_condition = 0x02, k_command_terminated = 0x22, k_sense_present = 8;
+  constexpr unsigned char k_recovered_error = 1;
+  if ((header.target_status | header.host_status | header.driver_status) == 0) return true;
+  // The driver keeps the status byte without its lowest bit.
+  unsigned status = header.target_status << 1;
+  bool has_sense = status == k_check_condition || status == k_command_terminated ||
+                   header.driver_status == k_sense_present;
+  return has_sense && header.sense_buffer[2] == k_recovered_error;
+}
+
+int sg_send_command(int descriptor, byte_span cdb, std::span<unsigned char> reply,
+                    size_t& returned) {
+  returned = 0;
+  std::vector<unsigned char> buffer = make_sg_request(cdb, reply.size());
+  size_t request = k_sg_header_size + cdb.size();
+  if (!check_transfer("write", write(descriptor, buffer.data(), request), request)) return -1;
+  std::fill(buffer.begin(), buffer.end(), static_cast<unsigned char>(0));
+  size_t response = k_sg_header_size + reply.size();
+  if (!check_transfer("read", read(descriptor, buffer.data(), response), response)) return -1;
+  sg_header header = parse_sg_header(buffer);
+  byte_span data = byte_span(buffer).subspan(k_sg_header_size, reply.size());
+  if (is_logging()) {
+    log_header(header);
+    print_hexdump("RESPONSE", data.data(), static_cast<int>(data.size()), "scsi:");
+  }
+  if (!check_status(header)) return -1;
+  std::copy(data.begin(), data.end(), reply.begin());
+  returned = reply.size();
+  return 0;
+}
+
+// --- nodes
+// ------------------------------------------------------------------------------------------
+
+open_node::open_node(const char* path, int access)
+    : descriptor_(::open(path, access | O_NONBLOCK | O_CLOEXEC)) {
+  if (descriptor_ >= 0) {
+    fcntl(descriptor_, F_SETFL, fcntl(descriptor_, F_GETFL) & ~O_NONBLOCK);
+  } else if (errno != ENOENT && errno != ENODEV && errno != ENXIO) {
+    print_error("scsi: open", errno);
+  }
+}
+
+open_node::~open_node() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+// --- the enumerator
+// ---------------------------------------------------------------------------------
+
+std::unique_ptr<scsi_probe> scsi_probe::create() {
+  auto probe = std::make_unique<scsi_linux_probe>();
+  probe->open();
+  return probe;
+}
+
+void scsi_linux_probe::open() {
+  size_t records = count_nodes();
+  printd("scsi: device_count = %d\n", static_cast<int>(records));
+  for (unsigned i = 0; i < k_max_nodes && nodes_.size() < records; ++i) {
+    add_node(node_path("sg", i, mode_));
+  }
+  map_class_devices();
+  index_ = 0;
+  get_current();
+}
+
+size_t scsi_linux_probe::count_nodes() {
+  auto count = [](device_numbering mode) {
+    size_t found = 0;
+    for (unsigned i = 0; i < k_max_nodes; ++i) {
+      std::string path = node_path("sg", i, mode);
+      if (!open_node(path.c_str(), O_RDONLY).is_open()) continue;
+      printd("scsi: found %s\n", path.c_str());
+      ++found;
+    }
+    return found;
+  };
+  mode_ = device_numbering::numbered;
+  size_t found = count(mode_);
+  if (found > 0) return found;
+  printd("scsi: no sg devices found, trying sga-z\n");
+  mode_ = device_numbering::lettered;
+  return count(mode_);
+}
+
+void scsi_linux_probe::add_node(const std::string& path) {
+  open_node node(path.c_str(), O_RDWR);
+  if (!node.is_open()) return;
+  scsi_address address;
+  read_address(node, address);
+  scsi_device device;
+  device.host = address.bus;
+  device.target = static_cast<int>(address.device_id & 0xFF);
+  device.lun = static_cast<int>(address.device_id >> 8 & 0xFF);
+  device.channel = static_cast<int>(address.device_id >> 16 & 0xFF);
+  index_ = nodes_.size();
+  nodes_.push_back({path, "", std::move(node), address});
+  devices_.push_back(device);
+  get_current();
+  read_inquiry();
+}
+
+void scsi_linux_probe::map_class_devices() {
+  for (const device_class& kind : k_classes) {
+    for (unsigned i = 0; i < kind.count; ++i) {
+      std::string path = node_path(kind.base, i, kind.mode);
+      open_node node(path.c_str(), O_RDONLY);
+      scsi_address address;
+      if (!node.is_open() || !read_address(node, address)) continue;
+      for (sg_node& generic : nodes_) {
+        if (generic.address != address) continue;
+        printd("scsi: %s maps to %s\n", generic.path.c_str(), path.c_str());
+        generic.class_path = path;
+        break;
+      }
+    }
+  }
+}
+
+bool scsi_linux_probe::get_current() {
+  node_ = index_ < nodes_.size() ? &nodes_[index_] : nullptr;
+  return scsi_probe::get_current();
+}
+
+int scsi_linux_probe::send_command(byte_span cdb, std::span<unsigned char> reply,
+                                   size_t& returned) {
+  returned = 0;
+  if (node_ == nullptr) return -1;
+  return sg_send_command(node_->node.descriptor(), cdb, reply, returned);
+}
+
+char* scsi_linux_probe::get_device_name(char* buffer, int size) {
+  std::string path;
+  if (node_ != nullptr) path = node_->class_path.empty() ? node_->path : node_->class_path;
+  if (path.starts_with(k_device_folder)) path.erase(0, sizeof k_device_folder - 1);
+  return format_string(buffer, static_cast<size_t>(std::max(size, 0)), "%s", path.c_str());
+}
+
+}  // namespace kestrel

@@ -1,0 +1,93 @@
+// The enumerator over the SCSI generic driver: its nodes /dev/sg*, and commands in the driver's
+// version 2 interface, which is a header and the command written, a header and the reply read
+// (Linux, include/scsi/sg.h).
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "lib/util_linux.h"
+#include "probes/scsi.h"
+
+namespace kestrel {
+
+inline constexpr size_t k_sg_header_size = 36;
+inline constexpr size_t k_sg_sense_size = 16;
+
+/// Header of a version 2 request or response.
+struct sg_header {
+  int pack_len, reply_len, pack_id, result;
+  unsigned twelve_byte, target_status, host_status, driver_status, other_flags;
+  std::array<unsigned char, k_sg_sense_size> sense_buffer;
+};
+
+/// A request: header and command, in a buffer that also takes the reply. Bytes not set are zero.
+std::vector<unsigned char> make_sg_request(byte_span cdb, size_t reply_length);
+/// Fields past the end of `bytes` are zero.
+sg_header parse_sg_header(byte_span bytes);
+/// Whether the command succeeded; an error that the device recovered from is none.
+bool check_status(const sg_header& header);
+/// Sends a command through an open node; see `scsi_probe::send_command`.
+int sg_send_command(int descriptor, byte_span cdb, std::span<unsigned char> reply,
+                    size_t& returned);
+
+/// An open device node, closed when its owner goes.
+class open_node {
+ public:
+  /// Opens without blocking, to work on it blocking. Errors other than that there is no such
+  /// device are logged.
+  open_node(const char* path, int access);
+  open_node(open_node&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+  open_node& operator=(open_node&&) = delete;
+  ~open_node();
+  bool is_open() const { return descriptor_ >= 0; }
+  int descriptor() const { return descriptor_; }
+
+ private:
+  int descriptor_;
+};
+
+/// Where a device sits, as the kernel tells for every kind of node: equal for the nodes of one
+/// device.
+struct scsi_address {
+  uint32_t device_id = 0;  ///< target in bits 0-7, lun 8-15, channel 16-23
+  uint32_t host_unique_id = 0;
+  int bus = 0;
+  bool operator==(const scsi_address&) const = default;
+};
+
+struct sg_node {
+  std::string path;        ///< "/dev/sg0"
+  std::string class_path;  ///< "/dev/sda"; "" when no class driver has the device
+  open_node node;
+  scsi_address address;
+};
+
+class scsi_linux_probe : public scsi_probe {
+ public:
+  scsi_linux_probe() = default;
+  ~scsi_linux_probe() override = default;
+
+  /// Scans the machine.
+  void open();
+
+  int send_command(byte_span cdb, std::span<unsigned char> reply, size_t& returned) override;
+  /// The class node's name ("sda") or else the generic node's ("sg0").
+  char* get_device_name(char* buffer, int size) override;
+  bool get_current() override;
+
+ private:
+  size_t count_nodes();
+  void add_node(const std::string& path);
+  void map_class_devices();
+
+  device_numbering mode_ = device_numbering::numbered;
+  std::vector<sg_node> nodes_;
+  sg_node* node_ = nullptr;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,42 @@
+// The user accounts and the groups, from the machine's own files.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "gatherer/probe.h"
+
+namespace kestrel {
+
+struct account {
+  std::string name;  ///< at most 31 bytes
+  int64_t id = 0;
+  std::string home;   ///< at most 63 bytes
+  std::string shell;  ///< at most 15 bytes
+};
+/// Takes a line of /etc/passwd without its newline; missing fields are empty. Nothing for a line
+/// without a separator.
+std::optional<account> parse_passwd_line(std::string_view line);
+
+struct user_group {
+  std::string name;  ///< at most 31 bytes
+  int64_t id = 0;
+  std::string users;  ///< the list as it stands, at most 255 bytes
+};
+/// The same for a line of /etc/group.
+std::optional<user_group> parse_group_line(std::string_view line);
+
+/// Writes one table each from `in`, which is read to its end; null for none.
+void write_accounts(FILE* fp, FILE* in);
+void write_groups(FILE* fp, FILE* in);
+
+class passwd_probe : public probe {
+ public:
+  using probe::probe;
+  bool test() override;
+  bool run(FILE* fp) override;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,349 @@
+// The gather file: bytes laid down, what comes back, and containers that are cut, damaged or lie.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "gatherer/gthfile.h"
+#include "lib/lzh.h"
+
+namespace kestrel {
+namespace {
+
+using std::string;
+
+constexpr size_t k_head = k_gth_head_size, k_record = k_gth_record_size;
+
+string content(const string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return string(std::istreambuf_iterator<char>(in), {});
+}
+
+void put(const string& path, const string& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+byte_span bytes_of(const string& bytes) {
+  return {reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()};
+}
+
+/// Every test has a folder of its own as the current one.
+class Gthfile : public testing::Test {
+ protected:
+  void SetUp() override {
+    char name[] = "/tmp/kestrel_gth_XXXXXX";
+    folder_ = mkdtemp(name);
+    before_ = std::filesystem::current_path();
+    std::filesystem::current_path(folder_);
+    put("text", text_);
+    put("bytes", bytes_);
+    put("empty", "");
+  }
+  void TearDown() override {
+    std::filesystem::current_path(before_);
+    std::filesystem::remove_all(folder_);
+  }
+  /// "c" with a compressed text, stored bytes and, of the same type, a stored text.
+  void make_container() {
+    ASSERT_EQ(file_.CreateFile("c"), gth_ok);
+    ASSERT_EQ(file_.AddItemFile(item_report, "text", true), gth_ok);
+    ASSERT_EQ(file_.AddItemFile(item_identity, "bytes", false), gth_ok);
+    ASSERT_EQ(file_.AddItemFile(item_identity, "text", false), gth_ok);
+  }
+  /// What an item of "c" holds, or "code N".
+  string item(int index) {
+    const int code = file_.ExtractItem(index, "out");
+    return code == gth_ok ? content("out") : "code " + std::to_string(code);
+  }
+
+  const string text_ = "<ROW><STR>one</STR></ROW>\r\n<ROW><STR>two</STR></ROW>\r\n";
+  const string bytes_ = string("\0\xFF\x01\0\0\xFF\xFF\x7F", 8);
+  GatherFile file_;
+
+ private:
+  string folder_;
+  std::filesystem::path before_;
+};
+
+TEST_F(Gthfile, NewContainerIsAHead) {
+  const time_t before = time(nullptr);
+  ASSERT_EQ(file_.CreateFile("c"), gth_ok);
+  const string head = content("c");
+  ASSERT_EQ(head.size(), k_head);
+  EXPECT_EQ(head.substr(0, 10), string("_KESTREL_\0", 10));
+  EXPECT_EQ(head.substr(17), string("\0\2\0", 3));
+  gthStamp stamp = {};
+  EXPECT_EQ(file_.GetFileStamp(&stamp), gth_ok);
+  tm utc = {};
+  utc.tm_year = stamp.year - 1900;
+  utc.tm_mon = stamp.month - 1;
+  utc.tm_mday = stamp.day;
+  utc.tm_hour = stamp.hour;
+  utc.tm_min = stamp.minute;
+  utc.tm_sec = stamp.second;
+  EXPECT_GE(timegm(&utc), before);
+  EXPECT_LE(timegm(&utc), time(nullptr));
+  EXPECT_EQ(head.substr(10, 7),
+            (string{char(stamp.hour), char(stamp.minute), char(stamp.second), char(stamp.day),
+                    char(stamp.month), char(stamp.year & 255), char(stamp.year >> 8)}));
+  EXPECT_EQ(std::filesystem::status("c").permissions(), std::filesystem::perms(0600));
+}
+
+TEST_F(Gthfile, ItemsComeBack) {
+  make_container();
+  const string container = content("c");
+  const size_t packed = container.size() - k_head - 3 * k_record - bytes_.size() - text_.size();
+  EXPECT_LT(packed, text_.size());
+  string record = {15, char(text_.size()), 0, 0, 0, 1, char(packed), 0, 0, 0};
+  EXPECT_EQ(container.substr(k_head, k_record), record);
+  record = {1, 8, 0, 0, 0, 0, 0, 0, 0, 0};
+  EXPECT_EQ(container.substr(k_head + k_record + packed, k_record + 8), record + bytes_);
+  EXPECT_EQ(container[19], 3);
+
+  ASSERT_EQ(file_.ReadFile("c"), gth_ok);
+  EXPECT_EQ(file_.NumItems(), 3);
+  EXPECT_EQ(file_.GetItemType(0), item_report);
+  EXPECT_EQ(file_.GetItemType(2), item_identity);
+  EXPECT_EQ(file_.GetItemType(3), 0);
+  EXPECT_EQ(item(0), text_);
+  EXPECT_EQ(item(1), bytes_);
+  EXPECT_EQ(item(2), text_);
+  EXPECT_EQ(item(3), "code -1");
+  EXPECT_EQ(file_.ExtractItem(static_cast<unsigned char>(item_identity), "out"), gth_ok);
+  EXPECT_EQ(content("out"), bytes_);
+  EXPECT_EQ(file_.ExtractItem(static_cast<unsigned char>(99), "out"), gth_no_such_item);
+
+  const gth_container read(bytes_of(container));
+  EXPECT_EQ(read.fault(), gth_fault::none);
+  ASSERT_EQ(read.items().size(), 3U);
+  std::vector<unsigned char> unpacked(read.items()[0].size);
+  EXPECT_EQ(LzH().Decode(read.data(read.items()[0]), unpacked), 0);
+  EXPECT_EQ(string(unpacked.begin(), unpacked.end()), text_);
+  EXPECT_TRUE(read.rest().empty());
+}
+
+TEST_F(Gthfile, RefusalsChangeNothing) {
+  EXPECT_EQ(file_.AddItemFile(1, "text", false), gth_bad_argument);
+  make_container();
+  const string container = content("c");
+  ASSERT_EQ(symlink("c", "link"), 0);
+  ASSERT_EQ(mkfifo("fifo", 0600), 0);
+  ASSERT_EQ(truncate("empty", 0), 0);
+  EXPECT_EQ(file_.AddItemFile(1, nullptr, false), gth_bad_argument);
+  EXPECT_EQ(file_.AddItemFile(1, "missing", true), gth_cannot_open);
+  EXPECT_EQ(file_.AddItemFile(1, ".", false), gth_cannot_open);
+  EXPECT_EQ(file_.AddItemFile(1, "fifo", true), gth_cannot_open);
+  EXPECT_EQ(file_.AddItemFile(1, "empty", true), gth_codec_failed);
+  put("huge", "");
+  ASSERT_EQ(truncate("huge", off_t{1} << 32), 0);
+  EXPECT_EQ(file_.AddItemFile(1, "huge", true), gth_cannot_open);
+  ASSERT_EQ(truncate("huge", (off_t{1} << 32) - 20), 0);
+  EXPECT_EQ(file_.AddItemFile(1, "huge", false), gth_cannot_write);
+  EXPECT_EQ(content("c"), container);
+  GatherFile other;
+  EXPECT_EQ(other.ReadFile("link"), gth_cannot_open);
+  EXPECT_EQ(other.ReadFile("fifo"), gth_cannot_open);
+  EXPECT_EQ(other.ReadFile("text"), gth_not_a_gather_file);
+  EXPECT_EQ(other.ReadFile("empty"), gth_cannot_read);
+  EXPECT_EQ(other.CreateFile("no/folder"), gth_cannot_create);
+  EXPECT_EQ(other.CreateFile("link"), gth_ok);  // Replaces the link, not what it names.
+  EXPECT_EQ(content("c"), container);
+}
+
+TEST_F(Gthfile, TableEndsAt255) {
+  ASSERT_EQ(file_.CreateFile("c"), gth_ok);
+  for (int i = 0; i < 255; ++i) ASSERT_EQ(file_.AddItemFile(1, "empty", false), gth_ok);
+  const string container = content("c");
+  EXPECT_EQ(file_.AddItemFile(1, "text", true), gth_table_full);
+  EXPECT_EQ(content("c"), container);
+  ASSERT_EQ(file_.ReadFile("c"), gth_ok);
+  EXPECT_EQ(file_.NumItems(), 255);
+}
+
+TEST_F(Gthfile, StuffedFormHoldsNoZeroAndComesBack) {
+  make_container();
+  const string plain = content("c");
+  file_.CloseFile();
+  ASSERT_EQ(GatherFile::RemoveNulls("c"), gth_ok);
+  const string stuffed = content("c");
+  EXPECT_EQ(stuffed.find('\0'), string::npos);
+  EXPECT_EQ(stuffed.substr(0, 11), "_KESTRFF_\xFF\x01");
+  EXPECT_NE(stuffed.find("\xFF\x01\xFF\xFF\x01\xFF\x01\xFF\x01\xFF\xFF\xFF\xFF\x7F"), string::npos);
+  ASSERT_EQ(file_.ReadFile("c"), gth_ok);
+  EXPECT_EQ(item(0), text_);
+  EXPECT_EQ(item(1), bytes_);
+  EXPECT_EQ(file_.AddItemFile(1, "text", true), gth_ok);
+  EXPECT_EQ(item(3), text_);
+  file_.CloseFile();
+  EXPECT_EQ(content("c"), stuffed);
+
+  string expected = plain;
+  expected.replace(0, 9, "_KESTRFF_");
+  std::vector<unsigned char> unstuffed;
+  EXPECT_TRUE(unstuffer().feed(bytes_of(stuffed), unstuffed));
+  EXPECT_EQ(string(unstuffed.begin(), unstuffed.end()), expected);
+  EXPECT_EQ(GatherFile::RemoveNulls("c"), gth_not_a_gather_file);
+  for (const char* bad : {"\xFF\x02", "\xFF"}) {
+    put("bad", stuffed + bad);
+    EXPECT_EQ(file_.ReadFile("bad"), gth_not_a_gather_file);
+    const string bytes = content("bad");
+    const gth_container read(bytes_of(bytes));
+    EXPECT_EQ(read.fault(), gth_fault::stuffing);
+    EXPECT_EQ(read.fault_offset(), bytes.size());
+    EXPECT_EQ(read.items().size(), 3U);
+  }
+}
+
+TEST_F(Gthfile, RemoveNullsKeepsTheFileWhenItFails) {
+  make_container();
+  const string plain = content("c");
+  ASSERT_EQ(mkdir("c.tmp", 0700), 0);
+  EXPECT_EQ(GatherFile::RemoveNulls("c"), gth_table_full);
+  EXPECT_EQ(GatherFile::RemoveNulls("text"), gth_not_a_gather_file);
+  EXPECT_EQ(GatherFile::RemoveNulls("empty"), gth_cannot_read);
+  EXPECT_EQ(content("c"), plain);
+  EXPECT_EQ(content("text"), text_);
+}
+
+/// Opens "c" and takes every item out: any code will do, but each whole item must come back.
+void check_damaged(GatherFile& file, size_t whole_items, const std::vector<string>& expected) {
+  const string bytes = content("c");
+  const gth_container read(bytes_of(bytes));
+  for (const gth_item& item : read.items()) {
+    std::vector<unsigned char> out(std::min<size_t>(item.size, 100000));
+    LzH().Decode(read.data(item), out);
+  }
+  EXPECT_GE(read.items().size(), whole_items);
+  if (file.ReadFile("c") != gth_ok) return;
+  for (int i = 0; i < file.NumItems(); ++i) {
+    const int code = file.ExtractItem(i, "out");
+    if (static_cast<size_t>(i) < whole_items) {
+      EXPECT_EQ(code, gth_ok);
+      EXPECT_EQ(content("out"), expected[static_cast<size_t>(i)]);
+    }
+    EXPECT_LT(content("out").size(), 100000U);
+  }
+}
+
+TEST_F(Gthfile, CutAndDamagedContainersAreAnswered) {
+  make_container();
+  const string plain = content("c");
+  const gth_container whole(bytes_of(plain));
+  file_.CloseFile();
+  ASSERT_EQ(GatherFile::RemoveNulls("c"), gth_ok);
+  const string stuffed = content("c");
+  const std::vector<string> items = {text_, bytes_, text_};
+  for (size_t size = 0; size < plain.size(); ++size) {
+    put("c", plain.substr(0, size));
+    size_t count = 0;
+    while (count < 2 && whole.items()[count + 1].offset <= size) ++count;
+    check_damaged(file_, count, items);
+    const string cut = content("c");
+    const gth_container read(bytes_of(cut));
+    EXPECT_NE(read.fault(), gth_fault::none) << size;
+    EXPECT_EQ(read.items().size(), count) << size;
+    const int code = file_.ReadFile("c");
+    if (code == gth_ok) {
+      EXPECT_EQ(file_.ExtractItem(2, "out"), gth_cannot_read) << size;
+      EXPECT_EQ(file_.AddItemFile(1, "text", false), gth_cannot_read) << size;
+    } else {
+      EXPECT_EQ(code, gth_cannot_read) << size;
+    }
+  }
+  for (const string& form : {plain, stuffed}) {
+    for (size_t i = 0; i < form.size(); ++i) {
+      for (const int mask : {0x01, 0x80, 0xFF}) {
+        string bytes = form;
+        bytes[i] = static_cast<char>(bytes[i] ^ mask);
+        put("c", bytes);
+        check_damaged(file_, 0, items);
+      }
+    }
+  }
+}
+
+TEST_F(Gthfile, LyingSizesAreSeen) {
+  make_container();
+  file_.CloseFile();
+  string bytes = content("c");
+  bytes.replace(k_head + 1, 4, "\xFF\xFF\xFF\xFF");
+  put("c", bytes);
+  ASSERT_EQ(file_.ReadFile("c"), gth_ok);
+  EXPECT_EQ(item(0), "code -9");
+  EXPECT_FALSE(std::filesystem::exists("out"));
+  bytes.replace(k_head + 6, 4, "\xFF\xFF\xFF\xFF");
+  EXPECT_EQ(gth_container(bytes_of(bytes)).fault(), gth_fault::data_cut);
+  bytes[k_head + 5] = 2;
+  const gth_container read(bytes_of(bytes));
+  EXPECT_EQ(read.fault(), gth_fault::unknown_flag);
+  EXPECT_EQ(read.fault_offset(), k_head);
+}
+
+TEST_F(Gthfile, RunKilledInAnItemLeavesTheItemsBefore) {
+  ASSERT_EQ(file_.CreateFile("c"), gth_ok);
+  ASSERT_EQ(file_.AddItemFile(item_report, "text", true), gth_ok);
+  const string before = content("c");
+  ASSERT_EQ(file_.AddItemFile(1, "bytes", false), gth_ok);
+  const string after = content("c");
+  for (size_t size = before.size(); size <= after.size(); ++size) {
+    put("c", before + after.substr(before.size(), size - before.size()));
+    ASSERT_EQ(file_.ReadFile("c"), gth_ok);
+    EXPECT_EQ(file_.NumItems(), 1);
+    EXPECT_EQ(item(0), text_);
+    EXPECT_EQ(file_.AddItemFile(1, "bytes", false), gth_ok);
+    EXPECT_EQ(content("c"), after);
+  }
+}
+
+TEST_F(Gthfile, FullDiskKeepsWholeItems) {
+  signal(SIGXFSZ, SIG_IGN);
+  make_container();
+  const string container = content("c");
+  rlimit old = {};
+  getrlimit(RLIMIT_FSIZE, &old);
+  for (size_t room = 0; room < k_record + text_.size(); ++room) {
+    const rlimit limit = {container.size() + room, old.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    const int code = file_.AddItemFile(1, "text", false);
+    setrlimit(RLIMIT_FSIZE, &old);
+    ASSERT_EQ(code, gth_cannot_write) << room;
+    ASSERT_EQ(content("c"), container) << room;
+  }
+  const rlimit limit = {10, old.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &limit);
+  EXPECT_EQ(file_.AddItemFile(1, "text", true), gth_codec_failed);
+  EXPECT_EQ(file_.ExtractItem(2, "out"), gth_cannot_write);
+  EXPECT_EQ(file_.ExtractItem(0, "out"), gth_codec_failed);
+  GatherFile other;
+  EXPECT_EQ(other.CreateFile("new"), gth_cannot_write);
+  EXPECT_EQ(GatherFile::RemoveNulls("c"), gth_cannot_write);
+  setrlimit(RLIMIT_FSIZE, &old);
+  EXPECT_EQ(content("c"), container);
+  for (const char* gone : {"out", "new", "c.tmp"}) EXPECT_FALSE(std::filesystem::exists(gone));
+  EXPECT_EQ(file_.AddItemFile(1, "text", true), gth_ok);
+  EXPECT_EQ(file_.NumItems(), 4);
+  EXPECT_EQ(item(3), text_);
+}
+
+TEST_F(Gthfile, WithoutATemporaryFileTheItemIsCountedAllTheSame) {
+  ASSERT_EQ(file_.CreateFile("c"), gth_ok);
+  for (time_t now = time(nullptr), i = 0; i < 5; ++i) {
+    char name[32];
+    snprintf(name, sizeof name, "%X.tmp", static_cast<unsigned>(now + i));
+    ASSERT_EQ(mkdir(name, 0700), 0);
+  }
+  EXPECT_EQ(file_.AddItemFile(1, "text", true), gth_table_full);
+  EXPECT_EQ(file_.NumItems(), 1);
+  EXPECT_EQ(content("c").size(), k_head);
+  EXPECT_EQ(content("c")[19], 1);
+}
+
+}  // namespace
+}  // namespace kestrel

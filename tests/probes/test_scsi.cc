@@ -1,0 +1,281 @@
+// SCSI tables over played devices, whose replies were recorded on emulated machines, and the
+// version 2 interface over a socket that plays the driver.
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "lib/table.h"
+#include "probes/scsi_linux.h"
+#include "probes/scsi_probe.h"
+#include "tests/lib/report_capture.h"
+#include "tests/probes/played_scsi.h"
+
+namespace kestrel {
+namespace {
+
+using namespace std::string_literals;
+
+const std::string k_disk =
+    "\0\0\5\x12\xfa\0\0\x12"
+    "EXAMPLE FAST DISK 36    1.07"s;
+const std::string k_drive =
+    "\5\x80\5\x32\x1f\0\0\0"
+    "EXAMPLE DVD-ROM         3.0\0"s;
+const std::string k_sense = "\0\x1c\x70\0\0\0\0\0\x2a\x14\x3b\0\x71\x60\x29\0\2\xc0\0\2\2\0\2\xc0"s;
+
+std::string drive_called(const std::string& vendor_model_revision) {
+  return k_drive.substr(0, 8) + vendor_model_revision;
+}
+std::string writer_sense() { return std::string(k_sense).replace(10, 2, "\x37\x13"); }
+
+/// The texts of an HTML table: a cell ends in '|', a row in a newline.
+std::string cells_of(const std::string& html) {
+  std::string cells;
+  for (size_t at = 0; at < html.size(); ++at) {
+    if (html[at] == '<') {
+      std::string tag = html.substr(at, html.find('>', at) + 1 - at);
+      cells += tag == "</TD>" || tag == "</TH>" ? "|" : tag == "</TR>" ? "\n" : "";
+      at += tag.size() - 1;
+    } else if (html[at] >= ' ') {
+      cells += html[at];
+    }
+  }
+  return cells.substr(cells.find('\n') + 1);
+}
+
+class Scsi : public testing::Test {
+ protected:
+  void SetUp() override {
+    Table::set_output_format(OUTPUT_HTML);
+    auto played = std::make_unique<played_scsi>();
+    devices = played.get();
+    scsi_probe::use_count = 0;
+    scsi_probe::instance = std::move(played);
+  }
+  void TearDown() override {
+    scsi_probe::instance.reset();
+    Table::set_output_format(OUTPUT_TEXT);
+  }
+  /// The report of one probe, and whether it applies.
+  template <class Probe>
+  static std::string report_of() {
+    static probe_group group("group", 16, nullptr, true);
+    static Probe subject(group, "probe", 3, 1);
+    report_capture out;
+    if (!subject.test()) return "does not apply";
+    EXPECT_TRUE(subject.run(out.stream()));
+    return out.text();
+  }
+  played_scsi* devices;
+};
+
+TEST_F(Scsi, Table) {
+  EXPECT_EQ(report_of<scsi_table>(), "does not apply");
+  devices->add(
+      {
+          1, 2, 3, 4
+  },
+      {
+          {inquiry_command, k_disk},
+          {serial_command, "\0\x80\0\x0c"s + "DSKA0001    and no more"},
+          {capacity_command, "\0\1\xff\xff\0\0\2\0"s},
+      });
+  devices->add(
+      {
+  },
+      {{inquiry_command, k_drive}, {capacity_command, "\0\0\3\xff\0\0\x08\0"s}});
+  devices->add({}, {});
+  EXPECT_EQ(cells_of(report_of<scsi_table>()),
+            "sg0|EXAMPLE |FAST DISK 36    |1.07|Disk|1|2|3|4|DSKA0001    |67.1 MB|\n"
+            "sg1|EXAMPLE |DVD-ROM         |3.0|CD-ROM|0|0|0|0||2.0 MB|\n"
+            "sg2||||Disk|0|0|0|0|||\n");
+  Table::set_output_format(OUTPUT_KSML);
+  std::string report = report_of<scsi_table>();
+  EXPECT_NE(report.find("<ROW ID=\"SCSI-HOST-1-CH-2-ID-3-LUN-4\">"), std::string::npos);
+  EXPECT_NE(report.find("<STR ID=\"Capacity\" W=\"12\">67.1 MB<"), std::string::npos);
+}
+
+// A device that ignores the page, one whose serial claims more than a reply holds, and one that
+// must not be asked.
+TEST_F(Scsi, SerialNumbers) {
+  std::string longest = "\0\x80\0\xff"s + std::string(300, 'S');
+  scsi_device forbidden;
+  forbidden.blacklisted = true;
+  devices->add(
+      {
+  },
+      {{inquiry_command, k_disk}, {serial_command, longest}});
+  devices->add(
+      {
+  },
+      {{inquiry_command, k_disk}, {serial_command, k_disk}});
+  devices->add(
+      {
+  },
+      {{inquiry_command, k_disk}, {serial_command, "\0\x80\0\2\xfa."s}});
+  devices->add(forbidden, {
+                              {inquiry_command, k_disk },
+                              {serial_command,  longest}
+  });
+  devices->asked.clear();
+  std::vector<std::string> serials;
+  for (bool more = devices->get_first(); more; more = devices->get_next()) {
+    char text[300];
+    serials.push_back(devices->get_serial(text, sizeof text));
+  }
+  EXPECT_EQ(serials, (std::vector<std::string>{std::string(251, 'S'), "", "", ""}));
+  EXPECT_EQ(devices->asked.size(), 3u);
+  char small[4];
+  devices->get_first();
+  EXPECT_STREQ(devices->get_serial(small, sizeof small), "SSS");
+}
+
+TEST_F(Scsi, TypeNames) {
+  for (char type : "\x0a\x0b\x0d\x0e\x7f"s)
+    devices->add(
+        {
+    },
+        {{inquiry_command, {type}}});
+  std::string names;
+  for (bool more = devices->get_first(); more; more = devices->get_next()) {
+    char text[32];
+    names += devices->get_type(text, sizeof text) + ","s;
+  }
+  EXPECT_EQ(names, "unknown-type-10,unknown-type 11,Enclosure,unknown-type-14,unknown-type-127,");
+  EXPECT_EQ(devices->get_optical_drive_count(), 0);
+}
+
+TEST_F(Scsi, OpticalTable) {
+  devices->add(
+      {
+  },
+      {{inquiry_command, k_disk}, {sense_command, k_sense}});
+  EXPECT_EQ(report_of<optical_table>(), "does not apply");
+  devices->add(
+      {
+          0, 0, 1, 0
+  },
+      {{inquiry_command, k_drive}, {sense_command, k_sense}});
+  // The same page behind a header of four bytes, from a drive that writes.
+  devices->add(
+      {
+          0, 0, 2, 0
+  },
+      {{inquiry_command, drive_called("EXAMPLE WRITER          1.00")},
+       {sense_command, "\x17" + writer_sense().substr(1, 3) + writer_sense().substr(8)}});
+  devices->add(
+      {
+          0, 0, 3, 0
+  },
+      {{inquiry_command, k_drive}, {sense_command, std::string(24, '\1')}});
+  devices->add(
+      {
+          0, 0, 4, 0
+  },
+      {{inquiry_command, drive_called(" oem    cd-rom F522e    1.00")}, {sense_command, k_sense}});
+  devices->add(
+      {
+          0, 0, 5, 0
+  },
+      {{inquiry_command, k_drive}});
+  devices->asked.clear();
+  EXPECT_EQ(cells_of(report_of<optical_table>()),
+            "EXAMPLE |DVD-ROM         |Read|Read|Read|Read|Read|\n"
+            "EXAMPLE |WRITER          |Write|Write||Write|Read|\n");
+  EXPECT_EQ(devices->asked, std::vector<played_command>(4, sense_command));
+}
+
+TEST_F(Scsi, OpticalKeywords) {
+  devices->add(
+      {
+  },
+      {{inquiry_command, k_drive}});
+  EXPECT_EQ(cells_of(report_of<optical_table_uc2>()), "\n");
+  devices->add(
+      {
+  },
+      {{inquiry_command, k_drive}, {sense_command, k_sense}});
+  devices->add(
+      {
+  },
+      {{inquiry_command, k_drive}, {sense_command, writer_sense()}});
+  EXPECT_EQ(cells_of(report_of<optical_table_uc2>()),
+            "CDRread|CDRwrite|CDRWread|CDRWwrite|DVDROMread|DVDRread|DVDRwrite|DVDRAMread|\n");
+}
+
+TEST_F(Scsi, SharedEnumeratorGoesWithItsFifthUse) {
+  for (int use = 1; use <= 4; ++use) scsi_use();
+  EXPECT_EQ(scsi_probe::instance.get(), devices);
+  scsi_use();
+  EXPECT_EQ(scsi_probe::instance, nullptr);
+}
+
+// --- the version 2 interface
+// ------------------------------------------------------------------------
+
+/// A node at which the driver has already laid down its response.
+class played_driver {
+ public:
+  explicit played_driver(const std::string& response) {
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends_), 0);
+    EXPECT_EQ(write(ends_[1], response.data(), response.size()),
+              static_cast<ssize_t>(response.size()));
+  }
+  played_driver(const played_driver&) = delete;
+  played_driver& operator=(const played_driver&) = delete;
+  ~played_driver() {
+    for (int end : ends_) close(end);
+  }
+  int node() const { return ends_[0]; }
+  std::string request() const {
+    char bytes[512];
+    ssize_t length = recv(ends_[1], bytes, sizeof bytes, MSG_DONTWAIT);
+    return {bytes, static_cast<size_t>(std::max<ssize_t>(length, 0))};
+  }
+
+ private:
+  int ends_[2];
+};
+
+std::string response_header(uint32_t status_bits, char sense_key) {
+  std::string header(36, '\0');
+  for (size_t i = 0; i < 4; ++i) header[16 + i] = static_cast<char>(status_bits >> 8 * i);
+  header[22] = sense_key;
+  return header;
+}
+
+TEST(ScsiLinux, CommandIsFramed) {
+  constexpr unsigned char k_cdb[] = {0x25, 1, 2, 3, 4, 5, 6, 7, 8, 9};
+  played_driver driver(response_header(0, 0) + "12345678");
+  unsigned char reply[8] = {};
+  size_t returned = 0;
+  EXPECT_EQ(sg_send_command(driver.node(), k_cdb, reply, returned), 0);
+  EXPECT_EQ(std::string(reply, reply + returned), "12345678");
+  EXPECT_EQ(driver.request(),
+            "\0\0\0\0\x2c"s + std::string(31, '\0') + "\x25\1\2\3\4\5\6\7\x08\x09");
+
+  played_driver cut(response_header(0, 0) + "1234567");
+  EXPECT_EQ(sg_send_command(cut.node(), k_cdb, reply, returned), -1);
+  EXPECT_EQ(returned, 0u);
+  EXPECT_EQ(sg_send_command(-1, k_cdb, reply, returned), -1);
+}
+
+TEST(ScsiLinux, RecoveredErrorsAreNone) {
+  auto succeeds = [](uint32_t target, uint32_t host, uint32_t driver, char sense_key) {
+    std::string header = response_header(target << 1 | host << 6 | driver << 14, sense_key);
+    return check_status(
+        parse_sg_header({reinterpret_cast<const unsigned char*>(header.data()), header.size()}));
+  };
+  EXPECT_TRUE(succeeds(0, 0, 0, 5));
+  EXPECT_TRUE(succeeds(0x01, 0, 8, 1));  // check condition
+  EXPECT_TRUE(succeeds(0x11, 0, 0, 1));  // command terminated
+  EXPECT_TRUE(succeeds(0, 0, 8, 1));
+  EXPECT_FALSE(succeeds(0x01, 0, 8, 5));  // illegal request
+  EXPECT_FALSE(succeeds(0x01, 0, 8, 0x21));
+  EXPECT_FALSE(succeeds(0x02, 0, 0, 1));
+  EXPECT_FALSE(succeeds(0, 0, 6, 1));
+  EXPECT_FALSE(succeeds(0, 1, 0, 1));
+}
+
+}  // namespace
+}  // namespace kestrel
