@@ -17,7 +17,6 @@ namespace kestrel {
 namespace {
 
 constexpr int k_columns = 80;
-constexpr size_t k_longest_answer = 80;
 
 std::vector<std::string>& file_errors() {
   static std::vector<std::string> noted;
@@ -61,13 +60,9 @@ void gatherer_help(const wchar_t* program) {
 }
 
 int read_answer() {
-  char line[k_longest_answer + 1] = "";
-  if (fgets(line, sizeof line, stdin) == nullptr) return -1;
-  if (strchr(line, '\n') == nullptr) {
-    int c = 0;
-    while ((c = getchar()) != EOF && c != '\n') continue;
-  }
-  return static_cast<unsigned char>(line[0]);
+  int first = getchar();
+  for (int c = first; c != '\n' && c != EOF;) c = getchar();
+  return first == EOF ? -1 : first;
 }
 
 int gatherer_disclaimer() {

@@ -58,13 +58,15 @@ constexpr macro k_macros[] = {
     {L'V', [] { return std::string(SysInfo::get_instance().OEM()); }     },
 };
 
-// Appends the characters of `text` as long as whole ones fit into `room` bytes.
-void append_fitting(std::string& result, const std::wstring& text, size_t room) {
+// Appends the characters of `text` up to the first that does not fit whole into `room` bytes; false
+// when there is one.
+bool append_fitting(std::string& result, const std::wstring& text, size_t room) {
   for (wchar_t c : text) {
     std::string bytes = wide_to_mbcs(std::wstring_view(&c, 1));
-    if (result.size() + bytes.size() > room) return;
+    if (result.size() + bytes.size() > room) return false;
     result += bytes;
   }
+  return true;
 }
 
 std::string expand_template(const std::wstring& pattern, size_t room) {
@@ -76,7 +78,7 @@ std::string expand_template(const std::wstring& pattern, size_t room) {
       piece = gatherer_expand_filename_macro(letter);
       if (letter != L'D') filter_filename(piece, L' ');
     }
-    append_fitting(result, piece, room);
+    if (!append_fitting(result, piece, room)) break;
   }
   return result;
 }
@@ -86,7 +88,7 @@ void fail_move(const char* path, const char* step, const char** error_text) {
   print_error(step, errnum);
   report_file_error(path, errnum);
   fail_run();
-  if (error_text != nullptr) *error_text = strerror(errnum);
+  if (error_text != nullptr) *error_text = keep_text(strerror(errnum));
 }
 
 // Across file systems a rename is not possible, a copy is.
@@ -149,8 +151,14 @@ bool store_or_save_file(const char* temporary, int item_type, const char** resul
   gatherer_generate_filename(get_filename(filename_template), suffix.c_str(), name, sizeof name);
   printd("file_task: rename %s to %s\n", temporary, name);
   if (result_name != nullptr) *result_name = keep_text(name);
-  if (unlink(name) != 0 && errno != ENOENT) fail_move(name, "file_task: remove", error_text);
-  if (!move_file(temporary, name)) fail_move(name, "file_task: rename", error_text);
+  bool name_is_free = true;
+  if (unlink(name) != 0 && errno != ENOENT) {
+    fail_move(name, "file_task: remove", error_text);
+    name_is_free = false;
+  }
+  if (!move_file(temporary, name)) {
+    fail_move(name_is_free ? name : temporary, "file_task: rename", error_text);
+  }
   return true;
 }
 

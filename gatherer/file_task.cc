@@ -84,16 +84,18 @@ bool close_report(task& closing, FILE* current, bool (*close)(FILE*), int item_t
   if (current == nullptr) return false;
   std::string name = temporary_name();
   bool closed = close(current);
-  int errnum = errno;
-  forget_temporary_file(name.c_str());
   if (!closed) {
+    int errnum = errno;
+    forget_temporary_file(name.c_str());
     report_file_error(name.c_str(), errnum);
     fail_run();
-    closing.status_fail_text = strerror(errnum);
+    closing.status_fail_text = keep_text(strerror(errnum));
     return false;
   }
-  return store_or_save_file(name.c_str(), item_type, &closing.status_ok_text,
-                            &closing.status_fail_text, extension, nullptr);
+  bool kept = store_or_save_file(name.c_str(), item_type, &closing.status_ok_text,
+                                 &closing.status_fail_text, extension, nullptr);
+  forget_temporary_file(name.c_str());
+  return kept;
 }
 
 void write_html_contents(FILE* out) {

@@ -151,7 +151,9 @@ int le_to_host(int value) {
 
 GatherFile::~GatherFile() { CloseFile(); }
 
-void GatherFile::CloseFile() { file_.reset(); }
+int GatherFile::CloseFile() {
+  return file_ == nullptr || close_checked(std::move(file_)) ? gth_ok : gth_cannot_write;
+}
 
 int GatherFile::NumItems() const { return count_; }
 
@@ -210,12 +212,13 @@ int GatherFile::ReadFile(const char* path) {
   int code = open_for_update(path);
   if (code != gth_ok) return code;
   printd("gthfile: file = %p\n", static_cast<void*>(file_.get()));
+  errno = 0;
   code = read_container();
-  if (code != gth_ok) {
-    CloseFile();
-    count_ = 0;
-  }
-  return code;
+  if (code == gth_ok) return code;
+  const int errnum = errno;
+  CloseFile();
+  count_ = 0;
+  return fail(code, errnum);
 }
 
 int GatherFile::read_container() {

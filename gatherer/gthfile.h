@@ -63,7 +63,8 @@ class GatherFile {
   int NumItems() const;
   unsigned char GetItemType(int index) const;  ///< 0 for an index out of range
   int GetFileStamp(gthStamp* stamp) const;
-  void CloseFile();
+  /// A failed close is told as gth_cannot_write.
+  int CloseFile();
   bool is_open() const { return file_ != nullptr; }
   static void GetCurrentDate(gthStamp* stamp);
 

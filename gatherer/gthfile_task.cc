@@ -45,7 +45,7 @@ std::string identity_block() {
   std::string block;
   for (const wchar_t* letter = k_identity_letters; *letter != L'\0'; ++letter) {
     block += static_cast<char>(*letter);
-    block += wide_to_utf8(gatherer_expand_filename_macro(*letter));
+    block += one_utf8_line(gatherer_expand_filename_macro(*letter));
     block += '\n';
   }
   return block;
@@ -107,9 +107,15 @@ bool gthfile_task::create() {
 bool gthfile_task::reopen() { return make_gather_file().ReadFile(container_name()) == gth_ok; }
 
 bool gthfile_task::close() {
+  errno = 0;
+  bool closed = make_gather_file().CloseFile() == gth_ok;
+  if (!closed) {
+    report_file_error(container_name(), errno != 0 ? errno : EIO);
+    fail_run();
+  }
   destroy_gather_file();
-  status_ok_text = container_name();
-  return true;
+  status_ok_text = status_fail_text = container_name();
+  return closed;
 }
 
 }  // namespace kestrel

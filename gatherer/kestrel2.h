@@ -19,7 +19,7 @@ enum setting : int {
   setting_return_code = 11,        ///< exit status of the run
   setting_stdout_output = 13,      ///< report goes to standard output
   setting_vpd_mode = 14,
-  setting_file_option_given = 15,  ///< a stored file replaces the report
+  setting_file_option_given = 15,  ///< a file was given as "zyr/kestrel2"; nothing reads it
   setting_debug_stream = 16,       ///< debug log kept open as one stream
   setting_run_mode = 17,           ///< 0 gather, 1 list probes, 2 help
   setting_count = 18,

@@ -45,15 +45,9 @@ constexpr code_name k_refusals[] = {
 
 bool is_gathering() { return get_setting(setting_gather_file) != 0; }
 
-wchar_t header_character(wchar_t c) {
-  return c < 32 || (c >= 127 && c < 160) ? L'?' : markup_character(c);
-}
-
-// One line of a header: a control character in a name would forge another line.
 void write_header_line(FILE* out, const char* label, const char* value, const char* end) {
   std::wstring text = mbcs_to_wide(value == nullptr ? "" : value);
-  for (wchar_t& c : text) c = header_character(c);
-  fprintf(out, "%s: %s%s", label, wide_to_utf8(text).c_str(), end);
+  fprintf(out, "%s: %s%s", label, one_utf8_line(text).c_str(), end);
 }
 
 char ascii_byte(int c) {
@@ -104,12 +98,15 @@ bool store_stream(FILE* in, const char* name, const char* mime_type, int kind, c
   }
   temporary_file_note note(temporary);
   write_file_header(out.get(), name, mime_type);
+  errno = 0;
   copy(in, out.get());
-  bool complete = close_checked(std::move(out));
-  if (!complete) {
+  bool complete = ferror(in) == 0;
+  if (!complete) report_file_error(name, errno != 0 ? errno : EIO);
+  if (!close_checked(std::move(out))) {
     report_file_error(temporary, errno);
-    fail_run();
+    complete = false;
   }
+  if (!complete) fail_run();
   bool stored = complete && store_file(temporary, item_stored_file, true) && was_stored();
   unlink(temporary);
   return stored;

@@ -1,7 +1,6 @@
 // See main.h.
 #include "gatherer/main.h"
 
-#include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -17,6 +16,7 @@
 #include "gatherer/task.h"
 #include "gatherer/version.h"
 #include "lib/debug.h"
+#include "lib/file.h"
 
 namespace kestrel {
 namespace {
@@ -37,9 +37,9 @@ void gather() {
 
 // Standard output may be the report; what could not be written there must not pass as success.
 bool finish_standard_output() {
-  errno = 0;
-  if (fflush(stdout) == 0 && ferror(stdout) == 0) return true;
-  report_file_error("standard output", errno != 0 ? errno : EIO);
+  int errnum = write_failure(stdout);
+  if (errnum == 0) return true;
+  report_file_error("standard output", errnum);
   fail_run();
   return false;
 }

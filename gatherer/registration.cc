@@ -38,9 +38,10 @@ enum platform_mask { LINUX = 0x0001, MOST = 0x2F71, OTHERS = 0x2F70 };
 
 // The shell commands of "System Logs". Compressed logs are read as they are on purpose.
 constexpr const char k_messages[] = "cat $(ls -rt /var/log/messages*) | tail -n 500";
-// In another locale grep would drop lines with bytes that do not decode.
+// In another locale grep would drop lines with bytes that do not decode, without -a all of them
+// when a crash left zero bytes in the log.
 constexpr const char k_kernel[] =
-    "export LC_ALL=C; cat $(ls -rt /var/log/messages* | egrep -v 'bz2|gz') | grep \"kernel:\" | "
+    "export LC_ALL=C; cat $(ls -rt /var/log/messages* | egrep -v 'bz2|gz') | grep -a \"kernel:\" | "
     "tail -n 500";
 constexpr const char k_boot[] = "cat /var/log/boot | tail -n 500";
 constexpr const char k_boot_suse[] = "cat /var/log/boot.msg | tail -n 500";

@@ -267,7 +267,9 @@ void task::set_task_parameters(int argc, const wchar_t** argv, int* index) {
   std::string wanted = wide_to_mbcs(argv[++*index]);
   task* unit = get_task_by_name(wanted.c_str());
   if (unit == nullptr) printm("I don't understand '-p %s'\n", wanted.c_str());
-  while (*index + 1 < argc && argv[*index + 1][0] != L'-') {
+  // The first word behind the name is a parameter whatever it looks like.
+  for (bool is_first = true; *index + 1 < argc && (is_first || argv[*index + 1][0] != L'-');
+       is_first = false) {
     std::string key = wide_to_mbcs(argv[++*index]);
     size_t sign = key.find('=');
     std::string value = sign == std::string::npos ? "" : key.substr(sign + 1);

@@ -13,7 +13,7 @@ enum generic_file_type {
   FILE_BINARY = 2,    ///< item 66, unchanged
   FILE_DGML = 3,      ///< item 18
   FILE_KSML = 4,      ///< imported into the report
-  FILE_KESTREL2 = 5,  ///< item 15, takes the report's place
+  FILE_KESTREL2 = 5,  ///< item 15, as a report is
   FILE_SYSEVENT = 6,  ///< item 13
   FILE_APPEVENT = 7,  ///< item 14
   FILE_SECEVENT = 8,  ///< item 20

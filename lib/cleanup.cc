@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
 #include <deque>
 #include <string>
@@ -30,6 +31,7 @@ int take_slot(const char* path) {
   for (int i = 0; i < k_slots; ++i) {
     if (slots[i].used != 0) continue;
     strcpy(slots[i].path, path);
+    std::atomic_signal_fence(std::memory_order_release);
     slots[i].used = 1;
     return i;
   }
@@ -64,6 +66,7 @@ void forget_temporary_file(const char* path) {
 
 unfinished_write_note::unfinished_write_note(int descriptor, long long length) {
   unfinished_length = length;
+  std::atomic_signal_fence(std::memory_order_release);
   unfinished_descriptor = descriptor;
 }
 

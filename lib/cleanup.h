@@ -1,5 +1,5 @@
 // What a run that is ended by a signal must not leave behind: temporary files and half a container
-// item. Everything here is fixed memory, so that the signal handler may read it at any moment.
+// item. The notes are fixed memory, so that the signal handler may read them at any moment.
 #pragma once
 
 namespace kestrel {

@@ -30,8 +30,25 @@ int64_t now_in_milliseconds() {
   return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
+// While it lives no signal can end the run: a child that the handler does not know yet would stay.
+class blocked_signals {
+ public:
+  blocked_signals() {
+    sigset_t all;
+    sigfillset(&all);
+    sigprocmask(SIG_BLOCK, &all, &before_);
+  }
+  blocked_signals(const blocked_signals&) = delete;
+  blocked_signals& operator=(const blocked_signals&) = delete;
+  ~blocked_signals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+  const sigset_t& before() const { return before_; }
+
+ private:
+  sigset_t before_ = {};
+};
+
 // In the child: its own group, nothing on its standard input and error, the pipe on its output.
-[[noreturn]] void become_shell(const char* command, int output) {
+[[noreturn]] void become_shell(const char* command, int output, const sigset_t& signals) {
   setpgid(0, 0);
   int null = open("/dev/null", O_RDWR);
   if (null < 0 || dup2(null, STDIN_FILENO) < 0 || dup2(null, STDERR_FILENO) < 0 ||
@@ -42,6 +59,7 @@ int64_t now_in_milliseconds() {
   signal(SIGINT, SIG_DFL);
   signal(SIGTERM, SIG_DFL);
   signal(SIGPIPE, SIG_DFL);
+  sigprocmask(SIG_SETMASK, &signals, nullptr);
   execl("/bin/sh", "sh", "-c", command, static_cast<char*>(nullptr));
   _exit(127);
 }
@@ -71,8 +89,15 @@ command_stream::command_stream(const char* command, int timeout) : command_(comm
   if (pipe2(ends, O_CLOEXEC) != 0) return;
   int64_t seconds = timeout >= 0 ? timeout : static_cast<int64_t>(command_timeout);
   deadline_ = seconds == 0 ? k_no_deadline : now_in_milliseconds() + seconds * 1000;
-  child_ = fork();
-  if (child_ == 0) become_shell(command, ends[1]);
+  {
+    const blocked_signals blocked;
+    child_ = fork();
+    if (child_ == 0) become_shell(command, ends[1], blocked.before());
+    if (child_ > 0) {
+      setpgid(child_, child_);  // in both processes: whichever comes first
+      running_group = child_;
+    }
+  }
   int errnum = errno;
   ::close(ends[1]);
   if (child_ < 0) {
@@ -80,8 +105,6 @@ command_stream::command_stream(const char* command, int timeout) : command_(comm
     errno = errnum;
     return;
   }
-  setpgid(child_, child_);  // in both processes: whichever comes first
-  running_group = child_;
   pipe_ = ends[0];
   cookie_io_functions_t functions = {read_output, nullptr, nullptr, nullptr};
   stream_ = fopencookie(this, "r", functions);
@@ -115,13 +138,13 @@ ssize_t command_stream::read_output(void* self, char* buffer, size_t size) {
 // A killed command's output ends here even if a grandchild in another group still holds the pipe.
 ssize_t command_stream::read_some(char* buffer, size_t size) {
   while (!cut_) {
-    pollfd readable = {pipe_, POLLIN, 0};
-    int ready = poll(&readable, 1, milliseconds_left());
-    if (ready < 0 && errno == EINTR) continue;
-    if (ready == 0) {
+    if (milliseconds_left() == 0) {  // also while more output keeps coming
       cut_short("deadline passed");
       break;
     }
+    pollfd readable = {pipe_, POLLIN, 0};
+    int ready = poll(&readable, 1, milliseconds_left());
+    if (ready == 0 || (ready < 0 && errno == EINTR)) continue;
     ssize_t count = read(pipe_, buffer, size);
     if (count < 0 && errno == EINTR) continue;
     if (count > 0) bytes_ += static_cast<uint64_t>(count);
@@ -140,23 +163,33 @@ command_result command_stream::close() {
   if (pipe_ >= 0) ::close(pipe_);
   pipe_ = -1;
   if (child_ <= 0) return {};
+  wait_for_end();
+  // What the command left running in its group must not outlive it. The command itself is waited
+  // for last: until then its number belongs to no other group.
+  kill(-child_, SIGKILL);
   int status = 0;
   pid_t ended = 0;
+  while ((ended = waitpid(child_, &status, 0)) < 0 && errno == EINTR) continue;
+  running_group = 0;
+  child_ = -1;
+  command_result result = ended < 0 ? command_result{} : decode_status(status);
+  result.cut_short = cut_;
+  return result;
+}
+
+// Until the command ended or was killed at its deadline.
+void command_stream::wait_for_end() {
   long pause = 50000;  // nanoseconds; a command usually ends right behind its output
-  while ((ended = waitpid(child_, &status, WNOHANG)) == 0 || (ended < 0 && errno == EINTR)) {
+  for (;;) {
+    siginfo_t ended = {};
+    int result = waitid(P_PID, static_cast<id_t>(child_), &ended, WEXITED | WNOHANG | WNOWAIT);
+    if (result == 0 && ended.si_pid != 0) return;
+    if (result < 0 && errno != EINTR) return;
     if (milliseconds_left() == 0) cut_short("deadline passed");
     timespec wait = {0, pause};
     nanosleep(&wait, nullptr);
     if (pause < 10000000) pause *= 2;
   }
-  int errnum = errno;
-  if (cut_) kill(-child_, SIGKILL);  // grandchildren of a command that we gave up
-  running_group = 0;
-  child_ = -1;
-  errno = errnum;
-  command_result result = ended < 0 ? command_result{} : decode_status(status);
-  result.cut_short = cut_;
-  return result;
 }
 
 command_result first_line_of(const char* command, std::string& line, int timeout) {

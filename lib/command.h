@@ -48,6 +48,7 @@ class command_stream {
  private:
   static ssize_t read_output(void* self, char* buffer, size_t size);
   ssize_t read_some(char* buffer, size_t size);
+  void wait_for_end();
   int milliseconds_left() const;
   void cut_short(const char* reason);
 

@@ -34,19 +34,30 @@ bool logging = false;
 
 void note_targets() { logging = log_to_file || log_to_stream; }
 
-// The log holds what the report holds, so only its owner may read it, and a link that somebody
-// left in the current directory must not lead it elsewhere, nor a FIFO hold the program.
+// The log holds what the report holds, so it belongs to this user alone: a file of somebody else,
+// or one that has another name too, is refused, as is a link. A FIFO must not hold the program.
 int open_owned(const char* path, int flags) {
-  return open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, 0600);
+  int descriptor =
+      open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, 0600);
+  struct stat status = {};
+  if (descriptor < 0 || fstat(descriptor, &status) != 0) return descriptor;
+  if (S_ISREG(status.st_mode) && status.st_uid == geteuid() && status.st_nlink == 1) {
+    return descriptor;
+  }
+  close(descriptor);
+  errno = EPERM;
+  return -1;
 }
 
-// A file left by an earlier run keeps the mode it had; where that cannot be changed it stays.
-void take_from_others(int descriptor) { (void)!fchmod(descriptor, 0600); }
+// An older file of the name is removed, not written into.
+int create_owned(const char* path) {
+  unlink(path);
+  return open_owned(path, O_EXCL);
+}
 
 [[noreturn]] void give_up(int errnum) {
   // Off first: reporting the failure must not try to open the log again.
   log_to_file = false;
-  log_to_stream = false;
   note_targets();
   internal_error("Unable to open debug log: %s\n", strerror(errnum));
 }
@@ -112,9 +123,8 @@ void open_log_file() {
 }
 
 void truncate_log_file() {
-  int descriptor = open_owned(log_filename, O_TRUNC);
+  int descriptor = create_owned(log_filename);
   if (descriptor < 0) give_up(errno);
-  take_from_others(descriptor);
   close(descriptor);
 }
 
@@ -139,10 +149,9 @@ void disable_log_to_file() {
 }
 
 void enable_log_to_stream(const char* path) {
-  int descriptor = open_owned(path, O_TRUNC);
+  int descriptor = create_owned(path);
   FILE* stream = descriptor < 0 ? nullptr : fdopen(descriptor, "w");
   if (stream == nullptr) give_up(errno);
-  take_from_others(descriptor);
   enable_log_to_stream(stream);
 }
 

@@ -37,7 +37,8 @@ file_ptr open_for_reading(const char* path) { return file_ptr(std::fopen(path, "
 
 file_ptr open_regular_file(const char* path) {
   // Asked before opening, because some devices (tapes, watchdogs) act on being opened, and after,
-  // because the name may have changed hands; O_NONBLOCK is for a FIFO that came between.
+  // because the name may have changed hands. O_NONBLOCK stays on: it means nothing to a file on a
+  // disk, and some files of /proc would block for ever.
   struct stat status;
   if (stat(path, &status) != 0) return nullptr;
   if (errno = refusal(status); errno != 0) return nullptr;
@@ -45,10 +46,6 @@ file_ptr open_regular_file(const char* path) {
   if (descriptor < 0) return nullptr;
   if (fstat(descriptor, &status) != 0) return refuse(descriptor, errno);
   if (const int error = refusal(status); error != 0) return refuse(descriptor, error);
-  const int flags = fcntl(descriptor, F_GETFL);
-  if (flags < 0 || fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) != 0) {
-    return refuse(descriptor, errno);
-  }
   return stream_on(descriptor, "rb");
 }
 
@@ -73,14 +70,17 @@ int reason_of_failure(FILE* file) {
 
 }  // namespace
 
+int write_failure(FILE* file) {
+  if (std::fflush(file) != 0) return errno;
+  return std::ferror(file) != 0 ? reason_of_failure(file) : 0;
+}
+
 bool close_checked(FILE* file) {
   if (file == nullptr) {
     errno = EBADF;
     return false;
   }
-  int error = 0;
-  if (std::fflush(file) != 0) error = errno;
-  if (error == 0 && std::ferror(file) != 0) error = reason_of_failure(file);
+  int error = write_failure(file);
   if (std::fclose(file) != 0 && error == 0) error = errno;
   if (error != 0) errno = error;
   return error == 0;

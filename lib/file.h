@@ -22,6 +22,8 @@ file_ptr open_regular_file(const char* path);
 /// 0600. `mode` is "wb" or "wb+". Null on failure, with errno.
 file_ptr create_output_file(const char* path, const char* mode);
 
+/// Flushes; 0, or the reason for which a write on the stream failed now or earlier.
+int write_failure(FILE* file);
 /// Flushes and closes; true only when no write on the stream ever failed. errno tells why not.
 bool close_checked(file_ptr file);
 bool close_checked(FILE* file);

@@ -46,6 +46,10 @@ wchar_t markup_character(wchar_t c);
 /// `markup_character` over a whole text.
 std::wstring markup_text(std::wstring_view text);
 
+/// UTF-8 for a line of a header: control characters, which would forge another line, become '?',
+/// what does not decode U+FFFD.
+std::string one_utf8_line(std::wstring_view text);
+
 /// Decodes a byte stream that arrives in blocks; a character cut by the end of a block is completed
 /// by the next one.
 class block_decoder {

@@ -86,7 +86,7 @@ int ServiceProcessor::SendCommand(SP_IO_COMMAND* command) {
   return library_ != nullptr ? data_io_(driver_, command, 0) : send_sp_command(command);
 }
 
-// --- questions ----------------------------------------------------------------------------------
+// --- questions ------------------------------------------------------------------------------
 
 std::optional<std::vector<unsigned char>> ServiceProcessor::ask(std::string_view command) {
   if (command.empty() || command.size() > 256) return std::nullopt;

@@ -33,8 +33,7 @@ struct SP_IO_COMMAND {
 };
 static_assert(offsetof(SP_IO_COMMAND, second_length) == 2 && offsetof(SP_IO_COMMAND, data) == 5);
 
-// --- the protocol on the ports, which must be open
-// ------------------------------------------------
+// --- the protocol on the ports, which must be open ------------------------------------------
 
 /// What the byte routines return when the processor was not ready in time or broke the rules.
 inline constexpr unsigned k_sp_failure = 0xFFFF;
@@ -59,8 +58,7 @@ bool is_sp_present();
 void set_timeout();
 void clear_timeout();
 
-// --- the service processor
-// --------------------------------------------------------------------------
+// --- the service processor ------------------------------------------------------------------
 
 class ServiceProcessor {
  public:

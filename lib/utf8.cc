@@ -127,6 +127,15 @@ wchar_t markup_character(wchar_t c) {
   return c;
 }
 
+std::string one_utf8_line(std::wstring_view text) {
+  std::wstring line(text);
+  for (wchar_t& c : line) {
+    const uint32_t value = code_point(c);
+    c = value < 0x20 || (value >= 0x7F && value < 0xA0) ? L'?' : markup_character(c);
+  }
+  return wide_to_utf8(line);
+}
+
 std::wstring markup_text(std::wstring_view text) {
   std::wstring out(text);
   for (wchar_t& c : out) c = markup_character(c);

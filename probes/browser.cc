@@ -1,6 +1,7 @@
 // See browser.h.
 #include "probes/browser.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include "lib/command.h"
@@ -16,7 +17,7 @@ constexpr const char* k_version_command =
     R"sh(%s --version 2>/dev/null | egrep -i "`echo %s | tr '-' '|'`" | )sh"
     R"sh(egrep -o '[0-9][0-9a-z\.\-]+' | head -n 1;)sh";
 // A browser that opens a window instead of telling its version does not hold the run.
-constexpr int k_patience = 30;  // seconds
+constexpr unsigned k_patience = 30;  // seconds
 
 constexpr column k_browser_columns[] = {
     {"Name",    DT_STRING, 30},
@@ -34,11 +35,17 @@ std::string find_browser(const char* word) {
   return line;
 }
 
+// The general limit holds when it is shorter; 0 is none.
+int patience() {
+  const unsigned limit = get_command_timeout();
+  return static_cast<int>(limit == 0 ? k_patience : std::min(limit, k_patience));
+}
+
 std::string read_version(const browser& source) {
   char command[256];
   format_string(command, sizeof command, k_version_command, source.path.c_str(), source.command);
   std::string version;
-  const command_result result = first_line_of(command, version, k_patience);
+  const command_result result = first_line_of(command, version, patience());
   if (result.status < 0) print_error("browser: popen", errno);
   printd("browser: %s has version %s\n", source.name, version.c_str());
   return version;

@@ -70,7 +70,7 @@ byte_span ask(scsi_probe& probe, byte_span cdb, std::span<unsigned char> buffer)
 
 }  // namespace
 
-// --- replies ----------------------------------------------------------------------------------
+// --- replies --------------------------------------------------------------------------------
 
 std::optional<std::string> parse_scsi_serial(byte_span reply, byte_span standard) {
   constexpr size_t k_text = 4;
@@ -103,7 +103,7 @@ std::optional<uint32_t> parse_optical_capabilities(byte_span reply) {
   return byte(page + 2) + 256 * byte(page + 3);
 }
 
-// --- the shared enumerator ----------------------------------------------------------------------
+// --- the shared enumerator ------------------------------------------------------------------
 
 std::unique_ptr<scsi_probe> scsi_probe::instance;
 int scsi_probe::use_count = 0;
@@ -118,7 +118,7 @@ void scsi_probe::close() {
   if (use_count >= k_uses_before_close) instance.reset();
 }
 
-// --- the walk -----------------------------------------------------------------------------------
+// --- the walk -------------------------------------------------------------------------------
 
 int scsi_probe::get_device_count() { return static_cast<int>(devices_.size()); }
 
@@ -156,7 +156,7 @@ bool scsi_probe::read_inquiry() {
   return true;
 }
 
-// --- what a device is ---------------------------------------------------------------------------
+// --- what a device is -----------------------------------------------------------------------
 
 char* scsi_probe::get_device_name(char* buffer, int size) { return put_text(buffer, size, ""); }
 int scsi_probe::get_host() { return current().host; }
@@ -235,7 +235,7 @@ bool scsi_probe::check_blacklist(const blacklist_t* list) {
   return false;
 }
 
-// --- optical drives -----------------------------------------------------------------------------
+// --- optical drives -------------------------------------------------------------------------
 
 bool scsi_probe::read_optical_drive_capabilities() {
   if (device_ == nullptr) return false;

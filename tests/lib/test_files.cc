@@ -79,7 +79,6 @@ TEST_F(Files, OnlyRegularFilesAreRead) {
   stream_of("text");
   const file_ptr in = open_regular_file(in_folder("stream").c_str());
   ASSERT_NE(in, nullptr);
-  EXPECT_EQ(fcntl(fileno(in.get()), F_GETFL) & O_NONBLOCK, 0);
   EXPECT_EQ(fcntl(fileno(in.get()), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
 }
 

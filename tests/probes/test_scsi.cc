@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "lib/table.h"
+#include "lib/utilstr.h"
 #include "probes/scsi_linux.h"
 #include "probes/scsi_probe.h"
 #include "tests/lib/report_capture.h"
@@ -71,134 +72,80 @@ class Scsi : public testing::Test {
 
 TEST_F(Scsi, Table) {
   EXPECT_EQ(report_of<scsi_table>(), "does not apply");
-  devices->add(
-      {
-          1, 2, 3, 4
-  },
-      {
-          {inquiry_command, k_disk},
-          {serial_command, "\0\x80\0\x0c"s + "DSKA0001    and no more"},
-          {capacity_command, "\0\1\xff\xff\0\0\2\0"s},
-      });
-  devices->add(
-      {
-  },
-      {{inquiry_command, k_drive}, {capacity_command, "\0\0\3\xff\0\0\x08\0"s}});
-  devices->add({}, {});
+  devices->add({
+      .inquiry = k_disk,
+      .serial = "\0\x80\0\x0c"s + "DSKA0001    and no more",
+      .capacity = "\0\0\0\1\0\0\2\0"s,
+      .record = {.host = 1, .channel = 2, .target = 3, .lun = 4}
+  });
+  devices->add({.inquiry = k_drive, .capacity = "\0\0\3\xff\0\0\x08\0"s});
+  devices->add({});
+  char capacity[16];  // in the units that this process settled on
+  calculate_storage_capacity(1023, 2048, capacity, sizeof capacity, 1000);
   EXPECT_EQ(cells_of(report_of<scsi_table>()),
-            "sg0|EXAMPLE |FAST DISK 36    |1.07|Disk|1|2|3|4|DSKA0001    |67.1 MB|\n"
-            "sg1|EXAMPLE |DVD-ROM         |3.0|CD-ROM|0|0|0|0||2.0 MB|\n"
-            "sg2||||Disk|0|0|0|0|||\n");
+            "sg0|EXAMPLE |FAST DISK 36    |1.07|Disk|1|2|3|4|DSKA0001    |512 bytes|\n"
+            "sg1|EXAMPLE |DVD-ROM         |3.0|CD-ROM|0|0|0|0||"s +
+                capacity +
+                "|\n"
+                "sg2||||Disk|0|0|0|0|||\n");
   Table::set_output_format(OUTPUT_KSML);
   std::string report = report_of<scsi_table>();
   EXPECT_NE(report.find("<ROW ID=\"SCSI-HOST-1-CH-2-ID-3-LUN-4\">"), std::string::npos);
-  EXPECT_NE(report.find("<STR ID=\"Capacity\" W=\"12\">67.1 MB<"), std::string::npos);
+  EXPECT_NE(report.find("<STR ID=\"Capacity\" W=\"12\">512 bytes<"), std::string::npos);
 }
 
-// A device that ignores the page, one whose serial claims more than a reply holds, and one that
-// must not be asked.
+// One that claims more than a reply holds, devices that ignore the page, and one that must not be
+// asked.
 TEST_F(Scsi, SerialNumbers) {
   std::string longest = "\0\x80\0\xff"s + std::string(300, 'S');
-  scsi_device forbidden;
-  forbidden.blacklisted = true;
-  devices->add(
-      {
-  },
-      {{inquiry_command, k_disk}, {serial_command, longest}});
-  devices->add(
-      {
-  },
-      {{inquiry_command, k_disk}, {serial_command, k_disk}});
-  devices->add(
-      {
-  },
-      {{inquiry_command, k_disk}, {serial_command, "\0\x80\0\2\xfa."s}});
-  devices->add(forbidden, {
-                              {inquiry_command, k_disk },
-                              {serial_command,  longest}
-  });
-  devices->asked.clear();
+  devices->add({.inquiry = k_disk, .serial = longest});
+  devices->add({.inquiry = k_disk, .serial = k_disk});
+  devices->add({.inquiry = k_disk, .serial = "\0\x80\0\2\xfa."s});
+  devices->add({.inquiry = k_disk, .serial = longest, .record = {.blacklisted = true}});
+  devices->commands = 0;
   std::vector<std::string> serials;
+  char text[300];
   for (bool more = devices->get_first(); more; more = devices->get_next()) {
-    char text[300];
     serials.push_back(devices->get_serial(text, sizeof text));
   }
   EXPECT_EQ(serials, (std::vector<std::string>{std::string(251, 'S'), "", "", ""}));
-  EXPECT_EQ(devices->asked.size(), 3u);
-  char small[4];
+  EXPECT_EQ(devices->commands, 3);
   devices->get_first();
-  EXPECT_STREQ(devices->get_serial(small, sizeof small), "SSS");
+  EXPECT_STREQ(devices->get_serial(text, 4), "SSS");
 }
 
 TEST_F(Scsi, TypeNames) {
-  for (char type : "\x0a\x0b\x0d\x0e\x7f"s)
-    devices->add(
-        {
-    },
-        {{inquiry_command, {type}}});
+  for (char type : "\x0a\x0b\x0d\x0e\x7f"s) devices->add({.inquiry = {type}});
   std::string names;
+  char text[32];
   for (bool more = devices->get_first(); more; more = devices->get_next()) {
-    char text[32];
     names += devices->get_type(text, sizeof text) + ","s;
   }
   EXPECT_EQ(names, "unknown-type-10,unknown-type 11,Enclosure,unknown-type-14,unknown-type-127,");
-  EXPECT_EQ(devices->get_optical_drive_count(), 0);
 }
 
 TEST_F(Scsi, OpticalTable) {
-  devices->add(
-      {
-  },
-      {{inquiry_command, k_disk}, {sense_command, k_sense}});
+  devices->add({.inquiry = k_disk, .sense = k_sense});
   EXPECT_EQ(report_of<optical_table>(), "does not apply");
-  devices->add(
-      {
-          0, 0, 1, 0
-  },
-      {{inquiry_command, k_drive}, {sense_command, k_sense}});
+  devices->add({.inquiry = k_drive, .sense = k_sense});
   // The same page behind a header of four bytes, from a drive that writes.
-  devices->add(
-      {
-          0, 0, 2, 0
-  },
-      {{inquiry_command, drive_called("EXAMPLE WRITER          1.00")},
-       {sense_command, "\x17" + writer_sense().substr(1, 3) + writer_sense().substr(8)}});
-  devices->add(
-      {
-          0, 0, 3, 0
-  },
-      {{inquiry_command, k_drive}, {sense_command, std::string(24, '\1')}});
-  devices->add(
-      {
-          0, 0, 4, 0
-  },
-      {{inquiry_command, drive_called(" oem    cd-rom F522e    1.00")}, {sense_command, k_sense}});
-  devices->add(
-      {
-          0, 0, 5, 0
-  },
-      {{inquiry_command, k_drive}});
-  devices->asked.clear();
+  devices->add({.inquiry = drive_called("EXAMPLE WRITER          1.00"),
+                .sense = "\x17\x70\0\0"s + writer_sense().substr(8)});
+  devices->add({.inquiry = k_drive, .sense = std::string(24, '\1')});
+  devices->add({.inquiry = drive_called(" oem    cd-rom F522e    1.00"), .sense = k_sense});
+  devices->add({.inquiry = k_drive});
+  devices->commands = 0;
   EXPECT_EQ(cells_of(report_of<optical_table>()),
             "EXAMPLE |DVD-ROM         |Read|Read|Read|Read|Read|\n"
             "EXAMPLE |WRITER          |Write|Write||Write|Read|\n");
-  EXPECT_EQ(devices->asked, std::vector<played_command>(4, sense_command));
+  EXPECT_EQ(devices->commands, 4);
 }
 
 TEST_F(Scsi, OpticalKeywords) {
-  devices->add(
-      {
-  },
-      {{inquiry_command, k_drive}});
+  devices->add({.inquiry = k_drive});
   EXPECT_EQ(cells_of(report_of<optical_table_uc2>()), "\n");
-  devices->add(
-      {
-  },
-      {{inquiry_command, k_drive}, {sense_command, k_sense}});
-  devices->add(
-      {
-  },
-      {{inquiry_command, k_drive}, {sense_command, writer_sense()}});
+  devices->add({.inquiry = k_drive, .sense = k_sense});
+  devices->add({.inquiry = k_drive, .sense = writer_sense()});
   EXPECT_EQ(cells_of(report_of<optical_table_uc2>()),
             "CDRread|CDRwrite|CDRWread|CDRWwrite|DVDROMread|DVDRread|DVDRwrite|DVDRAMread|\n");
 }
@@ -210,8 +157,7 @@ TEST_F(Scsi, SharedEnumeratorGoesWithItsFifthUse) {
   EXPECT_EQ(scsi_probe::instance, nullptr);
 }
 
-// --- the version 2 interface
-// ------------------------------------------------------------------------
+// --- the version 2 interface ----------------------------------------------------------------
 
 /// A node at which the driver has already laid down its response.
 class played_driver {

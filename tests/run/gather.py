@@ -258,4 +258,5 @@ def main(words):
         fail("unknown command " + command)
 
 
-main(sys.argv[1:])
+if __name__ == "__main__":
+    main(sys.argv[1:])

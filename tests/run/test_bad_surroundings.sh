@@ -73,6 +73,15 @@ holds ./*.XML "before the hang"
 lacks ../console "tail"
 $gather check ./*.XML || die "report with a hung command"
 ! pgrep -f '^sleep 600$' > /dev/null || die "grandchildren outlived the deadline"
+printf '#!/bin/sh\nexec yes "a flood"\n' > ../machine/bin/tail.flood
+mv ../machine/bin/tail ../machine/bin/tail.hang && mv ../machine/bin/tail.flood ../machine/bin/tail
+chmod +x ../machine/bin/tail
+start=$SECONDS
+in_machine ../machine "$kestrel" -batch -local -timeout 1 -probe "System Logs" 2> ../console ||
+  die "flooding command: $(cat ../console)"
+[ $((SECONDS - start)) -lt 60 ] || die "the flood was waited for"
+$gather check ./*.XML || die "report with a flood"
+mv ../machine/bin/tail.hang ../machine/bin/tail
 cd ..
 
 # ---- ended by a signal in the middle: temporaries go, the container keeps what it had

@@ -23,6 +23,23 @@ expect "$(printf 'Filename: notes.txt\nMIME-Type: text/x-log\n\ncaf\303\251 \357
 expect 3 "$(grep -c 'Not found' console)" "files that are no files"
 lacks console "Create XML Output File"
 
+# ---- a file that fails in the middle is not passed off as whole
+fresh
+"$kestrel" -batch -binaryfile /proc/self/mem 2> console && die "half a file is no success"
+holds console "/proc/self/mem: Input/output error"
+expect "1 " "$($gather list "$(gather_file)" | cut -c1-2)" "items behind a file that failed"
+
+# ---- the debug log takes nobody else's file
+fresh
+echo untouched > victim
+ln victim gatherer.log
+run -debug -binaryfile victim
+expect untouched "$(cat victim)" "a file with a second name"
+expect "600 1" "$(stat -c '%a %h' gatherer.log)" "mode and links of the log"
+rm gatherer.log && ln -s victim gatherer.log
+run -fdebug -binaryfile victim
+expect untouched "$(cat victim)" "a file behind a link"
+
 # ---- the level brings the report back; an import becomes part of it
 fresh
 printf '<?xml version="1.0" encoding="UTF-8"?>\r\n<X>imported</X>\r\n' > plugin--1.xml
