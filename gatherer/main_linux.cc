@@ -30,9 +30,12 @@ int main(int argc, char** argv) {
   signal(SIGPIPE, SIG_IGN);  // a console that went away must not end the run
   kestrel::install_signal_handlers();
   setlocale(LC_ALL, "");
+  const auto count = static_cast<size_t>(argc);
   std::vector<std::wstring> texts;
+  texts.reserve(count);
   for (int i = 0; i < argc; ++i) texts.push_back(kestrel::mbcs_to_wide(argv[i]));
   std::vector<const wchar_t*> wide;
+  wide.reserve(count);
   for (const std::wstring& text : texts) wide.push_back(text.c_str());
   return kestrel::wmain(argc, wide.data());
 }

@@ -107,7 +107,7 @@ bool task::set_parameter(const char* key, const char* value) {
 
 void task::make_task_id(char* text) {
   std::string made = make_task_id(std::string(text));
-  memcpy(text, made.data(), made.size());
+  made.copy(text, made.size());
 }
 
 std::string task::make_task_id(std::string text) {

@@ -11,6 +11,7 @@
 #include <ctime>
 #include <cwchar>
 #include <string>
+#include <string_view>
 
 #include "lib/mbcs.h"
 
@@ -69,19 +70,23 @@ void enable_log_to_path(const char* path) {
   note_targets();
 }
 
-void stamp_line(bool& line_start, bool next) {
+template <class Char>
+bool ends_line(std::basic_string_view<Char> format) {
+  return !format.empty() && format.back() == Char{'\n'};
+}
+
+void print_stamp(bool& line_start, bool next) {
   if (line_start) printd_noflush("%8.4f ", static_cast<double>(clock()) / 1e6);
   line_start = next;
 }
 
-bool ends_line(const char* format) {
-  size_t length = strlen(format);
-  return length > 0 && format[length - 1] == '\n';
+// The format decides, not the text: whether a line ends is known before it is formatted.
+void stamp_line(const char* format) {
+  print_stamp(at_line_start, ends_line(std::string_view(format)));
 }
 
-bool ends_line(const wchar_t* format) {
-  size_t length = wcslen(format);
-  return length > 0 && format[length - 1] == L'\n';
+void stamp_wide_line(const wchar_t* format) {
+  print_stamp(at_wide_line_start, ends_line(std::wstring_view(format)));
 }
 
 std::string format_wide(const wchar_t* format, va_list arguments) {
@@ -98,7 +103,8 @@ std::string format_wide(const wchar_t* format, va_list arguments) {
   return {};
 }
 
-void print_local_time() {
+template <class Char>
+void print_local_time(const Char*) {
   time_t now = time(nullptr);
   std::tm local = {};
   char text[64] = "";
@@ -206,51 +212,52 @@ int printd_noflushW(const wchar_t* format, ...) {
   return count;
 }
 
+// The frame of every logged call: what stands in front of the message, the message, and the file is
+// closed again.
+template <class Char>
+static int write_logged(void (*begin)(const Char* format),
+                        int (*write)(const Char* format, va_list arguments), const Char* format,
+                        va_list arguments) {
+  open_log_file();
+  begin(format);
+  int count = write(format, arguments);
+  close_and_flush_log_file();
+  return count;
+}
+
 int printd(const char* format, ...) {
   if (!logging) return 0;
-  open_log_file();
-  stamp_line(at_line_start, ends_line(format));
   va_list arguments;
   va_start(arguments, format);
-  int count = vprintd_noflush(format, arguments);
+  int count = write_logged<char>(stamp_line, vprintd_noflush, format, arguments);
   va_end(arguments);
-  close_and_flush_log_file();
   return count;
 }
 
 int printdW(const wchar_t* format, ...) {
   if (!logging) return 0;
-  open_log_file();
-  stamp_line(at_wide_line_start, ends_line(format));
   va_list arguments;
   va_start(arguments, format);
-  int count = vprintd_noflushW(format, arguments);
+  int count = write_logged<wchar_t>(stamp_wide_line, vprintd_noflushW, format, arguments);
   va_end(arguments);
-  close_and_flush_log_file();
   return count;
 }
 
 int print_with_time(const char* format, ...) {
   if (!logging) return 0;
-  open_log_file();
-  print_local_time();
   va_list arguments;
   va_start(arguments, format);
-  int count = vprintd_noflush(format, arguments);
+  int count = write_logged<char>(print_local_time, vprintd_noflush, format, arguments);
   va_end(arguments);
-  close_and_flush_log_file();
   return count;
 }
 
 int print_with_timeW(const wchar_t* format, ...) {
   if (!logging) return 0;
-  open_log_file();
-  print_local_time();
   va_list arguments;
   va_start(arguments, format);
-  int count = vprintd_noflushW(format, arguments);
+  int count = write_logged<wchar_t>(print_local_time, vprintd_noflushW, format, arguments);
   va_end(arguments);
-  close_and_flush_log_file();
   return count;
 }
 

@@ -282,9 +282,9 @@ TEST_F(Gthfile, RunKilledInAnItemLeavesTheItemsBefore) {
   ASSERT_EQ(file_.AddItemFile(item_report, "text", true), gth_ok);
   const string before = content("c");
   ASSERT_EQ(file_.AddItemFile(1, "bytes", false), gth_ok);
-  const string after = content("c");
-  for (size_t size = before.size(); size <= after.size(); ++size) {
-    put("c", before + after.substr(before.size(), size - before.size()));
+  const string after = content("c"), killed = after.substr(before.size()) + "a longer item";
+  for (size_t size = 0; size <= killed.size(); ++size) {
+    put("c", before + killed.substr(0, size));
     ASSERT_EQ(file_.ReadFile("c"), gth_ok);
     EXPECT_EQ(file_.NumItems(), 1);
     EXPECT_EQ(item(0), text_);

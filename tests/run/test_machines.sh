@@ -10,7 +10,7 @@
 shift
 source=$here/../machines
 umask 022
-trap "cp -r $scratch/machines/junk/{report,work,console} /tmp/team/machines/junkout/; umount -l $scratch/machines/*/proc; rm -rf $scratch" EXIT
+trap 'umount -l "$scratch"/machines/*/proc 2> /dev/null; rm -rf "$scratch"' EXIT
 cp -r "$source" machines
 cp "$kestrel" . && cp machines/pcidb.txt .
 
@@ -32,10 +32,9 @@ for name in "$@"; do
   [ ! -f prepare ] || bash -eu prepare "$here" || die "$name: prepare"
   options=$(cat options 2> /dev/null)
   mkdir work && cd work || exit 1
-  start=$SECONDS
-  in_machine .. "$scratch/kestrel" -batch -local $options > ../output 2> ../console ||
-    die "$name: $(cat ../console)"
-  [ $((SECONDS - start)) -le "$(cat ../seconds 2> /dev/null || echo 60)" ] || die "$name: too slow"
+  timeout "$(cat ../seconds 2> /dev/null || echo 60)" bash "$source/enter.sh" .. \
+    "$scratch/kestrel" -batch -local $options > ../output 2> ../console ||
+    die "$name ended with status $?: $(tail -n 5 ../console)"
   mv ./*.XML ../report && cd .. || die "$name: no report"
   expect "" "$(head -c 1000 output)" "$name: standard output"
   $gather check report || die "$name: a report that is not sound"
