@@ -1,5 +1,5 @@
 // SMBIOS access through the legacy "_DMI_" entry point in the BIOS area (System Management BIOS
-// Reference Specification, DSP0134). Every failure ends in a defined empty answer.
+// standard, DSP0134). Every failure ends in a defined empty answer.
 #pragma once
 
 #include <array>

@@ -1,5 +1,5 @@
 // Vital product data of a PCI card: finds the capability of one function, fetches the data byte by
-// byte through the card's address register and decodes its resources (PCI Local Bus Specification
+// byte through the card's address register and decodes its resources (PCI Local Bus standard
 // 2.2, appendix I). The card is reached through an interface, so that a test can play it.
 #pragma once
 

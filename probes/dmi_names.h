@@ -1,4 +1,4 @@
-// The enumerations and bit fields of the System Management BIOS Reference Specification (DSP0134),
+// The enumerations and bit fields of the System Management BIOS standard (DSP0134),
 // version 2.3, by structure type. Pure data: dmi_decode.cc turns them into decoders.
 #pragma once
 

@@ -1,6 +1,6 @@
 // How one SMBIOS structure type becomes one table of the report. A printer is data: a title and a
 // row of cells, each a column, the place of a field and how the field becomes text. Offsets are
-// those of the System Management BIOS Reference Specification (DSP0134), version 2.3.
+// those of the System Management BIOS standard (DSP0134), version 2.3.
 #pragma once
 
 #include <cstdint>

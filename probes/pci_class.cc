@@ -1,4 +1,4 @@
-// Names of PCI classes and subclasses (PCI Code and ID Assignment Specification, PCI-SIG).
+// Names of PCI classes and subclasses (PCI Code and ID Assignment, PCI-SIG).
 #include "lib/decode.h"
 #include "probes/pci.h"
 
