@@ -151,8 +151,10 @@ int le_to_host(int value) {
 
 GatherFile::~GatherFile() { CloseFile(); }
 
+// The stream is unbuffered and every failed write was told when it happened; only the closing
+// itself is still to be asked.
 int GatherFile::CloseFile() {
-  return file_ == nullptr || close_checked(std::move(file_)) ? gth_ok : gth_cannot_write;
+  return file_ == nullptr || std::fclose(file_.release()) == 0 ? gth_ok : gth_cannot_write;
 }
 
 int GatherFile::NumItems() const { return count_; }

@@ -53,7 +53,8 @@ class GatherFile {
   /// Opens a container for appending; only a regular file that is no link. Of a stuffed one a plain
   /// temporary copy is opened, and what is appended goes with it.
   int ReadFile(const char* path);
-  /// Appends the file as an item. When that fails, the container keeps its whole items only.
+  /// Appends the file as an item. When that fails, the container keeps its whole items only; but
+  /// an item whose temporary file could not be created is counted, on purpose.
   int AddItemFile(unsigned char type, const char* path, bool compress);
   /// Writes the item's data to `path`. A stored item that the end of the container cuts is written
   /// as far as it goes, and answered with gth_cannot_read.

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "lib/blocked_signals.h"
 #include "lib/debug.h"
 #include "lib/getline.h"
 
@@ -29,23 +30,6 @@ int64_t now_in_milliseconds() {
   clock_gettime(CLOCK_MONOTONIC, &now);
   return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
-
-// While it lives no signal can end the run: a child that the handler does not know yet would stay.
-class blocked_signals {
- public:
-  blocked_signals() {
-    sigset_t all;
-    sigfillset(&all);
-    sigprocmask(SIG_BLOCK, &all, &before_);
-  }
-  blocked_signals(const blocked_signals&) = delete;
-  blocked_signals& operator=(const blocked_signals&) = delete;
-  ~blocked_signals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-  const sigset_t& before() const { return before_; }
-
- private:
-  sigset_t before_ = {};
-};
 
 // In the child: its own group, nothing on its standard input and error, the pipe on its output.
 [[noreturn]] void become_shell(const char* command, int output, const sigset_t& signals) {
@@ -87,7 +71,8 @@ void kill_running_command() {
 command_stream::command_stream(const char* command, int timeout) : command_(command) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return;
-  int64_t seconds = timeout >= 0 ? timeout : static_cast<int64_t>(command_timeout);
+  int64_t seconds = command_timeout;
+  if (timeout > 0 && (seconds == 0 || timeout < seconds)) seconds = timeout;
   deadline_ = seconds == 0 ? k_no_deadline : now_in_milliseconds() + seconds * 1000;
   {
     const blocked_signals blocked;

@@ -32,9 +32,9 @@ struct command_result {
 /// A running command as `popen(command, "r")` starts it (/bin/sh -c), owned by this object.
 class command_stream {
  public:
-  /// Starts `command`; `timeout` in seconds replaces the general limit when it is not negative.
+  /// Starts `command`; a `timeout` in seconds holds where it is shorter than the general limit.
   /// On failure `is_open` is false and errno tells why.
-  explicit command_stream(const char* command, int timeout = -1);
+  explicit command_stream(const char* command, int timeout = 0);
   command_stream(const command_stream&) = delete;
   command_stream& operator=(const command_stream&) = delete;
   ~command_stream();
@@ -62,6 +62,6 @@ class command_stream {
 };
 
 /// Runs `command` and reads its first line (without its newline) into `line`.
-command_result first_line_of(const char* command, std::string& line, int timeout = -1);
+command_result first_line_of(const char* command, std::string& line, int timeout = 0);
 
 }  // namespace kestrel

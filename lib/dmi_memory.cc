@@ -165,8 +165,8 @@ smbios_structure Dmi::find_memory_device(unsigned slot) {
     printd("Dmi: memory array %04x has use %u\n", array.handle(), array.u8(5));
     if (!is_system_memory(array)) continue;
     for (const smbios_structure& device : structures(k_device)) {
+      printd("Dmi: memory device %04x is in array %04x\n", device.handle(), device.u16(4));
       if (device.u16(4) != array.handle()) continue;
-      printd("Dmi: memory device %04x is in array %04x\n", device.handle(), array.handle());
       if (++seen == slot) return device;
     }
   }
@@ -192,6 +192,7 @@ std::string Dmi::get_installed_memory_type(unsigned slot) {
   printd("Dmi::get_installed_memory_type(%u)\n", slot);
   if (!structures(k_module).empty()) {
     const smbios_structure module = get_struct(k_module, slot - 1);
+    printd("Dmi: memory module %04x has type %04x\n", module.handle(), module.u16(7));
     return module ? getType06MemoryType(module.u16(7)) : "Unknown";
   }
   const smbios_structure device = find_memory_device(slot);

@@ -1,7 +1,7 @@
 // Sections of the report and whole files in it. The sums of what a section holds go into the sum of
 // the report when it ends.
+#include "lib/bounded_file.h"
 #include "lib/debug.h"
-#include "lib/file.h"
 #include "lib/mbcs.h"
 #include "lib/table_formats.h"
 #include "lib/xml.h"
@@ -14,11 +14,11 @@ void flush(FILE* out) {
   if (out != nullptr) std::fflush(out);
 }
 
-void copy_bytes(FILE* out, FILE* in, unsigned limit) {
+void copy_bytes(FILE* out, bounded_file& in, unsigned limit) {
   char block[4096];
   // A limit of 1 is kept; greater ones are not, on purpose.
   const size_t size = limit == 1 ? 1 : sizeof block;
-  while (const size_t length = std::fread(block, 1, size, in)) {
+  while (const size_t length = in.read(block, size)) {
     write_text(out, std::string_view(block, length));
     if (limit == 1) return;
   }
@@ -79,14 +79,10 @@ void open_underlined_section(text_buffer& line, const char* title) {
 void close_underlined_section(text_buffer& line) { line += '\n'; }
 
 bool log_text_file(FILE* out, const char* path, FILE* in, unsigned limit) {
-  file_ptr opened;
-  if (in == nullptr) {
-    opened = open_regular_file(path);
-    in = opened.get();
-  }
-  if (in == nullptr) return false;
+  bounded_file source = in != nullptr ? bounded_file(in) : bounded_file(path);
+  if (!source.is_open()) return false;
   write_text(out, std::string("\n---> FILE: ") + path + " <---\n");
-  copy_bytes(out, in, limit);
+  copy_bytes(out, source, limit);
   write_text(out, "---> END OF FILE <---\n");
   std::fflush(out);
   return true;

@@ -3,6 +3,7 @@
 #include "lib/table.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "lib/debug.h"
 #include "lib/mbcs.h"
@@ -258,6 +259,13 @@ bool Table::log_number(const cell_number& number) {
 bool Table::log_data(int value) { return log_number(cell_number(value)); }
 
 bool Table::log_data(unsigned long value) { return log_number(cell_number(value)); }
+
+bool Table::log_count(int64_t value) {
+  if (value <= std::numeric_limits<int>::max()) return log_data(to_int(value));
+  constexpr uint64_t k_largest = std::numeric_limits<unsigned long>::max();
+  return log_data(
+      static_cast<unsigned long>(std::min<uint64_t>(static_cast<uint64_t>(value), k_largest)));
+}
 
 bool Table::log_data(const char* value) {
   std::string_view text = text_or_empty(value);

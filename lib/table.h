@@ -73,6 +73,8 @@ class Table {
   bool start_row(const wchar_t* name);
   bool log_data(int value);
   bool log_data(unsigned long value);
+  /// A count: as an int where it fits, else whole.
+  bool log_count(int64_t value);
   bool log_data(const char* value);
   bool log_data(const std::string& value) { return log_data(value.c_str()); }
   bool log_wide_data(const wchar_t* value);

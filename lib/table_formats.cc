@@ -25,7 +25,7 @@ char* cell_number::write(char* to, datatype type, std::string_view prefix,
   if (type == DT_BOOL) return is_true() ? copy("true", to) : copy("false", to);
   if (type != DT_HEX) return to;
   to = copy(prefix, to);
-  char* end = std::to_chars(to, to + k_longest, large_, 16).ptr;
+  char* end = std::to_chars(to, to + 2 * sizeof large_, large_, 16).ptr;
   for (; to != end; ++to) {
     if (*to >= 'a') *to = static_cast<char>(*to - 'a' + 'A');
   }
@@ -54,7 +54,7 @@ void append_padded(text_buffer& line, std::string_view text, int width) {
 void append_padded(text_buffer& line, std::wstring_view text, int width) {
   const auto wanted = static_cast<size_t>(std::max(width, 0));
   const std::wstring_view kept = text.substr(0, wanted);
-  line += wide_to_utf8(kept);
+  line += wide_to_mbcs(kept);
   line.append(wanted - kept.size(), ' ');
 }
 

@@ -36,7 +36,7 @@ uint16_t text(table_state& table, const table_column& column, std::string_view v
 
 uint16_t wide_text(table_state& table, const table_column& column, std::wstring_view value) {
   // The indent is missing in the report on purpose.
-  append_framed(table.line, column.frame, wide_to_utf8(value));
+  append_framed(table.line, column.frame, wide_to_mbcs(value));
   return 0;
 }
 

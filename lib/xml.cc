@@ -165,6 +165,7 @@ bool xml_has_tag_prefix() { return options.tag_prefix; }
 const char* xml_attribute_id() { return options.attribute_id; }
 
 std::wstring wide_make_xml_tag(const wchar_t* name) {
+  if (name == nullptr) return {};
   std::wstring tag = options.tag_prefix ? L"KS_" : L"";
   for (wchar_t c : text_of(name)) tag += static_cast<wchar_t>(tag_character(c));
   return tag;

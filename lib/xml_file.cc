@@ -1,14 +1,12 @@
 // Whole files on their way into a markup report: any file as a CDATA section, and ksml files that
 // other programs made, less their first line. Both may be UTF-16; whatever arrives, the report
 // stays UTF-8 and the end mark of a section never ends it early.
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 
+#include "lib/bounded_file.h"
 #include "lib/debug.h"
-#include "lib/file.h"
 #include "lib/mbcs.h"
 #include "lib/utilstr.h"
 #include "lib/xml.h"
@@ -138,23 +136,22 @@ class character_writer {
 };
 
 /// Reads on to the end of the character in which a limit fell; none is longer than 4 bytes.
-void complete_character(file_decoder& decoder, FILE* in, std::wstring& text) {
+void complete_character(file_decoder& decoder, bounded_file& in, std::wstring& text) {
   for (int i = 0; i < 3 && decoder.is_inside_character(); ++i) {
-    const int c = std::getc(in);
-    if (c == EOF) return;
-    const char byte = static_cast<char>(c);
+    char byte;
+    if (in.read(&byte, 1) == 0) return;
     decoder.decode(std::string_view(&byte, 1), text);
   }
 }
 
-uint32_t embed_content(FILE* out, FILE* in, unsigned limit) {
+uint32_t embed_content(FILE* out, bounded_file& in, unsigned limit) {
   write_text(out, "<![CDATA[");
   block bytes;
-  size_t length = std::fread(bytes, 1, sizeof bytes, in);
+  size_t length = in.read(bytes, sizeof bytes);
   file_decoder decoder(std::string_view(bytes, length));
   character_writer writer(out, true);
   std::wstring text;
-  for (uint64_t count = 0; length > 0; length = std::fread(bytes, 1, sizeof bytes, in)) {
+  for (uint64_t count = 0; length > 0; length = in.read(bytes, sizeof bytes)) {
     decoder.decode(std::string_view(bytes, length), text);
     count += decoder.is_utf16() ? length / 2 : length;
     const bool is_enough = limit != 0 && count >= limit;
@@ -176,38 +173,6 @@ void write_file_opening(FILE* out, const char* path) {
   line += ">\r\n";
   write_text(out, line.view());
 }
-
-/// A file that is read no further than the size it had when it was opened: a report that imports
-/// itself would never end.
-class bounded_file {
- public:
-  explicit bounded_file(const char* path) : file_(open_regular_file(path)) {
-    struct stat status;
-    if (file_ != nullptr && fstat(fileno(file_.get()), &status) == 0) {
-      left_ = static_cast<uint64_t>(status.st_size);
-    }
-  }
-  bool is_open() const { return file_ != nullptr; }
-
-  size_t read(char* bytes, size_t size) {
-    size = static_cast<size_t>(std::min<uint64_t>(size, left_));
-    const size_t length = std::fread(bytes, 1, size, file_.get());
-    left_ = length < size ? 0 : left_ - length;
-    return length;
-  }
-
-  /// Appends up to `size` bytes; false when not even one was left.
-  bool append(std::string& text, size_t size) {
-    char bytes[4];
-    const size_t length = read(bytes, std::min(size, sizeof bytes));
-    text.append(bytes, length);
-    return length > 0;
-  }
-
- private:
-  file_ptr file_;
-  uint64_t left_ = 0;
-};
 
 /// What the first line of a ksml file declares.
 struct xml_declaration {
@@ -312,12 +277,8 @@ uint32_t import_utf16(FILE* out, const char* path, bounded_file& in) {
 uint32_t xml_log_file(FILE* out, const char* path, FILE* in, unsigned limit) {
   if (out == nullptr || path == nullptr) return 0;
   write_file_opening(out, path);
-  file_ptr opened;
-  if (in == nullptr) {
-    opened = open_regular_file(path);
-    in = opened.get();
-  }
-  const uint32_t sum = in == nullptr ? 0 : embed_content(out, in, limit);
+  bounded_file source = in != nullptr ? bounded_file(in) : bounded_file(path);
+  const uint32_t sum = source.is_open() ? embed_content(out, source, limit) : 0;
   if (xml_has_tag_prefix()) {
     write_text(out, "</KS_FILE>\r\n");
   } else {

@@ -35,17 +35,11 @@ std::string find_browser(const char* word) {
   return line;
 }
 
-// The general limit holds when it is shorter; 0 is none.
-int patience() {
-  const unsigned limit = get_command_timeout();
-  return static_cast<int>(limit == 0 ? k_patience : std::min(limit, k_patience));
-}
-
 std::string read_version(const browser& source) {
   char command[256];
   format_string(command, sizeof command, k_version_command, source.path.c_str(), source.command);
   std::string version;
-  const command_result result = first_line_of(command, version, patience());
+  const command_result result = first_line_of(command, version, k_patience);
   if (result.status < 0) print_error("browser: popen", errno);
   printd("browser: %s has version %s\n", source.name, version.c_str());
   return version;

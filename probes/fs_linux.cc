@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "lib/blocked_signals.h"
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/table.h"
@@ -71,23 +72,40 @@ class usage_reader {
 
  private:
   bool ask_remote(const mntent& entry, filesystem_usage& usage);
+  bool is_behind_remote(const std::string& folder) const;
 
+  std::vector<std::string> remote_folders_;  // with a slash behind
   std::set<std::string> silent_servers_;
 };
 
 filesystem_usage usage_reader::usage_of(const mntent& entry) {
   filesystem_usage usage;
   errno = 0;
-  const bool is_known =
-      may_hang(entry.mnt_type) ? ask_remote(entry, usage) : read_usage(entry.mnt_dir, usage);
+  const std::string folder = std::string(entry.mnt_dir) + "/";
+  const bool is_remote = may_hang(entry.mnt_type);
+  const bool is_known = is_remote || is_behind_remote(folder) ? ask_remote(entry, usage)
+                                                              : read_usage(entry.mnt_dir, usage);
+  if (is_remote) remote_folders_.push_back(folder);
   if (!is_known) print_error("fs_linux: statvfs", errno);
   return usage;
 }
 
+// The way to a local mount may lead through a remote one.
+bool usage_reader::is_behind_remote(const std::string& folder) const {
+  return std::any_of(remote_folders_.begin(), remote_folders_.end(),
+                     [&](const std::string& above) { return folder.starts_with(above); });
+}
+
+// "host:/folder" or "//host/share"; "" when the device names no server.
+std::string server_of(const std::string& device) {
+  const bool is_share = device.starts_with("//");
+  const size_t end = is_share ? device.find('/', 2) : device.find(':');
+  return end == std::string::npos ? "" : device.substr(0, end);
+}
+
 bool usage_reader::ask_remote(const mntent& entry, filesystem_usage& usage) {
-  const std::string device = entry.mnt_fsname;
-  const std::string server = device.substr(0, device.find(':'));
-  const bool is_named = server != device;
+  const std::string server = server_of(entry.mnt_fsname);
+  const bool is_named = !server.empty();
   if (is_named && silent_servers_.count(server) != 0) return false;
   const auto read = [&entry](filesystem_usage& answer) {
     return read_usage(entry.mnt_dir, answer);
@@ -98,8 +116,10 @@ bool usage_reader::ask_remote(const mntent& entry, filesystem_usage& usage) {
 }
 
 // Its own signal handlers would clean up after the parent, who still runs.
-[[noreturn]] void answer_parent(const std::function<bool(filesystem_usage& usage)>& read, int out) {
+[[noreturn]] void answer_parent(const std::function<bool(filesystem_usage& usage)>& read, int out,
+                                const sigset_t& signals) {
   for (int caught : {SIGINT, SIGTERM, SIGHUP}) signal(caught, SIG_DFL);
+  sigprocmask(SIG_SETMASK, &signals, nullptr);
   filesystem_usage usage;
   const bool is_sent = read(usage) && write(out, &usage, sizeof usage) == sizeof usage;
   _exit(is_sent ? 0 : 1);
@@ -155,8 +175,12 @@ bool read_in_child(const std::function<bool(filesystem_usage& usage)>& read, int
                    filesystem_usage& usage) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return false;
-  const pid_t child = fork();
-  if (child == 0) answer_parent(read, ends[1]);
+  const pid_t child = [&] {
+    const blocked_signals blocked;
+    const pid_t forked = fork();
+    if (forked == 0) answer_parent(read, ends[1], blocked.before());
+    return forked;
+  }();
   close(ends[1]);
   filesystem_usage answer;
   bool is_answered = false;

@@ -75,20 +75,10 @@ void read_superblock(partition& details) {
   });
 }
 
-// Disks of more than 2 TB have more blocks than an int holds.
-void log_blocks(Table& table, int64_t blocks) {
-  if (blocks <= INT_MAX) {
-    table.log_data(to_int(blocks));
-  } else {
-    table.log_data(
-        static_cast<unsigned long>(std::min<uint64_t>(static_cast<uint64_t>(blocks), ULONG_MAX)));
-  }
-}
-
 void write_partition(Table& table, const partition& source) {
   table.start_row(source.name.c_str());
   table.log_data(source.name);
-  log_blocks(table, source.blocks);
+  table.log_count(source.blocks);
   table.log_data(source.major_number);
   table.log_data(source.minor_number);
   for (const text_key& key : k_text_keys) table.log_data(source.*key.text);

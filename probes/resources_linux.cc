@@ -64,16 +64,6 @@ std::string take_irq(std::string_view& text) {
   return {};
 }
 
-// A busy processor's count soon needs more than an int.
-void log_count(Table& table, int64_t count) {
-  if (count <= INT_MAX) {
-    table.log_data(to_int(count));
-  } else {
-    table.log_data(
-        static_cast<unsigned long>(std::min<uint64_t>(static_cast<uint64_t>(count), ULONG_MAX)));
-  }
-}
-
 void declare_interrupts(Table& table, size_t cpu_columns) {
   table.start_heading();
   table.add_column("IRQ Number", DT_STRING);
@@ -92,7 +82,7 @@ void declare_interrupts(Table& table, size_t cpu_columns) {
 void write_interrupt(Table& table, const interrupt& source, size_t cpu_columns) {
   table.start_row(source.irq.c_str());
   table.log_data(source.irq);
-  for (size_t cpu = 0; cpu < cpu_columns; ++cpu) log_count(table, source.counts[cpu]);
+  for (size_t cpu = 0; cpu < cpu_columns; ++cpu) table.log_count(source.counts[cpu]);
   table.log_data(source.type);
   table.log_data(source.device);
   table.end_row();

@@ -91,16 +91,22 @@ std::optional<scsi_capacity> parse_scsi_capacity(byte_span reply) {
 
 std::optional<uint32_t> parse_optical_capabilities(byte_span reply) {
   constexpr size_t k_header = 8, k_short_header = 4;
-  auto byte = [&](size_t at) { return at < reply.size() ? reply[at] : 0u; };
+  // The driver hands over all that was asked for; what the drive sent ends where it says.
+  const size_t long_end = 2 + size_t{cursor(reply).get_be16()};
+  const size_t short_end = 1 + size_t{cursor(reply).get_u8()};
+  const auto page_at = [&](size_t at, size_t end) {
+    end = std::min(end, reply.size());
+    return at + 4 <= end && reply[at] == k_capabilities_page;
+  };
   size_t page = 0;
-  if (byte(k_header) == k_capabilities_page) {
+  if (page_at(k_header, long_end)) {
     page = k_header;
-  } else if (byte(0) != 0 && byte(k_short_header) == k_capabilities_page) {
+  } else if (page_at(k_short_header, short_end)) {
     page = k_short_header;
   } else {
     return std::nullopt;
   }
-  return byte(page + 2) + 256 * byte(page + 3);
+  return reply[page + 2] + 256u * reply[page + 3];
 }
 
 // --- the shared enumerator ------------------------------------------------------------------
@@ -151,6 +157,9 @@ bool scsi_probe::read_inquiry() {
   std::array<unsigned char, k_scsi_inquiry_size> data = {};
   byte_span reply = ask(*this, k_inquiry, data);
   if (reply.empty() || device_ == nullptr) return false;
+  // Behind the length that the device tells there is only what the buffer held.
+  const size_t sent = std::min<size_t>(data[4] + size_t{5}, data.size());
+  std::fill(data.begin() + static_cast<std::ptrdiff_t>(sent), data.end(), 0);
   device_->type = data[0];
   device_->inquiry = data;
   return true;

@@ -55,15 +55,6 @@ int64_t number_of(std::string_view field) {
   return number;
 }
 
-// Ids have 32 bits without a sign.
-void log_id(Table& table, int64_t id) {
-  if (id <= INT_MAX) {
-    table.log_data(to_int(id));
-  } else {
-    table.log_data(static_cast<unsigned long>(std::min<int64_t>(id, UINT_MAX)));
-  }
-}
-
 file_ptr open_list(const char* path, const char* error) {
   file_ptr in = open_regular_file(path);
   if (in == nullptr) print_error(error, errno);
@@ -100,7 +91,7 @@ void write_accounts(FILE* fp, FILE* in) {
            found->shell.c_str());
     table.start_row(found->name.c_str());
     table.log_data(found->name);
-    log_id(table, found->id);
+    table.log_count(std::min<int64_t>(found->id, UINT_MAX));
     table.log_data(found->home);
     table.log_data(found->shell);
     table.end_row();
@@ -119,7 +110,7 @@ void write_groups(FILE* fp, FILE* in) {
            "");
     table.start_row(found->name.c_str());
     table.log_data(found->name);
-    log_id(table, found->id);
+    table.log_count(std::min<int64_t>(found->id, UINT_MAX));
     table.log_data(found->users);
     table.end_row();
   });

@@ -3,7 +3,7 @@
 # what ROOT holds lies over the real system, and the network is a loopback device. Needs root.
 #
 #   ROOT/etc, ROOT/boot, ROOT/root, ROOT/var/log, ROOT/var/kestrel...  replace the whole folder
-#   ROOT/proc           replaces /proc; of the real one only self and sys stay
+#   ROOT/proc           replaces /proc; of the real one only sys and the process itself stay
 #   ROOT/dev            is added to a small /dev of the usual nodes
 #   ROOT/bin            comes first on PATH
 #   ROOT/tools          names the only programs of the real system that are on PATH
@@ -37,7 +37,8 @@ path=$root/bin:/usr/sbin:/usr/bin:/sbin:/bin
 if [ -f "$root/tools" ]; then
   path=$root/bin:/mnt/tools
   while read -r tool; do
-    ln -s "$(realpath "$(command -v "$tool")")" "/mnt/tools/$tool"
+    place=$(command -v "$tool")
+    ln -s "$(realpath "$place")" "/mnt/tools/$tool"
   done < "$root/tools"
 fi
 
@@ -57,7 +58,7 @@ if [ -d "$root/dev" ]; then
 fi
 if [ -d "$root/proc" ]; then
   mkdir /mnt/proc/.real && mount --bind /proc /mnt/proc/.real
-  for entry in self sys; do ln -s ".real/$entry" "/mnt/proc/$entry"; done
+  for entry in self sys $$; do ln -s ".real/$entry" "/mnt/proc/$entry"; done
   (cd "$root/proc" && find . -type f) | while read -r file; do
     mkdir -p "$(dirname "/mnt/proc/$file")"
     touch "/mnt/proc/$file" && mount --bind "$root/proc/$file" "/mnt/proc/$file"

@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
-# Every recorded machine of tests/machines: a run of the real program on it must leave a sound report
-# and say nothing on standard output; the report is compared with the machine's "expected" and put to
-# its "checks", whichever it has. Needs root.
+# Every recorded machine of tests/machines: a run of the real program on it must leave a sound
+# report in good time and say nothing on standard output; the report is compared with the machine's
+# "expected" and put to its "checks", whichever it has. Needs root and, for some, /dev/fuse.
+#
+# A machine may also have: "prepare", run in its copy before, with the folder of this script as
+# argument; "options" of the program; "seconds" that the run may take. New ones: record.sh.
 #
 #   UPDATE=1 bash tests/run/test_machines.sh BUILD-FOLDER [MACHINE...]
 #
@@ -17,7 +20,7 @@ cp "$kestrel" . && cp machines/pcidb.txt .
 # inspect MACHINE: runs in the machine's copy, which holds "report" and "console" of its run
 inspect() {
   local name=$1 want=$source/$1/expected
-  if [ -f "$want" ] || [ -n "${UPDATE:-}" -a ! -f checks ]; then
+  if [ -f "$want" ] || { [ -n "${UPDATE:-}" ] && [ ! -f checks ]; }; then
     python3 ../normalise.py report "$scratch" > found || die "$name: normalising"
     if [ -n "${UPDATE:-}" ]; then cp found "$want"; fi
     diff -u "$want" found || die "$name: another report than expected"
@@ -37,6 +40,7 @@ for name in "$@"; do
     die "$name ended with status $?: $(tail -n 5 ../console)"
   mv ./*.XML ../report && cd .. || die "$name: no report"
   expect "" "$(head -c 1000 output)" "$name: standard output"
+  lacks console "runtime error:"
   $gather check report || die "$name: a report that is not sound"
   xmllint --noout report || die "$name: a report that is no XML"
   (inspect "$name") || exit 1

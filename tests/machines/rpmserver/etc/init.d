@@ -1,0 +1,1 @@
+rc.d/init.d

@@ -1,0 +1,184 @@
+#!/usr/bin/env bash
+# ks2 on what the real program writes, whole and damaged. ks2 never writes to its input.
+. "$(dirname "$0")/common.sh"
+ks2=$build/ks2
+schema=$here/../../docs/ksml.xsd
+export LC_ALL=C.UTF-8
+
+# status WANTED COMMAND...: runs it, its output in "out" and "err"
+status() {
+  local wanted=$1
+  shift
+  timeout 60 "$@" > out 2> err
+  expect "$wanted" $? "status of $*: $(head -n 5 out err)"
+}
+
+# ---- a gather file with everything in it
+printf 'caf\303\251\n' > notes.txt
+mkdir odd && printf 'x' > $'odd/..\e[2J evil' && printf 'y' > odd/report.ksml && cp notes.txt odd/
+printf '<?xml version="1.0" encoding="UTF-8"?>\r\n<X>1</X>\r\n' > import.xml
+"$kestrel" -batch -level 5 -textfile notes.txt text/x-log -binaryfile $'odd/..\e[2J evil' \
+  -binaryfile odd/report.ksml -textfile odd/notes.txt -ksmlfile import.xml -level 5 2> console || die "kestrel: $(cat console)"
+file=$(gather_file)
+cp -p "$file" before
+status 0 "$ks2" verify "$file"
+holds out "whole"
+holds out "without sums: machine identity, stored file (4)"
+$gather item "$file" 15 > report.xml
+status 0 "$ks2" verify report.xml
+status 0 xmllint --noout --schema "$schema" report.xml
+status 0 "$ks2" list --json "$file"
+python3 - out "$(stat -c %s report.xml)" << 'END' || die "list --json"
+import json, sys
+listed = json.load(open(sys.argv[1]))[0]
+assert listed["form"] == "plain" and "Node name" in listed["machine"]
+assert [item["type"] for item in listed["items"]] == [1, 66, 66, 66, 66, 15]
+assert listed["items"][1]["name"] == "notes.txt" and listed["items"][1]["mime_type"] == "text/x-log"
+assert listed["items"][5]["size"] == int(sys.argv[2])
+END
+status 0 "$ks2" list "$file"
+lacks out $'\e'
+holds out "Form"
+
+# ---- extract: safe names, nothing overwritten, never through a link
+status 0 "$ks2" extract -d folder "$file"
+expect "_. [2J evil identity.txt notes.txt notes.txt.2 report.ksml report.ksml.2" \
+  "$(ls folder | sed 's/_\[2J/ [2J/' | tr '\n' ' ' | sed 's/ $//')" "names"
+expect "600" "$(stat -c %a folder/* | sort -u)" "modes"
+cmp folder/report.ksml report.xml || die "the report is another one"
+cmp folder/notes.txt notes.txt || die "a stored file is another one"
+printf kept > kept && ln -s "$PWD/kept" folder/link && mv folder/link folder/identity.txt
+status 1 "$ks2" extract -d folder "$file" identity
+holds err "exists; --force replaces it"
+status 0 "$ks2" extract --force -d folder "$file" 1
+expect kept "$(cat kept)" "what the link leads to"
+[ ! -L folder/identity.txt ] || die "the link is still there"
+status 0 "$ks2" extract "$file" identity
+status 0 "$ks2" extract "$file" identity
+[ -f "$(basename "$file" .KS2)/identity.txt" ] && [ -f "$(basename "$file" .KS2).2/identity.txt" ] ||
+  die "folders named after the file: $(ls)"
+status 0 "$ks2" extract -o - --raw "$file" 2
+expect "Filename: notes.txt MIME-Type: text/x-log  café" "$(tr '\n' ' ' < out | sed 's/ $//')" "raw"
+status 2 "$ks2" extract -o - "$file" stored
+status 2 "$ks2" extract "$file" 7
+(ulimit -f 1; trap '' XFSZ; "$ks2" extract -d full "$file" report 2> err) && die "a full disk"
+[ -z "$(ls full)" ] || die "half a file was left"
+
+# ---- the two forms
+status 0 "$ks2" stuff "$file" -o stuffed
+expect 0 "$(tr -dc '\0' < stuffed | wc -c)" "zero bytes in the stuffed form"
+$gather check stuffed || die "the stuffed form"
+status 0 "$ks2" verify stuffed
+status 0 "$ks2" unstuff stuffed -o plain
+cmp plain "$file" || die "stuffing does not come back"
+ln "$file" hardlink
+status 2 "$ks2" stuff "$file" -o hardlink --force
+status 1 "$ks2" stuff "$file" -o stuffed
+status 1 "$ks2" unstuff "$file" -o other
+status 3 "$ks2" stuff report.xml -o other
+cmp before "$file" && [ ! -e other ] || die "the input was written to"
+expect "$(stat -c %Y before)" "$(stat -c %Y "$file")" "time of the input"
+
+# ---- show
+status 0 "$ks2" show "$file"
+holds out "SYSTEM SUMMARY"
+status 0 env COLUMNS=50 "$ks2" show -a "$file"
+python3 -c 'import sys; sys.exit(any(len(line) > 51 for line in open("out")))' ||
+  die "lines wider than the terminal"
+status 0 "$ks2" show -F csv "$file" "gatherer info/probes"
+python3 - "$($gather table "$file" "GATHERER INFORMATION" "Probes List" | wc -l)" << 'END' || die "csv"
+import csv, sys
+rows = list(csv.reader(open("out", newline="")))
+assert rows[0] == ["Name", "Detail", "Enabled", "Blocked"] and len(rows) == 1 + int(sys.argv[1])
+END
+status 0 "$ks2" show --all -F json "$file"
+python3 -c 'import json
+sections = json.load(open("out"))
+assert [s["imported"] for s in sections][-1] and not sections[0]["imported"]
+assert all(len(r["cells"]) <= len(p["columns"]) for s in sections for p in s["parts"]
+           if "table" in p for r in p["rows"])' || die "json"
+status 2 "$ks2" show "$file" nonsense
+on_terminal() { script -qec "stty cols 60; $*" /dev/null < /dev/null > out; }
+PAGER='sed s/^/paged:/' TERM=xterm on_terminal "'$ks2' show '$file' 'system summary'"
+holds out "paged:"
+holds out $'\e[1'
+PAGER=cat NO_COLOR=1 TERM=xterm on_terminal "'$ks2' show '$file' 'system summary'"
+lacks out $'\e'
+
+# ---- a hostile report is shown without what a terminal would act upon
+sed -e '0,/>Linux</s//>Li\x1b]0;x\x07\xc2\x9bnux</' -e '0,/<\/ROW>\r/s///' report.xml > hostile.xml
+status 1 "$ks2" verify hostile.xml
+holds out "forbidden character U+001B"
+holds out "ROW has no end"
+for format in text csv json; do
+  status 1 "$ks2" show -a -F $format hostile.xml
+  cat err >> out
+  expect 0 "$(LC_ALL=C tr -d '\n\r\t -~\200-\377' < out | wc -c)" "control characters as $format"
+  expect 0 "$(LC_ALL=C grep -c $'\xc2\x9b' out)" "C1 characters as $format"
+done
+
+# ---- damage: every length, every byte; nothing crashes, hangs or takes more than it may
+mkdir bad && (cd bad && "$kestrel" -batch -level 0 -textfile ../notes.txt -ksmlfile ../notes.txt \
+  -level 1 -probe "SYSTEM SUMMARY" 2> /dev/null)
+python3 - "$(gather_file bad)" << 'END'
+import sys
+data = open(sys.argv[1], "rb").read()
+for i in range(len(data)):
+    open("bad/cut%05d" % i, "wb").write(data[:i])
+    open("bad/flip%05d" % i, "wb").write(data[:i] + bytes([data[i] ^ 0xFF]) + data[i + 1:])
+END
+(ulimit -v 200000; timeout 120 "$ks2" verify -m 16M bad/cut* > cuts; echo $? >> cuts
+ timeout 120 "$ks2" verify -m 16M bad/flip* > flips; echo $? >> flips)
+expect 3 "$(tail -n 1 cuts)" "status over all truncations"
+expect 3 "$(tail -n 1 flips)" "status over all flips"
+status 0 "$ks2" verify "$(gather_file bad)"
+holds out "files that were to be imported but were no ksml: 1"
+lacks cuts ": whole"
+untold=$(sed -n 's|^bad/flip0*\([0-9]*\): whole.*|\1|p' flips)
+expect "" "$(awk '$1 < 10 || ($1 > 16 && $1 < 20)' <<< "${untold:-10}")" "changes of the head not told"
+[ "$(wc -w <<< "$untold")" -lt 40 ] || die "changes that were not told: $untold"
+for size in 900 1200; do
+  head -c $size "$file" > cut.KS2
+  status 1 "$ks2" verify cut.KS2
+  status 1 "$ks2" show cut.KS2
+  holds out "SYSTEM SUMMARY"
+done
+
+# ---- the examples of the documents are what they say
+python3 - "$here/../../docs" << 'END'
+import re, sys
+lines = open(sys.argv[1] + "/ksml.md", encoding="utf-8").read().split("## Elements")[0].split("\n")
+report = [line[4:] for line in lines if line.startswith("    ")]
+open("example.ksml", "w", encoding="utf-8", newline="\r\n").write(
+    "\n".join(report).replace("b\n]]>", "b]]>") + "\n")
+dump = re.findall(r"^    [0-9a-f]{8}: ([0-9a-f ]+)  ", open(sys.argv[1] + "/gather-file.md").read(), re.M)
+open("example.KS2", "wb").write(bytes.fromhex("".join(dump)))
+END
+sed -i 's/>b]]>\r$/>b\n]]>\r/' example.ksml
+status 0 "$ks2" verify example.ksml example.KS2
+status 0 xmllint --noout --schema "$schema" example.ksml
+status 0 "$ks2" extract -o - example.KS2 2
+expect aaaaaaaa "$(cat out)" "the packed example"
+
+# ---- statuses and texts
+printf 'nothing of ours' > other.txt
+status 3 "$ks2" verify "$file" other.txt
+status 4 "$ks2" verify other.txt missing folder
+status 4 "$ks2" verify -m 100 "$file"
+status 2 "$ks2"
+status 2 "$ks2" nonsense
+status 2 "$ks2" verify
+status 2 "$ks2" verify --json "$file"
+status 2 "$ks2" show -F yaml "$file"
+status 2 "$ks2" list -m 12X "$file"
+status 0 "$ks2" --version
+for command in list extract verify show stuff unstuff; do
+  status 0 "$ks2" $command --help
+  holds out "Usage: ks2 $command"
+done
+"$ks2" list "$file" > /dev/full 2> err && die "a full disk"
+"$build/kestrel-qxr" -batch 2> /dev/null
+qxr=$(find . -maxdepth 1 -newer out -name '*.KS2' | head -n 1)
+status 0 "$ks2" verify "$qxr"
+status 1 "$ks2" show "$qxr"
+holds err "XML report"

@@ -1,0 +1,246 @@
+// The top of a page: which machine this is, where the report comes from, and what is wrong with the
+// file.
+#include <algorithm>
+#include <optional>
+
+#include "tools/ks2/command.h"
+#include "tools/ks2/html_parts.h"
+
+namespace kestrel::ks2 {
+
+namespace {
+
+/// One line about the machine: from the identity block, or from the summary's tables; where both
+/// have it and differ, both are shown.
+struct identity_field {
+  const char* label;
+  char letter;         ///< in the identity block, 0: it is not there
+  const char* table;   ///< of the summary
+  const char* column;  ///< of its first row
+};
+constexpr identity_field k_fields[] = {
+    {"Maker",            'V', "System Summary",   "System Vendor"       },
+    {"Model",            'M', "System Summary",   "System Model"        },
+    {"Serial number",    'S', "System Summary",   "System Serial Number"},
+    {"UUID",             'U', "System Summary",   "UUID"                },
+    {"BIOS version",     0,   "System Summary",   "BIOS Version"        },
+    {"Operating system", 0,   "Operating System", "OS"                  },
+    {"OS vendor",        0,   "Operating System", "Vendor"              },
+    {"OS release",       0,   "Operating System", "Name"                },
+    {"OS version",       0,   "Operating System", "Version"             },
+    {"OS type",          0,   "System Summary",   "OS Type"             },
+    {"OS vendor",        0,   "System Summary",   "OS Vendor"           },
+    {"OS version",       0,   "System Summary",   "OS Version"          },
+    {"Current user",     'L', "System Summary",   "Current User"        },
+    {"Domain",           'K', "",                 ""                    },
+};
+constexpr identity_field k_name = {"Computer", 'C', "System Summary", "Computer Name"};
+
+constexpr const char* k_summary = "SYSTEM SUMMARY";
+constexpr size_t k_listed_faults = 8;
+
+const identity_line* line_of(const page& to, char letter) {
+  for (const identity_line& line : to.source.identity) {
+    if (letter != 0 && line.letter == letter) return &line;
+  }
+  return nullptr;
+}
+
+/// Raw; null data() where there is none.
+std::string_view summary_value(const page& to, const identity_field& field) {
+  for (const report_section& section : to.source.content.sections) {
+    if (section.title != k_summary) continue;
+    for (const report_table& table : section.tables) {
+      if (table.title != field.table || table.rows.empty()) continue;
+      const report_row& row = table.rows.front();
+      for (const report_cell* cell = table.begin_of(row); cell != table.end_of(row); ++cell) {
+        if (cell->name == field.column) return cell->value;
+      }
+    }
+    break;
+  }
+  return {};
+}
+
+struct identity_value {
+  std::optional<std::string> block;
+  std::optional<std::string> summary;
+
+  bool is_known() const { return block.has_value() || summary.has_value(); }
+  const std::string& best() const { return block ? *block : *summary; }
+};
+
+identity_value value_of(const page& to, const identity_field& field) {
+  identity_value value;
+  if (const identity_line* line = line_of(to, field.letter)) value.block = line->value;
+  const std::string_view raw = summary_value(to, field);
+  if (raw.data() != nullptr) value.summary = plain_text(raw);
+  return value;
+}
+
+void write_value(html_writer& out, const std::string& value) {
+  if (value.empty() || value == "Unknown" || value == "(none)") {
+    out.markup("<span class=\"dim\">");
+    out.text(value.empty() ? "\xE2\x80\x93" : value);
+    out.markup("</span>");
+  } else {
+    out.text(value);
+  }
+}
+
+void write_term(html_writer& out, std::string_view label) {
+  out.markup("<div><dt>");
+  out.markup(label);
+  out.markup("</dt><dd>");
+}
+
+void write_field(page& to, const identity_field& field) {
+  const identity_value value = value_of(to, field);
+  if (!value.is_known()) return;
+  write_term(to.out, field.label);
+  write_value(to.out, value.best());
+  if (value.block && value.summary && *value.block != *value.summary) {
+    to.out.markup("<small>in the report: ");
+    write_value(to.out, *value.summary);
+    to.out.markup("</small>");
+  }
+  to.out.markup("</dd></div>\n");
+}
+
+/// "20261124-234026" as "2026-11-24 23:40:26"; anything else as it is.
+std::string stamp_text(const std::string& stamp) {
+  const bool is_stamp =
+      stamp.size() == 15 && stamp[8] == '-' &&
+      std::count_if(stamp.begin(), stamp.end(), [](char c) { return c >= '0' && c <= '9'; }) == 14;
+  if (!is_stamp) return stamp;
+  return stamp.substr(0, 4) + "-" + stamp.substr(4, 2) + "-" + stamp.substr(6, 2) + " " +
+         stamp.substr(9, 2) + ":" + stamp.substr(11, 2) + ":" + stamp.substr(13, 2);
+}
+
+/// Where the report comes from.
+void write_origin(page& to) {
+  html_writer& out = to.out;
+  if (const identity_line* stamp = line_of(to, 'T')) {
+    write_term(out, "Gathered");
+    out.text(stamp_text(stamp->value));
+    out.markup("</dd></div>\n");
+  }
+  write_term(out, "File");
+  out.text(to.source.file_name);
+  out.markup("<small>");
+  out.text(human_bytes(to.source.file_size));
+  out.markup("</small></dd></div>\n");
+  if (!to.source.content.version.empty()) {
+    write_term(out, "Gatherer");
+    out.raw(to.source.content.version);
+    out.markup("</dd></div>\n");
+  }
+}
+
+void write_fault_item(page& to, size_t index) {
+  const fault& found = to.source.faults.all()[index];
+  html_writer& out = to.out;
+  out.markup("<li>");
+  if (found.where.section >= 0) {
+    out.markup("<a href=\"#x");
+    out.index(index + 1);
+    out.markup("\">");
+  }
+  out.text(describe_place(found.where));
+  out.markup(found.where.section >= 0 ? "</a>: " : ": ");
+  out.text(found.text);
+  out.markup("</li>\n");
+}
+
+std::vector<size_t> told_faults(const fault_list& faults) {
+  std::vector<size_t> told;
+  for (size_t i = 0; i < faults.all().size(); ++i) {
+    if (faults.all()[i].level != severity::note) told.push_back(i);
+  }
+  return told;
+}
+
+}  // namespace
+
+void write_identity(page& to) {
+  html_writer& out = to.out;
+  out.markup("<div id=\"top\">\n<p class=\"kind\">System report</p>\n<h1>");
+  const identity_value name = value_of(to, k_name);
+  out.text(name.is_known() && !name.best().empty() ? name.best() : to.source.file_name);
+  out.markup("</h1>\n<dl>\n");
+  for (const identity_field& field : k_fields) write_field(to, field);
+  write_origin(to);
+  out.markup("</dl>\n</div>\n");
+}
+
+void write_faults(page& to) {
+  const fault_list& faults = to.source.faults;
+  const std::vector<size_t> told = told_faults(faults);
+  if (told.empty()) return;
+  html_writer& out = to.out;
+  out.markup("<div id=\"faults\" role=\"note\">\n<p><strong>");
+  out.markup(faults.is_whole() ? "This file is whole, with remarks." : "This file is damaged.");
+  out.markup("</strong> ");
+  out.markup(faults.is_whole() ? "Nothing that it vouches for was changed."
+                               : "What could be read of it is shown, marked where it is wrong.");
+  out.markup("</p>\n<ul>\n");
+  for (size_t i = 0; i < told.size(); ++i) {
+    if (i == k_listed_faults) {
+      out.markup("</ul>\n<details><summary>");
+      write_count(out, told.size() - i, "more", "more");
+      out.markup("</summary>\n<ul>\n");
+    }
+    write_fault_item(to, told[i]);
+  }
+  out.markup("</ul>\n");
+  if (told.size() > k_listed_faults) out.markup("</details>\n");
+  if (faults.dropped() > 0) {
+    out.markup("<p>Not listed: ");
+    out.number(faults.dropped());
+    out.markup("</p>\n");
+  }
+  out.markup("</div>\n");
+}
+
+fault_marks::fault_marks(const fault_list& faults) {
+  for (const size_t i : told_faults(faults)) {
+    const place& where = faults.all()[i].where;
+    if (where.section < 0) continue;
+    marks_[{where.section, where.table, where.file, where.row}].push_back(i);
+  }
+}
+
+const std::vector<size_t>& fault_marks::at(size_t section, int table, int file, int row) const {
+  static const std::vector<size_t> none;
+  const auto found = marks_.find({static_cast<int>(section), table, file, row});
+  return found == marks_.end() ? none : found->second;
+}
+
+bool fault_marks::has_rows(size_t section, size_t table) const {
+  const key first = {static_cast<int>(section), static_cast<int>(table), -1, 0};
+  const auto found = marks_.lower_bound(first);
+  return found != marks_.end() && std::get<0>(found->first) == std::get<0>(first) &&
+         std::get<1>(found->first) == std::get<1>(first);
+}
+
+void write_mark(page& to, size_t fault, std::string_view tag) {
+  html_writer& out = to.out;
+  out.markup("<");
+  out.markup(tag);
+  out.markup(" class=\"mark\" id=\"x");
+  out.index(fault + 1);
+  out.markup("\">");
+  out.text(to.source.faults.all()[fault].text);
+  out.markup("</");
+  out.markup(tag);
+  out.markup(">");
+}
+
+void write_marks(page& to, const std::vector<size_t>& faults) {
+  for (const size_t fault : faults) {
+    write_mark(to, fault, "p");
+    to.out.markup("\n");
+  }
+}
+
+}  // namespace kestrel::ks2

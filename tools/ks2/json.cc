@@ -1,0 +1,46 @@
+// See json.h.
+#include "tools/ks2/json.h"
+
+#include "lib/mbcs.h"
+#include "lib/utilstr.h"
+#include "tools/ks2/shown_text.h"
+
+namespace kestrel::ks2 {
+
+namespace {
+
+void append_escape(std::string& out, uint32_t value) {
+  if (value >= 0x10000) {
+    append_escape(out, 0xD800 + ((value - 0x10000) >> 10));
+    value = 0xDC00 + ((value - 0x10000) & 0x3FF);
+  }
+  out += format_text("\\u%04x", value);
+}
+
+}  // namespace
+
+std::string json_string(std::string_view text) {
+  std::string out = "\"";
+  for_each_character(text, [&out](wchar_t c) {
+    if (c == L'"' || c == L'\\') out += '\\';
+    if (c == L'\n') {
+      out += "\\n";
+    } else if (is_unsafe(c)) {
+      append_escape(out, static_cast<uint32_t>(c));
+    } else {
+      char bytes[4];
+      out.append(bytes, static_cast<size_t>(widechar_to_utf8bytes(c, bytes)));
+    }
+  });
+  return out + '"';
+}
+
+bool is_json_integer(std::string_view digits) {
+  constexpr size_t k_most_digits = 15;
+  if (digits.starts_with('-')) digits.remove_prefix(1);
+  if (digits.empty() || digits.size() > k_most_digits) return false;
+  if (digits[0] == '0' && digits.size() > 1) return false;
+  return digits.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+}  // namespace kestrel::ks2

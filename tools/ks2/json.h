@@ -1,0 +1,15 @@
+// Values as JSON.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace kestrel::ks2 {
+
+/// The text as a JSON string, quotes included. Control and other unsafe characters are escaped,
+/// bytes that are no UTF-8 become U+FFFD.
+std::string json_string(std::string_view text);
+/// Whether JSON takes the digits as a number, and every reader as the same one (15 digits at most).
+bool is_json_integer(std::string_view digits);
+
+}  // namespace kestrel::ks2

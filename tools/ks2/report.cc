@@ -1,0 +1,121 @@
+// See report.h and fault.h.
+#include "tools/ks2/report.h"
+
+#include <algorithm>
+
+#include "lib/mbcs.h"
+#include "tools/ks2/shown_text.h"
+
+namespace kestrel::ks2 {
+
+namespace {
+
+constexpr const char* k_kind_names[k_cell_kinds] = {"STR",  "DEC",  "HEX",  "ASC",
+                                                    "BOOL", "DATE", "TIME", "DATETIME"};
+
+struct entity {
+  std::string_view name;
+  std::string_view utf8;
+};
+constexpr entity k_entities[] = {
+    {"&amp;",  "&" },
+    {"&lt;",   "<" },
+    {"&gt;",   ">" },
+    {"&quot;", "\""},
+    {"&apos;", "'" },
+};
+
+constexpr size_t k_longest_name = 100;  // characters
+constexpr std::string_view k_joint = "]]><![CDATA[";
+
+/// Index of the element that the byte at `offset` belongs to, -1: none.
+template <class T>
+int holder_of(const std::vector<T>& elements, size_t offset) {
+  const auto after = std::upper_bound(elements.begin(), elements.end(), offset,
+                                      [](size_t at, const T& e) { return at < e.offset; });
+  if (after == elements.begin() || offset >= (after - 1)->end) return -1;
+  return static_cast<int>(after - elements.begin()) - 1;
+}
+
+}  // namespace
+
+void fault_list::add(severity level, size_t offset, std::string text) {
+  if (level == severity::fault) ++fault_count_;
+  if (all_.size() >= k_most) {
+    ++dropped_;
+    return;
+  }
+  place where;
+  where.item = item_;
+  where.offset = offset;
+  all_.push_back({level, std::move(text), where});
+}
+
+void report::locate(place& where) const {
+  where.section = holder_of(sections, where.offset);
+  if (where.section < 0) return;
+  const report_section& section = sections[static_cast<size_t>(where.section)];
+  where.file = holder_of(section.files, where.offset);
+  where.table = holder_of(section.tables, where.offset);
+  where.name = shown(plain_text(section.title), k_longest_name);
+  if (where.file >= 0) {
+    const embedded_file& file = section.files[static_cast<size_t>(where.file)];
+    where.name += "/" + shown(plain_text(file.path), k_longest_name);
+  }
+  if (where.table < 0) return;
+  const report_table& table = section.tables[static_cast<size_t>(where.table)];
+  where.name += "/" + shown(plain_text(table.title), k_longest_name);
+  where.row = holder_of(table.rows, where.offset);
+}
+
+const char* cell_kind_name(cell_kind kind) { return k_kind_names[static_cast<size_t>(kind)]; }
+
+raw_character next_character(std::string_view raw) {
+  if (raw[0] == '&') {
+    for (const entity& known : k_entities) {
+      if (raw.starts_with(known.name)) return {known.utf8, known.name.size()};
+    }
+  }
+  wchar_t c;
+  size_t length = decode_utf8_character(raw, c);
+  if (length == 0) length = 1;
+  return {raw.substr(0, length), length};
+}
+
+std::string plain_text(std::string_view raw) {
+  std::string text;
+  text.reserve(raw.size());
+  while (!raw.empty()) {
+    const size_t special = std::min(raw.find('&'), raw.size());
+    text.append(raw, 0, special);
+    raw.remove_prefix(special);
+    if (raw.empty()) break;
+    const raw_character next = next_character(raw);
+    text += next.utf8;
+    raw.remove_prefix(next.length);
+  }
+  return text;
+}
+
+std::string file_text(const embedded_file& file) {
+  std::string_view rest = file.content;
+  std::string text;
+  text.reserve(rest.size());
+  for (size_t at; !file.is_markup && (at = rest.find(k_joint)) != std::string_view::npos;) {
+    text.append(rest, 0, at);
+    rest.remove_prefix(at + k_joint.size());
+  }
+  return text.append(rest);
+}
+
+std::vector<std::string_view> column_names(const report_table& table) {
+  std::vector<std::string_view> names;
+  for (const report_row& row : table.rows) {
+    for (size_t i = names.size(); i < row.cell_count; ++i) {
+      names.push_back(table.begin_of(row)[i].name);
+    }
+  }
+  return names;
+}
+
+}  // namespace kestrel::ks2

@@ -1,0 +1,97 @@
+// ks2 stuff FILE -o OUT, ks2 unstuff FILE -o OUT
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "tools/ks2/command.h"
+#include "tools/ks2/safe_output.h"
+
+namespace kestrel::ks2 {
+
+namespace {
+
+constexpr size_t k_block = 64 * 1024;
+
+bool is_same_file(const char* one, const char* other) {
+  struct stat a, b;
+  return stat(one, &a) == 0 && stat(other, &b) == 0 && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+/// Puts the other ident over the file's first nine bytes and hands everything on in blocks, the
+/// ident first.
+template <class Convert>
+void convert(byte_span bytes, std::string_view ident, FILE* out, Convert convert_block) {
+  constexpr size_t k_letters = 9;
+  std::fwrite(ident.data(), 1, k_letters, out);
+  std::vector<unsigned char> converted;
+  for (byte_span rest = bytes.subspan(k_letters); !rest.empty();) {
+    const size_t size = std::min(rest.size(), k_block);
+    converted.clear();
+    convert_block(rest.first(size), converted);
+    std::fwrite(converted.data(), 1, converted.size(), out);
+    rest = rest.subspan(size);
+  }
+}
+
+void write_form(const input_file& file, bool to_stuffed, FILE* out) {
+  if (to_stuffed) {
+    convert(file.bytes(), k_gth_stuffed_ident, out,
+            [](byte_span piece, std::vector<unsigned char>& to) { stuff(piece, to); });
+  } else {
+    unstuffer form;
+    convert(file.bytes(), k_gth_ident, out,
+            [&form](byte_span piece, std::vector<unsigned char>& to) { form.feed(piece, to); });
+  }
+}
+
+/// What forbids the conversion; null: nothing.
+const char* objection(const input_file& file, bool to_stuffed) {
+  if (!file.is_gather_file()) return "is a loose report, which has one form only";
+  if (file.container().is_stuffed() == to_stuffed) {
+    return to_stuffed ? "is in the stuffed form already" : "is in the plain form already";
+  }
+  if (file.container().fault() == gth_fault::head_cut) return "ends inside the head";
+  if (file.container().fault() == gth_fault::stuffing) return "the stuffed form is broken";
+  return nullptr;
+}
+
+int convert_file(const arguments& given, bool to_stuffed) {
+  const char* const name = to_stuffed ? "stuff" : "unstuff";
+  if (given.output == nullptr) {
+    complain(name, "the output (-o) is missing");
+    return exit_usage;
+  }
+  const input_file file(given.operands[0], given.max_size);
+  if (file.status() != exit_whole) return refuse(file);
+  if (const char* const reason = objection(file, to_stuffed); reason != nullptr) {
+    complain(file.path(), reason);
+    return file.is_gather_file() ? exit_damaged : exit_not_gather_file;
+  }
+  if (is_same_file(given.operands[0], given.output)) {
+    complain(given.output, "is the input itself");
+    return exit_usage;
+  }
+  file_ptr out = create_safely(given.output, given.force);
+  if (out == nullptr) {
+    complain(given.output, errno == EEXIST ? "exists; --force replaces it" : std::strerror(errno));
+    return exit_damaged;
+  }
+  write_form(file, to_stuffed, out.get());
+  if (!close_checked(std::move(out))) {
+    complain(given.output, std::strerror(errno));
+    unlink(given.output);
+    return exit_damaged;
+  }
+  return exit_whole;
+}
+
+}  // namespace
+
+int run_stuff(const arguments& given) { return convert_file(given, true); }
+int run_unstuff(const arguments& given) { return convert_file(given, false); }
+
+}  // namespace kestrel::ks2
