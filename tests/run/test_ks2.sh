@@ -127,7 +127,9 @@ for i in range(len(data)):
     open("bad/cut%05d" % i, "wb").write(data[:i])
     open("bad/flip%05d" % i, "wb").write(data[:i] + bytes([data[i] ^ 0xFF]) + data[i + 1:])
 END
-(ulimit -v 200000; timeout 120 "$ks2" verify -m 16M bad/cut* > cuts; echo $? >> cuts
+# A sanitized program needs more address space than any limit.
+limited() { { (ulimit -v 200000; "$ks2" --version > /dev/null); } 2> /dev/null && ulimit -v 200000; true; }
+(limited; timeout 120 "$ks2" verify -m 16M bad/cut* > cuts; echo $? >> cuts
  timeout 120 "$ks2" verify -m 16M bad/flip* > flips; echo $? >> flips)
 expect 3 "$(tail -n 1 cuts)" "status over all truncations"
 expect 3 "$(tail -n 1 flips)" "status over all flips"

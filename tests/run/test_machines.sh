@@ -42,6 +42,7 @@ for name in "$@"; do
   expect "" "$(head -c 1000 output)" "$name: standard output"
   lacks console "runtime error:"
   $gather check report || die "$name: a report that is not sound"
-  xmllint --noout report || die "$name: a report that is no XML"
+  "$build/ks2" verify report > verified || die "$name: $(head -n 5 verified)"
+  xmllint --noout --schema "$here/../../docs/ksml.xsd" report || die "$name: a report that is no XML"
   (inspect "$name") || exit 1
 done

@@ -5,6 +5,8 @@
 #include <langinfo.h>
 #include <signal.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <cstring>
@@ -37,6 +39,10 @@ constexpr command k_commands[] = {
      "Lists the sections; or shows those, or those tables, whose names begin so, in any case.\n"
      "  -a, --all             show all sections\n"
      "  -F, --format FORMAT   text (the default), csv or json\n",                       run_show   },
+    {"html",    "FILE",                   "of",   1, 1,  "make a page for the browser",
+     "Writes the report as one self-contained page.\n"
+     "  -o, --output OUT      the file to write, - for standard output (FILE's name with .html)\n"
+     "  -f, --force           replace it if it exists\n",                               run_html   },
     {"stuff",   "FILE",                   "of",   1, 1,  "make the form without zero bytes",
      "  -o, --output OUT      the file to write; it must not exist\n"
      "  -f, --force           replace it if it does\n",                                 run_stuff  },

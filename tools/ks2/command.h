@@ -46,6 +46,7 @@ int run_list(const arguments& given);
 int run_extract(const arguments& given);
 int run_verify(const arguments& given);
 int run_show(const arguments& given);
+int run_html(const arguments& given);
 int run_stuff(const arguments& given);
 int run_unstuff(const arguments& given);
 

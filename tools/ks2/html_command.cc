@@ -24,6 +24,12 @@ bool is_same_file(const char* one, const char* other) {
   return stat(one, &a) == 0 && stat(other, &b) == 0 && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
+/// --force replaces files (and links, never what they point to), nothing else.
+bool is_no_file(const char* path) {
+  struct stat status;
+  return lstat(path, &status) == 0 && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode);
+}
+
 /// In the current folder, named after the file.
 std::string default_output(const char* path) {
   std::string name = safe_file_name(path);
@@ -36,6 +42,10 @@ int write_to_file(const page_source& source, const std::string& path, const argu
   if (is_same_file(given.operands[0], path.c_str())) {
     complain(path, "is the input itself");
     return exit_usage;
+  }
+  if (is_no_file(path.c_str())) {
+    complain(path, "is no regular file");
+    return exit_damaged;
   }
   file_ptr out = create_safely(path.c_str(), given.force);
   if (out == nullptr) {

@@ -11,7 +11,8 @@
 
   // What a cell or a file says, without what the page added to it.
   function valueOf(element) {
-    const walker = document.createTreeWalker(element, NodeFilter.SHOW_ELEMENT | NodeFilter.SHOW_TEXT, {
+    const kinds = NodeFilter.SHOW_ELEMENT | NodeFilter.SHOW_TEXT;
+    const walker = document.createTreeWalker(element, kinds, {
       acceptNode: (node) =>
         node.nodeType === 1 && node.classList.contains("x")
           ? NodeFilter.FILTER_REJECT
@@ -438,7 +439,9 @@
       if (at.tagName === "DETAILS") at.open = true;
     }
     if (target.tagName === "SECTION") target.querySelector("details").open = true;
+    // What comes into view by that gets its real size only now, so the target may move once more.
     target.scrollIntoView();
+    requestAnimationFrame(() => requestAnimationFrame(() => target.scrollIntoView()));
   }
 
   function setUpFolding() {

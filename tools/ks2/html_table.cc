@@ -5,6 +5,7 @@
 // widths that this needs beforehand are told in `data-cols`.
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <optional>
 
 #include "tools/ks2/html_parts.h"
@@ -319,7 +320,7 @@ void table_writer::write_bar(const report_row& row) {
   const auto whole = number_in(row, bar_->whole), used = number_in(row, bar_->used);
   if (!whole || !used || *whole == 0) return;
   const double share = static_cast<double>(*used) / static_cast<double>(*whole);
-  const auto percent = static_cast<unsigned>(std::min(share, 1.0) * 100 + 0.5);
+  const auto percent = static_cast<unsigned>(std::lround(std::min(share, 1.0) * 100));
   out_.markup(percent >= k_nearly_full ? "<svg class=\"bar full x\"" : "<svg class=\"bar x\"");
   out_.markup(" aria-hidden=\"true\"><rect height=\"100%\" width=\"");
   out_.index(percent);

@@ -18,7 +18,7 @@ constexpr std::string_view k_replacement = "\xEF\xBF\xBD";
 constexpr std::array<bool, 256> k_is_plain = [] {
   std::array<bool, 256> plain = {};
   for (size_t c = 0x20; c < 0x7F; ++c) plain[c] = true;
-  for (const char c : {'&', '<', '>', '"', '\''}) plain[static_cast<size_t>(c)] = false;
+  for (const char c : std::string_view("&<>\"'")) plain[static_cast<unsigned char>(c)] = false;
   return plain;
 }();
 

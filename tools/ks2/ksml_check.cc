@@ -252,15 +252,11 @@ class character_checker {
       if (at == bytes.size()) break;
       wchar_t c;
       const size_t length = decode(bytes.substr(at), c);
-      if (is_escaped_byte(c)) {
-        tell(at, format_text("byte %02X is no UTF-8", static_cast<unsigned>(c) & 0xFF));
-      } else if (markup_character(c) != c) {
-        tell(at, format_text("forbidden character U+%04X", static_cast<unsigned>(c)));
-      }
+      if (markup_character(c) != c) tell(at, c);
       at += length;
     }
     if (count_ <= k_most_characters_told) return;
-    faults_.add(severity::warning, first_,
+    faults_.add(worst_, first_,
                 format_text("forbidden characters and bytes that are no UTF-8: %zu", count_));
   }
 
@@ -273,21 +269,32 @@ class character_checker {
     }
     return i;
   }
-  void tell(size_t at, std::string text) {
+  void tell(size_t at, wchar_t c) {
     if (count_++ == 0) first_ = at;
+    const bool is_fault = !is_imported(at);
+    if (is_fault) worst_ = severity::fault;
     if (count_ > k_most_characters_told) return;
-    faults_.add(is_imported(at) ? severity::warning : severity::fault, at, std::move(text));
+    const unsigned code = static_cast<char32_t>(c);
+    faults_.add(is_fault ? severity::fault : severity::warning, at,
+                is_escaped_byte(c) ? format_text("byte %02X is no UTF-8", code & 0xFF)
+                                   : format_text("forbidden character U+%04X", code));
   }
-  bool is_imported(size_t at) const {
-    return std::any_of(report_.imports.begin(), report_.imports.end(), [&](const auto& imported) {
-      return at - report_.offset_of(imported.body) < imported.body.size();
-    });
+  /// Asked for rising offsets only.
+  bool is_imported(size_t at) {
+    const std::vector<imported_file>& imports = report_.imports;
+    while (import_ < imports.size() && end_of(imports[import_]) <= at) ++import_;
+    return import_ < imports.size() && at >= report_.offset_of(imports[import_].body);
+  }
+  size_t end_of(const imported_file& imported) const {
+    return report_.offset_of(imported.body) + imported.body.size();
   }
 
   const report& report_;
   fault_list& faults_;
   size_t count_ = 0;
   size_t first_ = 0;
+  severity worst_ = severity::warning;
+  size_t import_ = 0;
 };
 
 }  // namespace

@@ -121,10 +121,9 @@ size_t ksml_scanner::cdata_end(size_t from) {
     if (!behind.starts_with(k_cdata_start)) {
       if (line_end_length(behind) == behind.size()) return end;
       // The file ends here all the same when only its sum is damaged.
-      behind = behind.substr(0, std::min(behind.find("</FILE>"), k_file_tail));
-      if (behind.size() < k_file_tail && behind.find(k_cdata_end) == std::string_view::npos) {
-        return end;
-      }
+      behind = behind.substr(0, k_file_tail);
+      const size_t file_end_tag = behind.find("</FILE>");
+      if (file_end_tag < behind.find(k_cdata_end)) return end;
       report(end, "a CDATA section ends early");
       return file_end(end);
     }

@@ -1,0 +1,119 @@
+// The page's writer below the browser: what it escapes, how it cuts files, and the sums of its
+// policy. How the page behaves is tested in a browser (tests/run/html_check.py).
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "tools/ks2/html_page.h"
+#include "tools/ks2/html_text.h"
+#include "tools/ks2/sha256.h"
+
+namespace kestrel::ks2 {
+namespace {
+
+/// What `write` puts into a stream.
+template <class Write>
+std::string written(Write write) {
+  char* bytes = nullptr;
+  size_t size = 0;
+  FILE* const out = open_memstream(&bytes, &size);
+  write(out);
+  std::fclose(out);
+  const std::unique_ptr<char, decltype(&std::free)> owner(bytes, std::free);
+  return std::string(bytes, size);
+}
+
+std::string page_of(const report& content) {
+  const fault_list faults;
+  const page_source source = {"f.xml", 1, {}, content, faults};
+  return written([&](FILE* out) { write_page(source, out); });
+}
+
+std::string hex(const sha256_digest& digest) {
+  std::string text;
+  for (const unsigned char byte : digest) {
+    for (const int digit : {byte >> 4, byte & 15}) text += "0123456789abcdef"[digit];
+  }
+  return text;
+}
+
+// FIPS 180-4 examples; lengths on both sides of a block's end; RFC 4648 section 10.
+TEST(Html, PublishedSums) {
+  EXPECT_EQ(hex(sha256("")), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+  EXPECT_EQ(hex(sha256("abc")), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+  EXPECT_EQ(hex(sha256("abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq")),
+            "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1");
+  EXPECT_EQ(hex(sha256(std::string(1'000'000, 'a'))),
+            "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
+  EXPECT_EQ(base64("f") + base64("fo") + base64("foo") + base64("foob"), "Zg==Zm8=Zm9vZm9vYg==");
+}
+
+struct escape_case {
+  const char* from;
+  const char* text;   ///< as characters on one line
+  const char* lines;  ///< as text of a report, lines kept
+};
+constexpr escape_case k_escapes[] = {
+    {"a<b>&\"'",                     "a&lt;b&gt;&amp;&quot;&#39;",           "a&lt;b&gt;&amp;&quot;&#39;" },
+    {"&lt;&amp;&apos;",              "&amp;lt;&amp;amp;&amp;apos;",          "&lt;&amp;&#39;"             },
+    {"&amp;lt;&#60;&",               "&amp;amp;lt;&amp;#60;&amp;",           "&amp;lt;&amp;#60;&amp;"     },
+    {"a\r\nb\tc\rd",                 "a  b c d",
+     "a\nb\tc\xEF\xBF\xBD"
+     "d"                                                                                                  },
+    {"\x1b[1m\x7f",                  "\xEF\xBF\xBD[1m\xEF\xBF\xBD",          "\xEF\xBF\xBD[1m\xEF\xBF\xBD"},
+    {"\xC3\xA9\xC2\x85\xE2\x80\xAE", "\xC3\xA9\xEF\xBF\xBD\xEF\xBF\xBD",
+     "\xC3\xA9\xEF\xBF\xBD\xEF\xBF\xBD"                                                                   },
+    {"\xFF\xE2\x82",                 "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD",
+     "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"                                                               },
+};
+
+TEST(Html, EscapesEverything) {
+  for (const escape_case& each : k_escapes) {
+    EXPECT_EQ(written([&](FILE* out) { html_writer(out).text(each.from); }), each.text);
+    EXPECT_EQ(written([&](FILE* out) { html_writer(out).raw_lines(each.from); }), each.lines);
+  }
+  const std::string long_text(200'000, '<');
+  EXPECT_EQ(written([&](FILE* out) { html_writer(out).text(long_text); }).size(), 800'000U);
+}
+
+TEST(Html, HumanUnits) {
+  EXPECT_EQ(human_bytes(1023), "1023 bytes");
+  EXPECT_EQ(human_bytes(1024 * 1024 - 1), "1.0 MiB");
+  EXPECT_EQ(human_bytes(UINT64_MAX), "16.0 EiB");
+}
+
+/// The text of all pieces of the page's file, joined.
+std::string shown_file(std::string_view content) {
+  report shown = {};
+  shown.sections.push_back({"S", 0});
+  shown.sections[0].files.push_back({"f", 0});
+  shown.sections[0].files[0].content = content;
+  shown.sections[0].parts.push_back({true, 0});
+  const std::string page = page_of(shown);
+  std::string text;
+  for (size_t at = 0; (at = page.find("<pre>\n", at)) != std::string::npos;) {
+    at += 6;
+    text += page.substr(at, page.find("</pre>", at) - at);
+  }
+  for (size_t at; (at = text.find("&gt;")) != std::string::npos;) text.replace(at, 4, ">");
+  return text;
+}
+
+// Wherever a piece ends: inside a line, a character, a line end or a joint of two CDATA sections.
+TEST(Html, FilesAreWholeHoweverTheyAreCut) {
+  for (size_t shift = 0; shift < 20; ++shift) {
+    const std::string start(1985 + shift, 'x');
+    EXPECT_EQ(shown_file(start + "]]]]><![CDATA[>" + start), start + "]]>" + start);
+    EXPECT_EQ(shown_file(start + "\r\n\n" + start + "\n"), start + "\n\n" + start + "\n");
+    std::string accents;
+    for (int i = 0; i < 40'000; ++i) accents += "\xC3\xA9";
+    EXPECT_EQ(shown_file(std::string(shift, 'x') + accents), std::string(shift, 'x') + accents);
+  }
+  std::string lines;
+  for (int i = 0; i < 1000; ++i) lines += "\nline";
+  EXPECT_EQ(shown_file(lines), lines);
+}
+
+}  // namespace
+}  // namespace kestrel::ks2
