@@ -16,7 +16,7 @@ void read_as_file(const uint8_t* data, size_t size, size_t items, bool sound) {
   static const std::string path = "/tmp/kestrel_fuzz_container." + std::to_string(getpid());
   const file_ptr out = create_output_file(path.c_str(), "wb");
   if (out == nullptr) std::abort();
-  std::fwrite(data, 1, size, out.get());
+  if (size > 0) std::fwrite(data, 1, size, out.get());
   std::fflush(out.get());
   GatherFile file;
   const int code = file.ReadFile(path.c_str());
