@@ -140,11 +140,14 @@ int extraction::write_item(size_t index) {
   const content found = read_content(file_, index, given_.raw);
   const int status = check(index, found.decoded);
   const std::string name = names_.unused_name(found.name, found.is_named_by_type);
-  file_ptr out = folder_.create(name, given_.force);
   const std::string path = folder_.path() + "/" + name;
+  if (folder_.is_file(name, file_.path())) {
+    complain(path, "is the input itself");
+    return exit_usage;
+  }
+  file_ptr out = folder_.create(name, given_.force);
   if (out == nullptr) {
-    const bool is_taken = errno == EEXIST;
-    complain(path, is_taken ? "exists; --force replaces it" : std::strerror(errno));
+    complain(path, creation_trouble(errno, given_.force));
     return exit_damaged;
   }
   if (!write_whole(std::move(out), found.bytes)) {

@@ -1,14 +1,11 @@
 // ks2 html FILE [-o OUT]
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <optional>
 
 #include "tools/ks2/command.h"
+#include "tools/ks2/command_output.h"
 #include "tools/ks2/html_page.h"
 #include "tools/ks2/open_report.h"
 #include "tools/ks2/progress.h"
@@ -19,17 +16,6 @@ namespace kestrel::ks2 {
 
 namespace {
 
-bool is_same_file(const char* one, const char* other) {
-  struct stat a, b;
-  return stat(one, &a) == 0 && stat(other, &b) == 0 && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
-/// --force replaces files (and links, never what they point to), nothing else.
-bool is_no_file(const char* path) {
-  struct stat status;
-  return lstat(path, &status) == 0 && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode);
-}
-
 /// In the current folder, named after the file.
 std::string default_output(const char* path) {
   std::string name = safe_file_name(path);
@@ -39,30 +25,15 @@ std::string default_output(const char* path) {
 }
 
 int write_to_file(const page_source& source, const std::string& path, const arguments& given) {
-  if (is_same_file(given.operands[0], path.c_str())) {
-    complain(path, "is the input itself");
-    return exit_usage;
-  }
-  if (is_no_file(path.c_str())) {
-    complain(path, "is no regular file");
-    return exit_damaged;
-  }
-  file_ptr out = create_safely(path.c_str(), given.force);
-  if (out == nullptr) {
-    complain(path, errno == EEXIST ? "exists; --force replaces it" : std::strerror(errno));
-    return exit_damaged;
-  }
+  command_output out(given.operands[0], path, given.force);
+  if (out.status() != exit_whole) return out.status();
   {
     progress_stage stage(path + ": writing the page");
     write_page(source, out.get());
   }
-  if (!close_checked(std::move(out))) {
-    complain(path, std::strerror(errno));
-    unlink(path.c_str());
-    return exit_damaged;
-  }
-  if (given.output == nullptr) std::printf("%s\n", shown(path).c_str());
-  return exit_whole;
+  const int status = out.finish();
+  if (status == exit_whole && given.output == nullptr) std::printf("%s\n", shown(path).c_str());
+  return status;
 }
 
 }  // namespace

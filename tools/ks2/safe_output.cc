@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 
 #include "lib/mbcs.h"
 #include "lib/utilstr.h"
@@ -22,8 +23,15 @@ std::string numbered(const std::string& name, int number) {
   return cut(name, k_longest_file_name - suffix.size()) + suffix;
 }
 
+/// A file, or a link, which goes without what it points to; no device, pipe or folder.
+bool is_replaceable(int folder, const char* name) {
+  struct stat status;
+  return fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+         (S_ISREG(status.st_mode) || S_ISLNK(status.st_mode));
+}
+
 file_ptr create_at(int folder, const char* name, bool force) {
-  if (force && unlinkat(folder, name, 0) != 0 && errno != ENOENT) return nullptr;
+  if (force && is_replaceable(folder, name) && unlinkat(folder, name, 0) != 0) return nullptr;
   const int descriptor =
       openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
   if (descriptor < 0) return nullptr;
@@ -86,6 +94,21 @@ void output_folder::remove(const std::string& name) const {
   unlinkat(descriptor_, name.c_str(), 0);
 }
 
+bool output_folder::is_file(const std::string& name, const char* path) const {
+  return is_same_file(descriptor_, name.c_str(), path);
+}
+
 file_ptr create_safely(const char* path, bool force) { return create_at(AT_FDCWD, path, force); }
+
+bool is_same_file(int folder, const char* name, const char* path) {
+  struct stat a, b;
+  return fstatat(folder, name, &a, 0) == 0 && stat(path, &b) == 0 && a.st_dev == b.st_dev &&
+         a.st_ino == b.st_ino;
+}
+
+const char* creation_trouble(int error, bool force) {
+  if (error != EEXIST) return std::strerror(error);
+  return force ? "is no regular file" : "exists; --force replaces it";
+}
 
 }  // namespace kestrel::ks2

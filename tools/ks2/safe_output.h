@@ -43,10 +43,13 @@ class output_folder {
   bool create_new(const std::string& name);
   const std::string& path() const { return path_; }
 
-  /// Creates a file, mode 0600, never through a link. One that exists is only replaced when `force`
-  /// is on. Null with errno.
+  /// Creates a file, mode 0600, never through a link. A file or link that exists is only replaced
+  /// when `force` is on, anything else (a device, a folder) never. Null with errno, EEXIST for what
+  /// is in the way.
   file_ptr create(const std::string& name, bool force) const;
   void remove(const std::string& name) const;
+  /// Whether the name in this folder is the file of that path.
+  bool is_file(const std::string& name, const char* path) const;
 
  private:
   int descriptor_ = -1;
@@ -55,5 +58,9 @@ class output_folder {
 
 /// The same for a path that the user gave.
 file_ptr create_safely(const char* path, bool force);
+/// Whether `name` in the folder of this descriptor (or AT_FDCWD) and `path` are one file.
+bool is_same_file(int folder, const char* name, const char* path);
+/// What to tell the user of a file that could not be created, with the errno of it.
+const char* creation_trouble(int error, bool force);
 
 }  // namespace kestrel::ks2

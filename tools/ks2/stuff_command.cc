@@ -1,25 +1,15 @@
 // ks2 stuff FILE -o OUT, ks2 unstuff FILE -o OUT
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include "tools/ks2/command.h"
-#include "tools/ks2/safe_output.h"
+#include "tools/ks2/command_output.h"
 
 namespace kestrel::ks2 {
 
 namespace {
 
 constexpr size_t k_block = 64 * 1024;
-
-bool is_same_file(const char* one, const char* other) {
-  struct stat a, b;
-  return stat(one, &a) == 0 && stat(other, &b) == 0 && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
 
 /// Puts the other ident over the file's first nine bytes and hands everything on in blocks, the
 /// ident first.
@@ -71,22 +61,9 @@ int convert_file(const arguments& given, bool to_stuffed) {
     complain(file.path(), reason);
     return file.is_gather_file() ? exit_damaged : exit_not_gather_file;
   }
-  if (is_same_file(given.operands[0], given.output)) {
-    complain(given.output, "is the input itself");
-    return exit_usage;
-  }
-  file_ptr out = create_safely(given.output, given.force);
-  if (out == nullptr) {
-    complain(given.output, errno == EEXIST ? "exists; --force replaces it" : std::strerror(errno));
-    return exit_damaged;
-  }
-  write_form(file, to_stuffed, out.get());
-  if (!close_checked(std::move(out))) {
-    complain(given.output, std::strerror(errno));
-    unlink(given.output);
-    return exit_damaged;
-  }
-  return exit_whole;
+  command_output out(given.operands[0], given.output, given.force);
+  if (out.status() == exit_whole) write_form(file, to_stuffed, out.get());
+  return out.finish();
 }
 
 }  // namespace
