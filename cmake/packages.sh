@@ -24,4 +24,4 @@ install_missing() {
 BUILD_PACKAGES=(g++ cmake ninja-build git pci.ids)
 TEST_PACKAGES=(libgtest-dev lhasa locales python3-fusepy chromium chromium-driver libxml2-utils python3 util-linux gawk)
 PACKAGE_PACKAGES=(dpkg-dev file)
-VM_PACKAGES=(qemu-system-x86 cpio kmod e2fsprogs xz-utils python3)
+VM_PACKAGES=(qemu-system-x86 cpio kmod e2fsprogs lhasa xz-utils python3)

@@ -13,11 +13,11 @@ cmp -s "$0" "$cache/built-by" && exit 0
 
 # The guest's userland: what the program starts, and the readers that its tables are compared with.
 packages=(base-files base-passwd bash coreutils debianutils findutils grep sed mawk hostname
-  libc-bin util-linux mount fdisk e2fsprogs procps kmod iproute2 iptables dmidecode pciutils)
+  libc-bin util-linux mount fdisk e2fsprogs procps kmod iproute2 iptables dmidecode pciutils strace)
 # Loaded in the initramfs, in this order; what they depend on goes before them.
 drivers=(virtio_pci virtio_blk crc32c_generic ext4 9p 9pnet_virtio
   sd_mod sr_mod sym53c8xx ata_piix uhci_hcd ehci_pci usb_storage sg isofs
-  e1000 virtio_net ne2k_pci 8139too dummy tun
+  e1000 virtio_net ne2k_pci 8139cp dummy tun
   iptable_filter xt_tcpudp xt_comment xt_conntrack xt_multiport ipt_REJECT)
 # Module files of the root, which the program lists: each costs a second of the emulated processor.
 kept=(sg dummy bonding)

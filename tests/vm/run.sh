@@ -31,7 +31,7 @@ emulate() {
   while read -r word rest; do
     rest=${rest//%RUN%/$run}
     case $word in
-      '#'* | '' | arch) ;;
+      '#'* | '' | arch | has) ;;
       disk) truncate -s "${rest#* }" "$run/${rest% *}" ;;
       -*) args+=("$word" "$rest") ;;
       *) echo "$machine: unknown word $word" >&2 && return 1 ;;
