@@ -8,10 +8,12 @@ namespace kestrel {
 /// Prints on standard error, and into the debug log behind "console: ". Nothing when silent.
 int printm(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
+/// Title, version and legal texts; nothing when silent.
 void gatherer_banner();
 /// Banner and usage; ends the program with status 1.
 [[noreturn]] void gatherer_help(const wchar_t* program);
-/// Asks for consent. 0 agreed or not asked, -1 declined (the end of input declines).
+/// Asks for consent. 0 agreed or, in batch and silent runs, not asked, -1 declined (the end of
+/// input declines).
 int gatherer_disclaimer();
 
 /// Reads one answer line from standard input and returns its first character, the newline for an

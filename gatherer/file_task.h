@@ -9,7 +9,9 @@ namespace kestrel {
 
 /// Stores `temporary` in the gather file (when gathering is on) and gives it its final name (when
 /// it is to be kept): template + "." kind + "." extension, either may be null. The final name and
-/// an error text go to the two places (may be null); both live until the program ends.
+/// an error text go to the two places (may be null); both live until the program ends. False only
+/// for a file that was neither to be stored nor has a name; a failure is told to the user and fails
+/// the run.
 bool store_or_save_file(const char* temporary, int item_type, const char** result_name,
                         const char** error_text, const char* extension, const char* kind);
 
@@ -19,28 +21,33 @@ void gatherer_generate_filename(const char* file_template, const char* suffix, c
                                 int size);
 /// What one macro letter stands for; "" for an unknown one. At most 255 characters.
 std::wstring gatherer_expand_filename_macro(wchar_t letter);
-/// Finds the program's folder and stores it as filename_save_path.
+/// Finds the program's folder and stores it, the last '/' included, as filename_save_path; "" when
+/// it cannot be told.
 void gatherer_save_path();
 
 /// Opens, and later closes, the markup report (XML, ksml, TALV); which of the two its order tells.
+/// A report that cannot be closed whole is kept under its temporary name and fails the run.
 class xml_output_file_task : public task {
  public:
   xml_output_file_task(const char* name, int order);
   bool test() override;
   bool run(FILE* current) override;
 };
+/// The same for plain text (text, list). A file that cannot be created ends the program.
 class txt_output_file_task : public task {
  public:
   txt_output_file_task(const char* name, int order);
   bool test() override;
   bool run(FILE* current) override;
 };
+/// The same for HTML.
 class html_output_file_task : public task {
  public:
   html_output_file_task(const char* name, int order);
   bool test() override;
   bool run(FILE* current) override;
 };
+/// Makes standard output the open report when the user asked for that; nothing closes it.
 class stdout_output_task : public task {
  public:
   stdout_output_task(const char* name, int order);

@@ -49,6 +49,7 @@ class GatherFile {
   GatherFile& operator=(const GatherFile&) = delete;
   ~GatherFile();
 
+  /// Replaces what `path` names by an empty container and opens that.
   int CreateFile(const char* path);
   /// Opens a container for appending; only a regular file that is no link. Of a stuffed one a plain
   /// temporary copy is opened, and what is appended goes with it.
@@ -63,10 +64,12 @@ class GatherFile {
   int ExtractItem(unsigned char type, const char* path);
   int NumItems() const;
   unsigned char GetItemType(int index) const;  ///< 0 for an index out of range
+  /// Creation time of the open container.
   int GetFileStamp(gthStamp* stamp) const;
-  /// A failed close is told as gth_cannot_write.
+  /// A failed close is told as gth_cannot_write; without an open container gth_ok.
   int CloseFile();
   bool is_open() const { return file_ != nullptr; }
+  /// This moment, in UTC.
   static void GetCurrentDate(gthStamp* stamp);
 
   /// Turns a closed plain container into the stuffed form, in place. On failure it stays plain.

@@ -23,6 +23,7 @@ struct gthStamp {
   uint16_t year;
 };
 
+/// Sizes and places in bytes, and the two idents, as drawn above.
 inline constexpr size_t k_gth_head_size = 20;
 inline constexpr size_t k_gth_record_size = 10;
 inline constexpr size_t k_gth_count_offset = 19;
@@ -87,6 +88,7 @@ enum class gth_fault {
   unknown_flag,       ///< a compressed flag other than 0 and 1
 };
 
+/// An item of a container in memory.
 struct gth_item : gth_record {
   size_t offset;  ///< of the record, in the plain form
 };
@@ -106,6 +108,7 @@ class gth_container {
   size_t item_count() const { return item_count_; }
   /// The whole items before the fault.
   const std::vector<gth_item>& items() const { return items_; }
+  /// The stored bytes of one of items(); as long as this object lives.
   byte_span data(const gth_item& item) const;
   /// Bytes behind the last whole item: what a killed run left, or what the fault is about.
   byte_span rest() const;

@@ -18,13 +18,14 @@ enum setting : int {
   setting_keep_output_files = 10,  ///< keep stand-alone files although they were stored
   setting_return_code = 11,        ///< exit status of the run
   setting_stdout_output = 13,      ///< report goes to standard output
-  setting_vpd_mode = 14,
+  setting_vpd_mode = 14,           ///< "vpd" was given; nothing reads it
   setting_file_option_given = 15,  ///< a file was given as "zyr/kestrel2"; nothing reads it
   setting_debug_stream = 16,       ///< debug log kept open as one stream
   setting_run_mode = 17,           ///< 0 gather, 1 list probes, 2 help
   setting_count = 18,
 };
 
+/// Store 1, store 0, store the value given, or store nothing.
 enum setting_mode { setting_on = 0, setting_off = 1, setting_set = 2, setting_get = 3 };
 
 /// Applies `mode` to the setting and returns the value it had before.
@@ -42,6 +43,7 @@ enum filename_setting {
 /// setting_off stores null, setting_on and setting_set store `value` (not copied, never freed),
 /// setting_get stores nothing. Returns the slot's value after the call.
 const char* gatherer_filename(filename_setting slot, setting_mode mode, const char* value);
+/// The slot's value, null when it has none.
 inline const char* get_filename(filename_setting slot) {
   return gatherer_filename(slot, setting_get, nullptr);
 }
@@ -49,9 +51,12 @@ inline const char* get_filename(filename_setting slot) {
 /// Marks the run as failed: it will end with return code 1.
 void fail_run();
 
+/// What every run starts from.
 void gatherer_default_configuration();
+/// Presets on top of it, one for each customer or option: they change settings, file names and the
+/// output format, and leave the others as they are.
 void demo_configuration();
-void enterprise_configuration();
+void enterprise_configuration();  ///< changes nothing
 void premium_configuration();
 void wren_configuration();
 void plove_configuration();
@@ -62,16 +67,19 @@ void qxr_configuration();
 void talv_configuration();
 void moorings_configuration();
 void html_configuration();
+/// Enables or disables the probes that the words behind argv[*index] name, up to the next option.
 void probelist_configuration(int argc, const wchar_t** argv, int* index, bool enable);
 void vpd_configuration();
+/// Make the run one of the install or uninstall tasks, with k_driver_reference.
 void install_driver_configuration();
 void uninstall_driver_configuration();
+/// The debug log, a file opened anew for every line or one stream.
 void debug_configuration(bool stream);
 /// The preset that this program was built for (CMake option KESTREL_FLAVOUR); nothing for
 /// "default".
 void flavour_configuration();
 
-/// Name of the customer flavour, "" for none.
+/// Name of the customer flavour, "" for none; a literal.
 const char* get_subversion();
 
 }  // namespace kestrel

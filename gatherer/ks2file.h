@@ -28,13 +28,20 @@ bool store_file(const char* path, int item_type, bool compress);
 /// True when the container took everything that `store_file` was last asked to add.
 bool was_stored();
 
+/// Store a regular file behind a header, as item_stored_file: non-ASCII bytes as '?', the locale's
+/// text as UTF-8, or unchanged. A null `mime_type` is "". False when gathering is off, the file
+/// cannot be read whole or the container refused it; what fails once it is open is told to the
+/// user.
 bool store_ascii_file(const char* path, const char* mime_type);
 bool store_text_file(const char* path, const char* mime_type);
 bool store_binary_file(const char* path, const char* mime_type);
+/// The same with a shell command's output, as text, under `name`. Its exit code does not matter.
 bool run_command_and_store_file(const char* name, const char* command, const char* mime_type);
 
+/// The lines "Filename: name" and "MIME-Type: type" in UTF-8, and an empty one.
 void write_file_header(FILE* out, const char* name, const char* mime_type);
 /// Creates "kest<kind><pid>.tmp" in the current directory and writes its name into `buffer`.
+/// Null on failure, with errno.
 file_ptr open_temp_file(char* buffer, int size, int kind);
 
 }  // namespace kestrel

@@ -9,16 +9,17 @@
 
 namespace kestrel {
 
+/// Vendor and name from the release file, the version from uname.
 class os_info_linux : public os_info {
  public:
   /// Reads the first release file that opens.
   os_info_linux();
 
   int get_platform_id() override { return 1; }
-  char* get_platform_id(char* buffer, int size) override;
+  char* get_platform_id(char* buffer, int size) override;  ///< "Linux"
   char* get_vendor(char* buffer, int size) override;
   char* get_name(char* buffer, int size) override;
-  char* get_version(char* buffer, int size) override;
+  char* get_version(char* buffer, int size) override;        ///< "release machine"
   char* get_build(char* buffer, int size) override;          ///< empty
   char* get_service_level(char* buffer, int size) override;  ///< empty
 

@@ -3,8 +3,10 @@
 
 namespace kestrel {
 
+/// What the running system says about itself.
 class os_info {
  public:
+  /// The system's bit in the platform masks of tasks and probes; 1 is Linux.
   virtual int get_platform_id() = 0;
   /// All texts are written into the caller's buffer, cut to `size`, and returned.
   virtual char* get_platform_id(char* buffer, int size) = 0;
@@ -17,7 +19,7 @@ class os_info {
   virtual bool is(int mask);
   virtual ~os_info() = default;
 
-  /// A new object for the running system.
+  /// A new object for the running system, which the caller owns.
   static os_info* make_os_info();
   /// The one object of the process, created on first use, never destroyed.
   static os_info& get_instance();

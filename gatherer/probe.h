@@ -16,21 +16,27 @@ class probe_task : public task {
   /// A probe task with its masks.
   probe_task(const char* name, int order, int detail_level, unsigned platforms, unsigned customers);
 
-  bool check_fp(FILE* fp) override;
+  bool check_fp(FILE* fp) override;  ///< false without an open report
   void set_status(bool enable) override;
   void set_blocked(bool block) override;
   bool is_enabled() override;
   bool is_blocked() override;
 
+  /// Only these, these not, these as well.
   enum list_kind { probe_list = 0, skip_list = 1, enable_list = 2 };
   /// The list replaces an earlier one of its kind; null for none.
   static void set_probe_list(int kind, std::unique_ptr<str_list> list);
+  /// Applies the lists that were set: the first disables all other probes, then the enable list and
+  /// the skip list follow.
   static void process_probe_lists();
+  /// Enable or disable the probe tasks of that name or id, whatever its case; a name that none has
+  /// changes nothing.
   static void process_probe_list(str_list& list, bool enable);
   static void enable_probe(const char* name);
   static void disable_probe(const char* name);
   static void set_probe_status(const char* name, bool enable);
   static void disable_all_probes();
+  /// Blocks the tasks of that name for the whole run, enabled or not.
   static void block_task_by_name(const char* name);
 
   bool enabled = true;
@@ -42,7 +48,8 @@ class probe_task : public task {
 
 class probe;
 
-/// A task made of probes that share one report section.
+/// A task made of probes that share one report section. It is valid, and its test succeeds, when
+/// one of its members' does. It does not own them.
 class probe_group : public probe_task {
  public:
   /// `title` may be null: then no section is opened.
@@ -52,7 +59,9 @@ class probe_group : public probe_task {
   bool test() override;
   void print_task() override;
   bool is_valid() override;
+  /// Asks the members in turn until one understands the parameter.
   bool set_parameter(const char* key, const char* value) override;
+  /// Appends a member; its constructor calls this.
   void add_probe(probe* member);
 
   probe* probes = nullptr;
@@ -60,7 +69,8 @@ class probe_group : public probe_task {
   const char* title;
 };
 
-/// A member of a group. Its masks decide; those of the group are never consulted.
+/// A member of a group, to which it adds itself. Its masks decide; those of the group are never
+/// consulted. Names are not copied.
 class probe {
  public:
   probe(probe_group& group, const char* name, int detail_level, int platforms,
@@ -69,15 +79,19 @@ class probe {
   probe& operator=(const probe&) = delete;
   virtual ~probe() = default;
 
+  /// Whether the machine has what the probe reports.
   virtual bool test();
   /// Writes the probe's tables into the open section. False only shows in the debug log.
   virtual bool run(FILE* fp) = 0;
+  /// False for a parameter that is not this probe's; the base class knows none. `value` may be
+  /// null.
   virtual bool set_parameter(const char* key, const char* value);
+  /// What is_valid asks for: a common customer bit, the run's detail level, the platform.
   virtual int validate_customers();
   virtual bool validate_detail();
   virtual bool validate_platform();
   bool is_valid();
-  void print_probe();
+  void print_probe();  ///< into the debug log
 
   const char* name;
   int detail_level;
@@ -86,7 +100,7 @@ class probe {
   probe* next = nullptr;
 };
 
-/// Embeds one file in the report.
+/// Embeds one file, if it is readable, in the report. The path is not copied.
 class file_probe : public probe {
  public:
   file_probe(probe_group& group, const char* name, const char* path, int detail_level,
@@ -97,7 +111,8 @@ class file_probe : public probe {
   const char* path;
 };
 
-/// Embeds the output of a shell command, if `file` (may be null) is readable.
+/// Embeds the output of a shell command, if `file` (may be null) is readable. `run` fails when the
+/// command does. The texts are not copied.
 class list_probe : public probe {
  public:
   list_probe(probe_group& group, const char* name, const char* file, const char* command,
@@ -116,7 +131,7 @@ class legacy_probe : public probe_task {
   void print_task() override;
 };
 
-/// Writes the probe list into the report.
+/// Writes the ids of the probes that run into the report.
 class probe_list_task : public task {
  public:
   probe_list_task(const char* name, int order, unsigned customers);

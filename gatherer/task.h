@@ -25,6 +25,7 @@ struct applicability {
 bool applies(const char* name, const applicability& wanted, bool detail, bool platform,
              int customers);
 
+/// A unit of the run, in the registry for as long as it lives.
 class task {
  public:
   /// Registers the object behind all tasks of the same or a smaller order. `name` is not copied.
@@ -38,12 +39,16 @@ class task {
   virtual bool run(FILE* fp) = 0;
   /// Whether the task can run on this machine.
   virtual bool test();
+  /// Enabled, not blocked, and valid for this run.
   virtual bool validate();
+  /// Whether the task can do with that stream, which may be null.
   virtual bool check_fp(FILE* fp);
-  virtual void print_task();
+  virtual void print_task();  ///< into the debug log
+  /// What is_valid asks for: a common customer bit, the run's detail level, the platform.
   virtual int validate_customers();
   virtual bool validate_detail();
   virtual bool validate_platform();
+  /// Tasks that are no probes cannot be disabled or blocked.
   virtual void set_status(bool enabled);
   virtual void set_blocked(bool blocked);
   virtual bool is_enabled();
@@ -52,26 +57,38 @@ class task {
   /// Takes one parameter of "-p". `value` may be null. The base class understands none.
   virtual bool set_parameter(const char* key, const char* value);
 
+  /// A name as an id: letters raised, all but ASCII letters and digits '_'. The first in place.
   static void make_task_id(char* text);
   static std::string make_task_id(std::string text);
+  /// The first task of that id (its case does not matter) or name; null when there is none.
   static task* get_task(const char* id);
   static task* get_task_by_name(const char* name);
   static task* get_task_by_name(const wchar_t* name);
+  /// Runs the task; false when there is none, it does not apply, or it failed.
   static bool run_task(const char* id);
+  /// Run the whole registry, its tasks from order `lo` to below `hi`, or what a list switches on
+  /// and names. All write to output_file.
   static void run_all();
   static void run_tasks(int lo, int hi);
   static void run_task_list(const task_list_struct& list);
+  /// The ranges of orders that a task list switches on.
   static void run_install_tasks();
   static void run_uninstall_tasks();
   static void run_init_tasks();
   static void run_cleanup_tasks();
+  /// Reads "-p task key=value ..." at argv[*index] and leaves the index on the last word consumed.
+  /// An unknown task is told to the user.
   static void set_task_parameters(int argc, const wchar_t** argv, int* index);
+  /// False without such a task or when it refuses. `value` may be null.
   static bool set_task_parameter(const wchar_t* task_name, const wchar_t* key,
                                  const wchar_t* value);
-  static void print_task_list();
+  static void print_task_list();  ///< into the debug log
+  /// The ids of the probes that would run, a line each; a null stream takes nothing.
   static void print_probe_list(FILE* stream);
 
+  /// Validates, tests and runs the task, and shows its name and status word.
   bool run_task(FILE* fp);
+  /// Asks the user, in step mode, whether to run it. True when the task is dealt with.
   bool step_task(FILE* fp);
   void print_banner();
   void print_status(bool ok);
@@ -83,10 +100,12 @@ class task {
   const char* name;
   std::string id;
   int order;
-  int system_task = 1;
+  int system_task = 1;  ///< 0 for probes
   int detail_level = 0;
+  /// Masks; a task applies where one bit of each is that of the run.
   unsigned platforms = 0xFFFF;
   unsigned customers = 0xFFFF;
+  /// The words that the console shows; not copied.
   const char* status_ok_text = "OK";
   const char* status_fail_text = "Not found";
   task* next = nullptr;
@@ -102,6 +121,7 @@ class task_iterator {
   virtual bool valid() { return true; }
 };
 
+/// The list of this run; empty at start.
 extern task_list_struct gatherer_task_list;
 
 }  // namespace kestrel

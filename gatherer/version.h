@@ -3,6 +3,7 @@
 
 namespace kestrel {
 
+/// What the banner, the reports and the debug log show.
 extern const char* const k_title;
 extern const char* const k_version;
 extern const char* const k_release;

@@ -7,6 +7,7 @@
 
 namespace kestrel {
 
+/// The way in which a file is stored.
 enum generic_file_type {
   FILE_ASCII = 0,     ///< item 66, printable ASCII
   FILE_TEXT = 1,      ///< item 66, converted to UTF-8
@@ -19,6 +20,7 @@ enum generic_file_type {
   FILE_SECEVENT = 8,  ///< item 20
 };
 
+/// Stores one file, or imports it, while a gather file is open; false when that failed.
 class zeng_task : public task {
  public:
   /// Registered under the file's name, which must outlive the task.

@@ -9,7 +9,7 @@
 namespace kestrel {
 
 /// The first printable text there that looks like a version ("Ver", "Rev", "v1" ... around a dotted
-/// number), or nothing.
+/// number); nothing when there is none or the area cannot be read.
 std::optional<std::string> get_bios_version();
 
 /// The same over any bytes.

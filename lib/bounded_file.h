@@ -18,7 +18,7 @@ namespace kestrel {
 /// caller are read to their end.
 class bounded_file {
  public:
-  /// Opens a regular file.
+  /// Opens a regular file. On failure `is_open` is false and errno tells why.
   explicit bounded_file(const char* path) : owned_(open_regular_file(path)), file_(owned_.get()) {
     struct stat status;
     if (file_ != nullptr && fstat(fileno(file_), &status) == 0 && status.st_size > 0) {
@@ -30,6 +30,7 @@ class bounded_file {
 
   bool is_open() const { return file_ != nullptr; }
 
+  /// The next bytes of an open file: how many, fewer than `size` only at its end or on an error.
   size_t read(char* bytes, size_t size) {
     size = static_cast<size_t>(std::min<uint64_t>(size, left_));
     const size_t length = std::fread(bytes, 1, size, file_);
@@ -37,7 +38,7 @@ class bounded_file {
     return length;
   }
 
-  /// Appends up to `size` bytes; false when not even one was left.
+  /// Appends up to `size` bytes, 4 at most; false when not even one was left.
   bool append(std::string& text, size_t size) {
     char bytes[4];
     const size_t length = read(bytes, std::min(size, sizeof bytes));

@@ -9,12 +9,16 @@
 
 namespace kestrel {
 
+/// Bytes that stay their owner's.
 using byte_span = std::span<const unsigned char>;
 
+/// Reads forward through bytes that must outlive it. What goes past the end sets `failed` for good
+/// and leaves the cursor at the end.
 class cursor {
  public:
   explicit cursor(byte_span bytes, size_t position = 0) : bytes_(bytes) { seek(position); }
 
+  /// All getters give 0 when too few bytes are left.
   uint8_t get_u8() { return static_cast<uint8_t>(get(1)); }
   /// Little-endian getters, the order of firmware tables and gather files.
   uint16_t get_u16() { return static_cast<uint16_t>(get(2)); }
@@ -35,6 +39,7 @@ class cursor {
     return piece;
   }
   void skip(size_t count) { take(count); }
+  /// Goes to `position`, counted from the first byte.
   void seek(size_t position) {
     if (position > bytes_.size()) {
       fail();

@@ -32,11 +32,12 @@ enum date_hint : uint32_t {
   time_then_date = 0x02000000,
   date_only = 0x04000000,
   time_only = 0x08000000,
-  date_fixed_width = 0x10000000,
-  date_cim = 0x40000000,
-  date_guessed = 0x80000000,
+  date_fixed_width = 0x10000000,  ///< no separators: two digits a part, four the year
+  date_cim = 0x40000000,          ///< a CIM datetime (DMTF DSP0004), "20060815144224.000000"
+  date_guessed = 0x80000000,      ///< set by the guess, for the log only
 };
 
+/// A moment, or a date or time of day alone, and the text that it came from.
 class gathered_datetime_base {
  public:
   gathered_datetime_base();
@@ -58,9 +59,10 @@ class gathered_datetime_base {
   /// The value as text; lives until the next call.
   virtual const char* format() = 0;
 
+  /// The parts as they were set; only those of a text are checked. Months and days count from 1.
   uint32_t year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
-  uint32_t fraction = 0;  ///< microseconds of a CIM text
-  char text[32] = "";
+  uint32_t fraction = 0;    ///< microseconds of a CIM text
+  char text[32] = "";       ///< what `format` returned
   uint32_t reference_year;  ///< the current year, for two-digit years
   bool valid = false;
 
@@ -81,6 +83,7 @@ class gathered_datetime_base {
   std::optional<std::string> alt_string;
 };
 
+/// The values that Table::log_data takes, by what is shown.
 class gathered_datetime : public gathered_datetime_base {
  public:
   const char* format() override;  ///< "2006-08-15 14:42:24"

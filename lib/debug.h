@@ -16,7 +16,7 @@ bool is_logging();
 void enable_log_to_file(const char* path);
 /// The same without truncating.
 void enable_append_log_to_file(const char* path);
-void disable_log_to_file();
+void disable_log_to_file();  ///< the file stays
 /// Opens `path` for writing and keeps it open; fatal when it cannot be opened.
 void enable_log_to_stream(const char* path);
 /// Logs to a stream that the caller owns.
@@ -43,7 +43,8 @@ int print_with_timeW(const wchar_t* format, ...);
 /// Logs "what (errnum): text of the error".
 int print_error(const char* what, int errnum);
 
-/// Dumps `length` bytes, 16 a row. `prefix` may be null. With `c_array` the dump is C source.
+/// Dumps `length` bytes, 16 a row. `prefix` stands in front of each row and may be null. With
+/// `c_array` the dump is C source.
 void print_hexdump(const char* title, const void* data, int length, const char* prefix,
                    bool c_array = false);
 /// Dumps `count` 16-bit words, 16 a row.

@@ -9,11 +9,13 @@
 
 namespace kestrel {
 
+/// A value of a field and the words that stand for it.
 struct code_name {
   uint32_t code;
   const char* name;
 };
 
+/// A bit of a field, or several, and the words that stand for them.
 struct mask_name {
   uint32_t mask;
   const char* name;

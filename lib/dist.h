@@ -7,10 +7,11 @@
 
 namespace kestrel {
 
+/// What the release file tells.
 struct distribution {
-  std::string long_name;  ///< vendor
-  std::string short_name;
-  std::string release;  ///< first non-empty line of the release file
+  std::string long_name;   ///< vendor
+  std::string short_name;  ///< "Debian"; empty where /etc/issue names no known one
+  std::string release;     ///< first non-empty line of the release file
 };
 
 /// The distribution of the running system; "Unknown" (short: "generic") where nothing tells.

@@ -17,7 +17,7 @@ namespace kestrel {
 class smbios_structure {
  public:
   smbios_structure() = default;
-  /// `bytes` is the whole structure, header and strings.
+  /// `bytes` is the whole structure, header and strings; they must outlive the object.
   explicit smbios_structure(byte_span bytes) : bytes_(bytes) {}
 
   explicit operator bool() const { return !bytes_.empty(); }
@@ -42,10 +42,12 @@ class smbios_structure {
   byte_span bytes_;
 };
 
+/// The machine's SMBIOS table: found and copied on first use, then asked for its structures and for
+/// what they tell about the machine.
 class Dmi {
  public:
-  static constexpr int k_table_size = 16384;       ///< a longer table is cut
-  static constexpr unsigned k_indexed_types = 40;  ///< types above share one list
+  static constexpr int k_table_size = 16384;       ///< bytes; a longer table is cut
+  static constexpr unsigned k_indexed_types = 40;  ///< types from here on share one list
 
   Dmi() = default;
   Dmi(const Dmi&) = delete;
@@ -55,37 +57,46 @@ class Dmi {
   /// Finds, copies and indexes the table once; later calls return the first result. Every query
   /// calls it.
   bool init();
-  bool is_valid() const { return valid_; }
-  int get_smbios_revision();  ///< BCD: major in the high nibble; 0 without a table
+  bool is_valid() const { return valid_; }  ///< what `init` found, false before it
+  int get_smbios_revision();                ///< BCD: major in the high nibble; 0 without a table
+  /// How many structures have the type; from k_indexed_types on all count together.
   unsigned get_num_structs(unsigned type);
   /// The index-th structure (from 0) of the type in table order; false when there is none. It is a
   /// view of this object's table.
   smbios_structure get_struct(unsigned type, unsigned index);
 
+  /// The number-th string, see smbios_structure::string; "" also for a negative number.
   static std::string getString(int number, const smbios_structure& structure);
   /// A product name's first 64 characters, or what a "-[8670-4RX]-" in them says: "8670".
   static std::string getArchitectedString(int number, const smbios_structure& structure);
+  /// Name of an enclosure type (DSP0134, type 3) without its lock bit; "Unknown" for others.
   static const char* getChassisType(unsigned char type);
   /// Whole length at the start of `rest`, bounded by it; 0 when no structure fits.
   static unsigned getLengthOfStructure(byte_span rest);
+  /// Names of a memory module's type bits, joined with ", "; "None" when no bit is set, "Error:
+  /// Invalid Type" for a reserved bit.
   static std::string getType06MemoryType(unsigned bits);
+  /// Name of a memory device's type; "Error: Invalid Type" for others.
   static const char* getType17MemoryType(unsigned code);
+  /// Name of a memory device's form factor; "Unknown" for others.
   static const char* getType17FormFactor(unsigned code);
 
-  // "Unknown" without a table or a structure of the type needed.
+  /// What the first structure of the type needed tells; "Unknown" without one, "" where it names no
+  /// text.
   std::string get_make();
   std::string get_model();
-  std::string get_serial_number();
-  std::string get_enclosure_type();
-  std::string get_uuid();  ///< 32 lower-case hexadecimal digits in stored order
+  std::string get_serial_number();   ///< of the system, else of the enclosure
+  std::string get_enclosure_type();  ///< see getChassisType
+  std::string get_uuid();            ///< 32 lower-case hexadecimal digits in stored order
   std::string get_bios_build();
-  gathered_date get_bios_date();  ///< empty when there is none
+  gathered_date get_bios_date();  ///< not valid when there is none
 
   /// The designation of the first PCI slot with that id (at most 63 characters), else the id
   /// itself.
   std::string get_pci_slot_name(int slot_id);
-  /// Fills at most `size` slot ids, returns how many.
+  /// Fills at most `size` ids of PCI and PCI-X slots, 0 left out, and returns how many.
   int get_num_pci_slots(uint16_t* ids, int size);
+  /// False also when no slot has that id.
   bool is_pci_slot_in_use(int slot_id);
 
   int get_total_installed_memory();   ///< MB; 0 without a table
@@ -97,12 +108,13 @@ class Dmi {
   std::string get_installed_memory_type(unsigned slot);
   uint32_t get_checksum();  ///< weighted sum of the table's bytes
 
+  /// Finds and copies the table anew; false when there is none or it cannot be read. For `init`.
   bool get_table();
   bool get_wmi_smbios_table();  ///< always false on this platform
 
   /// The one object that SysInfo and others share, created and initialised on first use.
   static Dmi& get_instance();
-  static Dmi* instance;
+  static Dmi* instance;  ///< null before that
 
  private:
   static constexpr size_t k_entry_point_size = 15;

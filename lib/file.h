@@ -7,6 +7,7 @@
 
 namespace kestrel {
 
+/// Closes a stream and drops the result: what was written is closed by `close_checked`.
 struct file_closer {
   void operator()(FILE* file) const { std::fclose(file); }
 };
@@ -24,7 +25,8 @@ file_ptr create_output_file(const char* path, const char* mode);
 
 /// Flushes; 0, or the reason for which a write on the stream failed now or earlier.
 int write_failure(FILE* file);
-/// Flushes and closes; true only when no write on the stream ever failed. errno tells why not.
+/// Flushes and closes; true only when no write on the stream ever failed. False for null, too.
+/// errno tells why not.
 bool close_checked(file_ptr file);
 bool close_checked(FILE* file);
 

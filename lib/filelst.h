@@ -18,6 +18,7 @@ class FileList {
   /// What `glob` answered: 0, GLOB_NOMATCH or another code.
   int result() const { return result_; }
   size_t size() const { return found_.gl_pathc; }
+  /// `index` is below size(). The text lives as long as the object.
   const char* operator[](size_t index) const { return found_.gl_pathv[index]; }
 
  private:

@@ -14,7 +14,8 @@
 namespace kestrel {
 
 /// Configuration registers of one PCI function, and the time that passes while it works. Every
-/// access moves exactly the width it names; false when it failed.
+/// access moves exactly the width it names, in the machine's byte order; `offset` is in bytes.
+/// False when it failed, and `value` unchanged.
 class pcivpd_registers {
  public:
   virtual ~pcivpd_registers() = default;
@@ -29,6 +30,7 @@ class pcivpd_registers {
 
 /// The decoded texts of one function; an absent one is empty.
 struct pci_vpd_xxx {
+  /// Where a text is filed: by its keyword, the case of whose letters does not count.
   enum entry : size_t {
     identifier,                         ///< product name
     part_number,                        ///< keywords that begin with P
@@ -37,12 +39,13 @@ struct pci_vpd_xxx {
     serial_number,                      ///< S
     vendor_digit,                       ///< V0 to V9
     vendor_letter = vendor_digit + 10,  ///< VA to VZ
-    c_keyword = vendor_letter + 26,
-    r_keyword,
-    entry_count,
+    c_keyword = vendor_letter + 26,     ///< C, as CP, extended capability
+    r_keyword,                          ///< R, as RV, checksum
+    entry_count,                        ///< other keywords are dropped
   };
   std::array<std::optional<std::string>, entry_count> texts;
 
+  /// Lives until the text is changed.
   const char* text(entry which) const { return texts[which] ? texts[which]->c_str() : ""; }
 };
 
@@ -50,7 +53,8 @@ inline constexpr int k_vpd_max_polls = 1000;             ///< of the completion 
 inline constexpr int64_t k_vpd_max_milliseconds = 2000;  ///< for one function in all
 inline constexpr uint32_t k_vpd_last_address = 0x7FFF;   ///< bit 15 would turn a read into a write
 
-/// Offset of the VPD capability, or 0.
+/// Offset of the VPD capability; 0 when there is none, a register cannot be read, or the list of
+/// capabilities leads astray.
 uint8_t pcivpd_find_capability(pcivpd_registers& registers);
 /// Decodes what the card answers, as far as it does: a failed access, a card that stays silent, a
 /// record past its resource and the time limit end the decode with what was decoded.

@@ -21,6 +21,7 @@ struct record_key {
   const char* suffix = "";
 };
 
+/// How one command prints its records.
 struct record_format {
   const char* module;  ///< begins the debug lines
   const char* reader;  ///< what the end of the output is reported as
@@ -34,6 +35,7 @@ using record = std::vector<std::string>;
 /// Puts records together, a line at a time.
 class record_lines {
  public:
+  /// `format` is kept by reference: it must outlive the object.
   explicit record_lines(const record_format& format);
   /// Takes a line without its newline; a record when the line closes one. The next record starts
   /// empty. Of two lines with the same key the later one holds.

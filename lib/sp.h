@@ -19,6 +19,7 @@
 
 namespace kestrel {
 
+/// Bytes that a packet's length counts besides the data.
 inline constexpr size_t k_sp_length_overhead = 6;
 /// The most data that the 16-bit length of a packet can tell of.
 inline constexpr size_t k_sp_max_data = 0xFFFF - k_sp_length_overhead;
@@ -28,7 +29,7 @@ struct SP_IO_COMMAND {
   uint8_t command;
   uint8_t first_length;
   uint16_t second_length;
-  uint8_t status;  ///< of the reply
+  uint8_t status;  ///< of the reply, 0 for success
   unsigned char data[k_sp_max_data];
 };
 static_assert(offsetof(SP_IO_COMMAND, second_length) == 2 && offsetof(SP_IO_COMMAND, data) == 5);
@@ -38,11 +39,11 @@ static_assert(offsetof(SP_IO_COMMAND, second_length) == 2 && offsetof(SP_IO_COMM
 /// What the byte routines return when the processor was not ready in time or broke the rules.
 inline constexpr unsigned k_sp_failure = 0xFFFF;
 
-/// The next byte, escapes undone.
+/// The next byte, escapes undone, or k_sp_failure.
 unsigned get_sp_byte();
 /// Sends a byte, escaped; 0, or k_sp_failure.
 unsigned send_sp_byte(unsigned char byte);
-/// Sends the end of a packet.
+/// Sends the end of a packet; 0, or k_sp_failure.
 unsigned send_sp_end();
 /// One's complement of the one's-complement sum of little-endian 16-bit words; an odd last byte
 /// counts as a word.
@@ -54,12 +55,14 @@ std::vector<unsigned char> make_sp_packet(const SP_IO_COMMAND& command);
 int send_sp_command(SP_IO_COMMAND* command);
 /// Whether a service processor answers on the ports.
 bool is_sp_present();
-/// From here 30 seconds of the process's own processor time may pass until waiting is given up.
+/// From here 30 seconds of the process's own processor time may pass until waiting is given up; a
+/// handler for SIGVTALRM is in place meanwhile.
 void set_timeout();
-void clear_timeout();
+void clear_timeout();  ///< puts the earlier handler back
 
 // --- the service processor ------------------------------------------------------------------
 
+/// One conversation with the service processor.
 class ServiceProcessor {
  public:
   /// Loads the driver library; without it the ports are used.
@@ -68,8 +71,10 @@ class ServiceProcessor {
   ServiceProcessor& operator=(const ServiceProcessor&) = delete;
   ~ServiceProcessor();
 
-  /// `argument` is for the driver.
+  /// False when there is no service processor or no right to reach it; true also when it is open
+  /// already. `argument` is for the driver.
   bool OpenComm(int argument);
+  /// Closes it if it is open, as the destructor does.
   void CloseComm();
   /// 0: done, the command holds the reply; 1: not open, or the transfer failed; 2: null command.
   /// With a driver library: what that returned.
@@ -79,13 +84,14 @@ class ServiceProcessor {
   // nothing changed, when the command fails, its reply has a status other than 0, or too little
   // data.
 
-  /// The reply's first byte.
+  /// The reply's first byte, 0 to 255.
   bool get_1_byte(const char* command, int* value);
-  /// The reply as a text, cut to `size`.
+  /// The reply as a text up to its first NUL, cut to the `size` bytes of `buffer`.
   bool get_string(const char* command, char* buffer, int size);
   /// The reply as an SP_CLOCK.
   bool get_time(const char* command, gathered_datetime* value);
-  /// Lists the codes of all commands, which are the reply to a command 0 without data.
+  /// Lists the codes of all commands, a line of two hexadecimal digits each, which are the reply to
+  /// a command 0 without data.
   bool list_supported_commands(FILE* out);
 
  private:

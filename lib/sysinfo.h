@@ -6,13 +6,15 @@
 
 namespace kestrel {
 
+/// The identity as texts, read when the object is made.
 class SysInfo {
  public:
   SysInfo();
 
-  // Texts belong to the object; "Unknown" where a value cannot be found.
+  /// Texts belong to the object and live until they are set anew; "Unknown" where a value cannot be
+  /// found.
   const char* NodeName() const { return node_name_.c_str(); }
-  /// Looked up anew on every call.
+  /// Login name, looked up anew on every call; lives until the next one.
   const char* CurrentUser();
   const char* OSName() const { return os_name_.c_str(); }
   const char* OSVersion() const { return os_version_.c_str(); }  ///< "release (machine)"
@@ -25,8 +27,8 @@ class SysInfo {
   const char* Model() const { return model_.c_str(); }
   const char* UUID() const { return uuid_.c_str(); }
 
-  // Trimmed of white space and '_'; an empty vendor, model or serial becomes "Unknown", an empty
-  // UUID stays empty on purpose.
+  /// Trimmed of white space and '_'; an empty vendor, model or serial becomes "Unknown", an empty
+  /// UUID stays empty on purpose.
   void set_vendor(const char* value);
   void set_model(const char* value);
   void set_serial(const char* value);
@@ -34,7 +36,7 @@ class SysInfo {
 
   /// The one object of the process, created on first use.
   static SysInfo& get_instance();
-  static SysInfo* instance;
+  static SysInfo* instance;  ///< null before that
 
  private:
   bool read_vpd();

@@ -13,6 +13,7 @@
 
 namespace kestrel {
 
+/// The formats of a report, each in a table_*.cc of its own.
 enum output_format_type {
   OUTPUT_TEXT = 0,  ///< boxed plain text
   OUTPUT_XML = 1,   ///< element names made from table and column names
@@ -23,13 +24,14 @@ enum output_format_type {
   OUTPUT_XML_LOWERCASE = 6,  ///< only for set_output_format, which stores OUTPUT_XML
 };
 
+/// What the cells of a column hold.
 enum datatype {
   DT_STRING = 0,
-  DT_INTEGER = 1,
-  DT_HEX = 2,
-  DT_FLOAT = 3,  ///< accepts integers, renders nothing
-  DT_ASCII = 4,  ///< made printable ASCII first
-  DT_BOOL = 5,
+  DT_INTEGER = 1,  ///< decimal
+  DT_HEX = 2,      ///< upper-case digits
+  DT_FLOAT = 3,    ///< accepts integers, renders nothing
+  DT_ASCII = 4,    ///< made printable ASCII first
+  DT_BOOL = 5,     ///< a number: false for 0, else true
 };
 
 /// One column as data: `width` 0 leaves it to the default.
@@ -45,22 +47,27 @@ struct table_state;
 struct table_column;
 class cell_number;
 
-/// One table being written. Misuse is refused with a message on standard output, never thrown.
+/// One table being written. Misuse is refused with a message on standard output and `false`, never
+/// thrown.
 /// A null stream writes nothing. Text arguments are copied or written at once.
 class Table {
  public:
   static constexpr int k_max_columns = 20;
 
+  /// The stream stays the caller's. At most 255 bytes of title and instance are kept.
   Table(FILE* out, const char* title);
   Table(FILE* out, const char* title, const char* instance);
   Table(const Table&) = delete;
   Table& operator=(const Table&) = delete;
   ~Table();
 
+  /// For the tables that begin from now on, and for the markup writer.
   static void set_output_format(output_format_type format);
   static output_format_type get_output_format();
+  /// Sum over all sections that ended so far.
   static uint32_t get_output_checksum();
 
+  /// The heading: its columns, from the left, k_max_columns at most.
   bool start_heading();
   bool add_column(const char* name, datatype type);
   /// Raises the column's width, never lowers it; a column out of range is ignored.
@@ -69,8 +76,11 @@ class Table {
   /// start_heading, every column with its width, end_heading.
   bool declare(std::span<const column> columns);
 
+  /// Opens a row, which the formats that name rows show under `name`.
   bool start_row(const char* name);
   bool start_row(const wchar_t* name);
+  /// Fills the next cell of the open row. Numbers belong into INTEGER, HEX, FLOAT and BOOL columns,
+  /// texts into STRING and ASCII ones; a null text is "".
   bool log_data(int value);
   bool log_data(unsigned long value);
   /// A count: as an int where it fits, else whole.
@@ -78,6 +88,7 @@ class Table {
   bool log_data(const char* value);
   bool log_data(const std::string& value) { return log_data(value.c_str()); }
   bool log_wide_data(const wchar_t* value);
+  /// A date that is not valid is shown as the text that it came from.
   bool log_data(gathered_date value);
   bool log_data(gathered_time value);
   bool log_data(gathered_datetime value);
@@ -105,13 +116,17 @@ class Table {
   bool is_framed_ = false;  // the columns hold what the format writes around their values
 };
 
-/// Sections do not nest.
+/// Sections do not nest. A null stream writes nothing; the sums are kept all the same.
 void start_section(FILE* out, const char* title);
 void end_section(FILE* out);
 /// Copies a file (or the open stream `in`, which stays the caller's) into the report under `path`.
+/// False without a stream or a path, always in OUTPUT_TALV, and but for the XML formats also for a
+/// file that cannot be opened.
+/// XML stops once `limit` characters were counted, 0 for no limit; others know only a limit of 1.
 bool log_file(FILE* out, const char* path, FILE* in = nullptr, unsigned limit = 0);
 bool log_file(FILE* out, const char* path, unsigned limit);
-/// Imports a ksml file into a ksml report.
+/// Imports a ksml file into a ksml report; false for reports in other formats and for a file that
+/// cannot be opened.
 bool log_ksml_file(FILE* out, const char* path);
 
 /// Bytes outside 32 to 126 become '?'.

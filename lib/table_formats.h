@@ -27,6 +27,7 @@ struct text_frame {
   }
 };
 
+/// A declared column.
 struct table_column {
   std::string name;
   datatype type = DT_STRING;
@@ -34,15 +35,16 @@ struct table_column {
   text_frame frame;  ///< around each value
 };
 
+/// One table on its way: Table fills it, the format reads it and appends to `line`.
 struct table_state {
   std::string title;
   std::string instance;
   /// The declared columns, and behind them one slot that takes a value too many as a string.
   std::array<table_column, Table::k_max_columns + 1> columns;
   int column_count = 0;
-  int widest = 0;  ///< largest column width of the heading
-  int row_count = 0;
-  uint16_t checksum = 0;
+  int widest = 0;         ///< largest column width of the heading
+  int row_count = 0;      ///< the open row included
+  uint16_t checksum = 0;  ///< sum of the rows that ended
   uint16_t row_checksum = 0;
   text_frame row_name;  ///< for the use of the format
   text_frame row_sum;   ///< for the use of the format
@@ -104,6 +106,7 @@ struct output_format {
   bool (*file)(FILE* out, const char* path, FILE* in, unsigned limit);
 };
 
+/// Each in a file of its own, table_*.cc.
 extern const output_format k_text_format;
 extern const output_format k_list_format;
 extern const output_format k_xml_format;
@@ -114,8 +117,8 @@ extern const output_format k_html_format;
 /// The process-wide side of a report.
 struct report_state {
   const output_format* format = &k_text_format;
-  uint32_t section_checksum = 0;
-  uint32_t output_checksum = 0;
+  uint32_t section_checksum = 0;            ///< of the open section, tables and files that ended
+  uint32_t output_checksum = 0;             ///< of the sections that ended
   std::optional<std::string> open_section;  ///< only where a section is an element of its own name
 };
 report_state& current_report();

@@ -11,6 +11,7 @@
 
 namespace kestrel {
 
+/// What `view` and `room` return is valid until the next change.
 class text_buffer {
  public:
   std::string_view view() const { return {bytes_.get(), size_}; }

@@ -15,7 +15,8 @@ std::optional<std::string> LoadProcFile(const char* path);
 
 /// Lines of the text; a last one without a newline counts.
 size_t CountTextLines(std::string_view text);
-/// Line `index`, counted from 0, without its newline; nothing past the last.
+/// Line `index`, counted from 0, without its newline; nothing past the last. This and the views
+/// below point into the text that was given.
 std::optional<std::string_view> GetTextLine(std::string_view text, size_t index);
 /// Word `index` of the text, counted from 0; nothing past the last.
 std::optional<std::string_view> GetTextWord(std::string_view text, size_t index);

@@ -11,6 +11,7 @@ namespace kestrel {
 
 // --- clean-up, in place ---------------------------------------------------------------------
 
+/// ASCII letters only, whatever the locale is.
 void convert_to_uppercase(char* text);
 void convert_to_uppercase(std::string& text);
 /// Every character that is not an ASCII letter or digit becomes `replacement`.
@@ -32,7 +33,7 @@ std::string_view next_field(std::string_view& text, char separator);
 /// At most `count` bytes of `text`, cut at a character boundary of UTF-8.
 std::string cut(std::string_view text, size_t count);
 
-// --- numbers, as scanf reads them, but bounded ------------------------------------------------
+// --- numbers, as scanf reads them, but bounded ----------------------------------------------
 
 /// Reads a number as "%i" does (leading white space, sign, 0x, octal) and advances `text` past it.
 /// Values outside 64 bits are clamped. False, and nothing changed, when there is no number.
@@ -42,9 +43,9 @@ bool scan_decimal(std::string_view& text, int64_t& value);
 /// Clamps to int, for cells.
 int to_int(int64_t value);
 
-// --- bounded buffers ----------------------------------------------------------------------------
+// --- bounded buffers ------------------------------------------------------------------------
 
-/// Appends as much of `source` as fits; `size` is that of the whole buffer.
+/// Appends as much of `source` as fits and returns the buffer; `size` is that of the whole buffer.
 char* append_string(char* destination, size_t size, const char* source);
 /// Formats into a buffer, cut to its size, and returns it.
 char* format_string(char* destination, size_t size, const char* format, ...)
@@ -54,15 +55,13 @@ std::string format_text(const char* format, ...) __attribute__((format(printf, 1
 /// Cuts the path after its last '/', which stays; a path without one is left alone.
 void remove_filename_from_path(char* path, size_t size);
 
-// --- wildcards
-// ------------------------------------------------------------------------------------
+// --- wildcards ------------------------------------------------------------------------------
 
 /// Case-insensitive match; '*' is any run of characters, '?' any one.
 bool compare_glob(const char* text, const char* pattern);
 bool compare_glob_wide(const wchar_t* text, const wchar_t* pattern);
 
-// --- capacities
-// -----------------------------------------------------------------------------------
+// --- capacities -----------------------------------------------------------------------------
 
 /// Text of count x unit_size bytes in units that the first call of the process fixes (`kilo`, 1000
 /// when 0): "1.0 TB", one truncated decimal. Writes into `out` and returns it.
@@ -71,8 +70,7 @@ char* calculate_storage_capacity(uint64_t count, unsigned unit_size, char* out, 
 /// Text of a x b bytes in binary units: "512 MB", "3.00 GB".
 char* calculate_memory_size(unsigned long long a, unsigned long long b, char* out, int size);
 
-// --- lists of names
-// -------------------------------------------------------------------------------
+// --- lists of names -------------------------------------------------------------------------
 
 /// Names given as one separated text, kept in order, with a cursor. Empty pieces are skipped.
 class str_list {
@@ -87,10 +85,11 @@ class str_list {
   void add_separated_list(std::wstring_view list, wchar_t separator);
   /// The same, and each separator in the caller's buffer becomes a terminator, on purpose.
   void add_separated_list(wchar_t* list, wchar_t separator);
+  /// Null past the last name. The text lives until `initialize`.
   const char* get_first();
   const char* get_next();
   const char* get_current() const;
-  void initialize();
+  void initialize();  ///< drops all names
 
  private:
   std::list<std::string> names_;

@@ -5,6 +5,7 @@
 
 namespace kestrel {
 
+/// The block's texts.
 class Vpd {
  public:
   Vpd() = default;
@@ -12,8 +13,8 @@ class Vpd {
   /// the first result.
   bool init();
   bool is_valid() const { return valid_; }
-  // Each runs `init` when it has not run; "Unknown" without a valid block.
-  std::string get_make();
+  /// Each runs `init` when it has not run; "Unknown" without a valid block.
+  std::string get_make();  ///< the one maker whose firmware has the block
   std::string get_model();
   std::string get_serial_number();
   std::string get_motherboard_serial_number();

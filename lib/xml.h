@@ -15,6 +15,7 @@ namespace kestrel {
 void xml_set_tag_prefix(bool on);
 /// Name of the identifying attribute ("ID" at start); null for none. The text is not copied.
 void xml_set_attribute_id(const char* name);
+/// The ASCII letters of element names are raised (on at start), or lowered (off at start).
 void xml_set_tag_uppercase(bool on);
 void xml_set_tag_lowercase(bool on);
 bool xml_has_tag_prefix();
@@ -27,13 +28,15 @@ std::wstring wide_make_xml_tag(const wchar_t* name);
 /// replaced by U+FFFD.
 std::wstring wide_make_xml_value(const wchar_t* value);
 
-// All writers take a null stream as "write nothing" and a null text as "". Narrow text is in the
-// locale's encoding; the file receives UTF-8.
+/// All writers take a null stream as "write nothing" and a null text as "". Narrow text is in the
+/// locale's encoding; the file receives UTF-8. A write that failed shows when the stream is closed.
 void xml_file_heading(FILE* out);
+/// <name ID="value">; no attribute when `value` is null.
 void xml_open_tag(FILE* out, const char* name, const char* value = nullptr);
 void xml_open_wide_tag(FILE* out, const char* name, const wchar_t* value);
 void xml_close_tag(FILE* out, const char* name);
 void xml_close_wide_tag(FILE* out, const wchar_t* name);
+/// <name>value</name>.
 void xml_tag_value(FILE* out, const char* name, const char* value);
 void xml_wide_tag_value(FILE* out, const char* name, const wchar_t* value);
 /// <kind ID="name" W="width">value</kind>; no W when width is 0.

@@ -48,6 +48,7 @@ struct kernel_option {
   std::string option;
   std::optional<std::string> value;  ///< what follows the first '=', if there is one
 };
+/// The words of a line like that of /proc/cmdline (bootparam(7)), separated by white space.
 std::vector<kernel_option> parse_kernel_command_line(std::string_view line);
 
 /// Writes the tables of the menu's entries and options; no rows when the file cannot be read.
@@ -59,8 +60,9 @@ void write_kernel_command_line(FILE* fp, const char* path);
 class grub_probe : public probe {
  public:
   using probe::probe;
-  /// Looks for the file once a run.
+  /// True where there is such a file; looked for once a run.
   bool test() override;
+  /// Always true, as for the two below; what cannot be read gives no rows.
   bool run(FILE* fp) override;
 
  private:
@@ -71,6 +73,8 @@ class grub_probe : public probe {
 class boot_probe : public probe {
  public:
   using probe::probe;
+  /// True where /boot or /proc/cmdline can be read; a plain file is asked to be executable on
+  /// purpose.
   bool test() override;
   bool run(FILE* fp) override;
 };

@@ -8,21 +8,25 @@
 
 namespace kestrel {
 
+/// A browser that is looked for. The texts but the path are literals.
 struct browser {
-  const char* command;
-  const char* name;  ///< what the report calls it
-  std::string path;  ///< without links; empty when it is not installed
+  const char* command;  ///< name on PATH
+  const char* name;     ///< what the report calls it
+  std::string path;     ///< without links; empty when it is not installed
 };
 
+/// The table of the browsers that were found.
 class browser_probe : public probe {
  public:
   using probe::probe;
 
   /// True where there is a browser; looked up once.
   bool test() override;
-  /// Of several names for one program only the last is reported.
+  /// Of several names for one program only the last is reported. A version that a browser does not
+  /// tell within 30 seconds stays empty. Always true.
   bool run(FILE* fp) override;
 
+  /// In the order of the report; `test` fills in the paths.
   std::array<browser, 9> browsers = {
       {
        {"dillo", "Dillo", ""},

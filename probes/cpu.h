@@ -21,11 +21,13 @@ struct cpu_signature {
   int stepping = k_any;
 };
 
-/// Splits register EAX of leaf 1. The type has 4 bits here, of which the upper two are reserved.
+/// Splits register EAX of CPUID leaf 1 (Intel 64 and IA-32 Architectures Software Developer's
+/// Manual, volume 2). The type has 4 bits here, of which the upper two are reserved.
 cpu_signature parse_cpu_signature(uint32_t eax);
 /// The 12 characters of leaf 0 and a terminator.
 std::array<char, 13> cpu_vendor_text(uint32_t ebx, uint32_t ecx, uint32_t edx);
 
+/// The section of the processor: one row with its names, one row a feature flag.
 class cpu_probe : public probe_task {
  public:
   using probe_task::probe_task;
@@ -34,7 +36,7 @@ class cpu_probe : public probe_task {
   bool run(FILE* fp) override;
 
   /// Sets the three names to literals: "Unknown" for a family or model that the vendor's table does
-  /// not have. An unknown vendor leaves them as they are.
+  /// not have. An unknown vendor leaves them as they are. `vendor` is the text of leaf 0.
   static void get_display_strings(const char* vendor, const cpu_signature& cpu,
                                   const char** vendor_name, const char** family_name,
                                   const char** model_name);

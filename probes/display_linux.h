@@ -8,6 +8,7 @@
 
 namespace kestrel {
 
+/// How the display works now.
 struct display_mode {
   int width = 0, height = 0;  ///< pixels
   int frequency = 0;          ///< in Hz
@@ -16,12 +17,14 @@ struct display_mode {
 /// Takes a line without its newline: four numbers, as in the record.
 std::optional<display_mode> parse_display_line(std::string_view line);
 
+/// The table of the display's mode, one row.
 class display_probe : public probe {
  public:
   using probe::probe;
 
-  /// True on a display.
+  /// True where DISPLAY is set.
   bool test() override;
+  /// Always true; no rows where xrandr and xdpyinfo tell no mode.
   bool run(FILE* fp) override;
 };
 

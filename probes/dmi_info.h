@@ -19,9 +19,10 @@ const char* dmi_info(FILE* out, Dmi& dmi);
 class smbios_probe : public legacy_probe {
  public:
   using legacy_probe::legacy_probe;
+  /// Always true.
   bool run(FILE* fp) override;
 
-  const char* result = nullptr;  ///< of the last run
+  const char* result = nullptr;  ///< of the last run; null before it
 };
 
 }  // namespace kestrel

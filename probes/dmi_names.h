@@ -128,8 +128,7 @@ inline constexpr code_name k_processor_families[] = {
     {0x0E, "Pentium processor with MMX technology"                },
     {0x0F, "Celeron processor"                                    },
     {0x10, "Pentium II Xeon processor"                            },
- // Kept as written on purpose.
-    {0x11, "Reserved Pentium"                                     },
+    {0x11, "Reserved Pentium"                                     }, // Kept as written on purpose.
     {0x12, "M1 Family"                                            },
     {0x13, "M2 Family"                                            },
     {0x18, "AMD Duron Processor"                                  },

@@ -27,8 +27,8 @@ enum smbios_since : uint8_t { from_first, from_2_1, from_2_2 };
 
 /// Where a field stands in a structure.
 struct smbios_field {
-  unsigned offset;
-  unsigned bytes = 1;
+  unsigned offset;     ///< from the structure's start
+  unsigned bytes = 1;  ///< 1, 2 or 4
   smbios_since since = from_first;
 };
 
@@ -44,6 +44,7 @@ class structure_reader {
   uint32_t value(const smbios_field& place) const;
   /// The string whose number stands in the field.
   std::string string(const smbios_field& place) const;
+  /// See smbios_structure::string.
   std::string numbered_string(unsigned number) const { return structure_.string(number); }
   unsigned handle() const { return structure_.handle(); }
   /// Which of the structure's rows this is, from 0.
@@ -99,7 +100,7 @@ struct structure_printer {
   void print_rows(FILE* out, Dmi& dmi, smbios_version version) const;
 };
 
-// dmi_print_system.cc
+/// The printers by structure type, in dmi_print_system.cc and the files named below.
 extern const structure_printer printStructure00;
 extern const structure_printer printStructure01;
 extern const structure_printer printStructure02;

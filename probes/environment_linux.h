@@ -5,6 +5,8 @@
 
 namespace kestrel {
 
+/// The section of the environment: a row a variable, in its order. Entries without '=' are left
+/// out.
 class environment_probe : public probe_task {
  public:
   using probe_task::probe_task;

@@ -22,8 +22,9 @@ struct dentry {
 };
 
 /// Walks folders depth-first, the one added last first, in the order in which the system lists
-/// their entries. Every getter writes into the caller's buffer of `size` bytes, cut to it, and
-/// returns the buffer.
+/// their entries. The walk goes as deep as the folders do, beyond the 4096 characters that the
+/// probes have room for. Every getter writes into the caller's buffer of `size` bytes, cut to it,
+/// and returns the buffer.
 class filescan {
  public:
   filescan() = default;
@@ -38,6 +39,7 @@ class filescan {
   /// Patterns of fnmatch(3) for file names, separated by ';'. They replace earlier ones; null
   /// changes nothing.
   virtual void set_filter(const char* list) = 0;
+  /// The same for names that do not pass.
   virtual void set_ignore_filter(const char* list) = 0;
   /// At least one of these permission bits must be set; negative is 07777.
   virtual void set_perm_mask(int mask) = 0;
@@ -46,8 +48,9 @@ class filescan {
   /// Goes on to the next file that passes. False at the end.
   virtual bool next() = 0;
 
+  /// The file's name without its folder.
   virtual char* get_filename(char* buffer, int size) = 0;
-  /// The folder of the file.
+  /// The folder of the file, as it was named and walked down to.
   virtual char* get_path(char* buffer, int size) = 0;
   virtual char* get_full_pathname(char* buffer, int size) = 0;
   /// Local times, "2006-08-15 14:42:24". The first is that of the last change of the inode.
@@ -64,6 +67,7 @@ class filescan {
   virtual char* get_user_id(char* buffer, int size) = 0;
   virtual char* get_group_id(char* buffer, int size) = 0;
 
+  /// Puts a folder on top of the waiting ones: it is the next to be walked.
   virtual void add_dentry(dentry entry);
   /// Whether the current entry is a folder; if so, it is added to the waiting ones.
   virtual bool add_if_directory() = 0;
@@ -72,9 +76,9 @@ class filescan {
   /// Opens the next waiting folder that has an entry, and reads its first one.
   virtual bool next_directory() = 0;
 
-  unsigned directories_scanned = 0;
-  unsigned files_scanned = 0;  ///< entries read, but for the first one of each folder
-  unsigned files_found = 0;
+  unsigned directories_scanned = 0;  ///< those that could not be opened included
+  unsigned files_scanned = 0;        ///< entries read, but for the first one of each folder
+  unsigned files_found = 0;          ///< files that passed
 
  protected:
   PathName current_path_;

@@ -16,12 +16,12 @@ namespace kestrel {
 
 /// What `stat` tells of an entry, links followed.
 struct file_attributes {
-  time_t change_time = 0;
+  time_t change_time = 0;  ///< of the inode
   time_t access_time = 0;
   time_t modification_time = 0;
-  uint64_t size = 0;
+  uint64_t size = 0;  ///< bytes
   bool is_directory = false;
-  int permissions = 0;
+  int permissions = 0;  ///< the lower 12 bits of `mode`
   dev_t device = 0;
   ino_t inode = 0;
   mode_t mode = 0;
@@ -29,6 +29,7 @@ struct file_attributes {
   gid_t group = 0;
 };
 
+/// What makes a file or folder the same under any name.
 struct inode_key {
   dev_t device;
   ino_t inode;
@@ -43,6 +44,7 @@ class id_names {
  public:
   using lookup = std::string (*)(id_t id);
   explicit id_names(lookup function) : lookup_(function) {}
+  /// "" for an unknown id. Valid until another id is looked up.
   const std::string& operator[](id_t id);
 
  private:
@@ -53,6 +55,7 @@ class id_names {
 /// The text of a time; the files of a folder often share one.
 class time_text {
  public:
+  /// Local time, "2006-08-15 14:42:24"; lives until the next call.
   const char* operator()(time_t when);
 
  private:
@@ -60,6 +63,8 @@ class time_text {
   std::string text_;
 };
 
+/// See `filescan`. What the kernel makes (proc, sysfs) is not walked into from another file system,
+/// nor is a folder in which the walk is already.
 class filescan_linux : public filescan {
  public:
   void add_directory_to_scan(const char* path) override;

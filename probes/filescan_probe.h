@@ -16,6 +16,8 @@ class filescan_probe : public legacy_probe {
 
   /// True once a path and a filter are given.
   bool test() override;
+  /// False, with the reason as status text, when the separate file could not be written; that
+  /// fails the run, too.
   bool run(FILE* fp) override;
   /// False for a value or a name that is told to the user as wrong.
   bool set_parameter(const char* key, const char* value) override;

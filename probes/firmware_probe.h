@@ -5,6 +5,8 @@
 
 namespace kestrel {
 
+/// A table of two rows, BIOS and embedded controller; a version that nobody tells is "" or
+/// "Unknown".
 class firmware_probe : public probe {
  public:
   using probe::probe;

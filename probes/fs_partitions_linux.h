@@ -11,16 +11,17 @@
 
 namespace kestrel {
 
+/// A line of /proc/partitions and what `tune2fs -l` tells about it.
 struct partition {
   std::string name;  ///< at most 63 bytes
   int major_number = 0;
   int minor_number = 0;
   int64_t blocks = 0;  ///< of 1 KB
-  // The superblock's; empty and 0 where there is none.
+  /// The superblock's; empty and 0 where there is none.
   std::string features, state, error_behaviour, last_mount;
   int mount_count = 0;
   int maximum_mounts = 0;
-  int block_size = 0;
+  int block_size = 0;  ///< bytes, as the next
   int inode_size = 0;
 };
 /// Takes a line of /proc/partitions. Nothing unless it has all four fields.
@@ -31,11 +32,14 @@ void parse_superblock_line(std::string_view line, partition& details);
 
 /// Writes the table from `in`, a list like /proc/partitions, read to its end. A command is run for
 /// every partition, unless a shell would find more in its name than a name.
+/// A null list gives no rows.
 void write_partitions(FILE* fp, FILE* in);
 
+/// The table of the machine's own partitions.
 class partition_probe : public probe {
  public:
   using probe::probe;
+  /// Always true.
   bool run(FILE* fp) override;
 };
 

@@ -28,12 +28,15 @@ std::optional<loaded_module> parse_loaded_module(std::string_view line);
 class modules_probe : public probe {
  public:
   using probe::probe;
+  /// Always true; no rows where modinfo is not installed.
   bool run(FILE* fp) override;
 };
 
+/// The modules of /proc/modules.
 class loaded_modules_probe : public probe {
  public:
   using probe::probe;
+  /// Always true; no rows when that cannot be read.
   bool run(FILE* fp) override;
 };
 

@@ -6,13 +6,14 @@
 
 namespace kestrel {
 
+/// An address message (struct ifaddrmsg of <linux/if_addr.h> and its attributes) as texts.
 struct rtnl_addr_info {
-  int index = 0;  ///< of the interface
-  int prefix_length = 0;
-  char family[17] = "";  ///< empty for a message without attributes
-  char label[17] = "";
+  int index = 0;          ///< of the interface
+  int prefix_length = 0;  ///< in bits
+  char family[17] = "";   ///< empty for a message without attributes
+  char label[17] = "";    ///< mostly the interface's name
   char address[47] = "";  ///< the local address
-  char netmask[47] = "";
+  char netmask[47] = "";  ///< of the prefix length
   char broadcast[47] = "";
 };
 

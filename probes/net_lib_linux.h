@@ -28,13 +28,14 @@ Number host_value(byte_span bytes, size_t offset = 0) {
   return value;
 }
 
+/// One message of a datagram: struct nlmsghdr of <linux/netlink.h>, and what follows it.
 struct netlink_message {
   uint32_t length = 0;  ///< header included
   uint16_t type = 0;
   uint16_t flags = 0;
   uint32_t sequence = 0;
   uint32_t port = 0;
-  byte_span payload;  ///< what follows the header
+  byte_span payload;  ///< what follows the header; a view of the datagram
 };
 
 /// Takes the first message of `bytes`. False when its length is below that of its header or it
@@ -54,10 +55,12 @@ int netlink_get_message(netlink_buffer* nlb, int type, int family);
 /// error.
 int netlink_next_message(netlink_buffer* nlb, int request, int answer, netlink_message& message);
 
-/// Both write to the debug log only. `payload` is that of an error message.
+/// Traces, behind `label`, the error that the payload of an NLMSG_ERROR message begins with.
 void netlink_error_message(const char* label, byte_span payload);
+/// Traces the header's fields.
 void netlink_print_nlmsghdr(const netlink_message& message);
 
+/// One attribute: struct rtattr of <linux/rtnetlink.h> and its value, a view of the message.
 struct netlink_attribute {
   uint16_t type = 0;
   byte_span payload;
@@ -67,6 +70,7 @@ struct netlink_attribute {
 class attribute_walk {
  public:
   explicit attribute_walk(byte_span attributes) : left_(attributes) {}
+  /// Fills `attribute`; false, and it is unchanged, at the end.
   bool next(netlink_attribute& attribute);
 
  private:
@@ -83,8 +87,9 @@ void rtnl_link_address(const void* address, int length, char* out, int size);
 /// An address of `family`: inet and inet6 in their notations, others as hardware addresses. Empty
 /// when there are too few bytes.
 void rtnl_format_address(int family, const void* data, int length, char* out, int size);
+/// "inet", "inet6" or "unknown" (AF_ values of <sys/socket.h>).
 void rtnl_address_family(int family, char* out, int size);
-/// The IPv4 netmask of a prefix length.
+/// The IPv4 netmask of a prefix length in bits, "255.255.255.0".
 void rtnl_netmask(int prefix, char* out, int size);
 
 }  // namespace kestrel

@@ -9,6 +9,7 @@
 
 namespace kestrel {
 
+/// Interfaces, their statistics, addresses, packet filter and routes, a table each.
 class net_probe : public probe {
  public:
   using probe::probe;
@@ -18,6 +19,8 @@ class net_probe : public probe {
 
   /// Fills the list of interfaces, in the order in which the kernel reports them.
   void make_interface_list();
+  /// Write the tables of the interfaces in the list and of their counters, and of the addresses,
+  /// for which the kernel is asked; no rows when it does not answer.
   void scan_link(FILE* fp);
   void scan_link_stats(FILE* fp);
   void scan_address(FILE* fp);
@@ -26,21 +29,26 @@ class net_probe : public probe {
   /// True only if no read failed, the normal end of output included.
   bool scan_iptables(FILE* fp);
 
+  /// Appends a copy to the list.
   void add_interface(const rtnl_link_info& link);
-  /// The interface with that index, null when the list has none.
+  /// The interface with that index, null when the list has none. Lives until the list is made
+  /// anew.
   const rtnl_link_info* find_interface(int index) const;
 
  private:
   std::list<rtnl_link_info> interfaces_;
 };
 
+/// The table of /etc/hosts.
 class hosts_probe : public probe {
  public:
   using probe::probe;
+  /// True where the file can be read; `run` is always true. The same holds for the resolver.
   bool test() override;
   bool run(FILE* fp) override;
 };
 
+/// The table of /etc/resolv.conf.
 class resolv_probe : public probe {
  public:
   using probe::probe;

@@ -26,6 +26,7 @@ struct netlink_buffer {
 /// Frees the buffer, closes the socket and returns the result of `close`.
 int netlink_close(netlink_buffer* nlb);
 
+/// Ends a conversation and drops the result.
 struct netlink_closer {
   void operator()(netlink_buffer* nlb) const { netlink_close(nlb); }
 };

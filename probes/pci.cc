@@ -14,7 +14,8 @@ constexpr int k_devices = 32;
 constexpr int k_functions = 8;
 constexpr int k_last_bus_by_default = 16;
 
-// Entries of the routing table: bus, device in bits 3 to 7, slot.
+// Entries of the routing table (PCI IRQ routing table, version 1.0): bus, device in bits 3 to 7,
+// slot.
 constexpr size_t k_routing_entry = 16;
 constexpr size_t k_routing_bus = 0;
 constexpr size_t k_routing_device = 1;
@@ -57,6 +58,7 @@ class function_registers : public pcivpd_registers {
 
 }  // namespace
 
+// Offsets: PCI Local Bus standard 2.2, chapter 6.1 and, for subsystem ids, 6.2.4.
 pci_header parse_pci_header(byte_span bytes) {
   pci_header header;
   cursor in(bytes);

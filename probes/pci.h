@@ -10,9 +10,11 @@
 
 namespace kestrel {
 
+/// Bytes of the standard header at the start of configuration space (PCI Local Bus standard 2.2,
+/// chapter 6.1).
 inline constexpr size_t k_pci_header_size = 64;
 
-/// One function's address.
+/// One function's address: 256 buses of 32 devices of 8 functions.
 struct pci_address {
   uint8_t bus;
   uint8_t device;
@@ -34,7 +36,8 @@ struct pci_header {
 /// Decodes the header; fields that `bytes` does not reach are 0.
 pci_header parse_pci_header(byte_span bytes);
 
-// Registers: true only when the full width was moved. Values are in the machine's byte order.
+/// Registers: true only when the full width was moved, else `*value` is unchanged. Offsets are in
+/// bytes, values in the machine's byte order.
 bool pci_read_config_byte(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
                           uint8_t* value);
 bool pci_read_config_word(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
@@ -47,10 +50,11 @@ bool pci_write_config_word(uint8_t bus, uint8_t device, uint8_t function, uint8_
                            uint16_t value);
 bool pci_write_config_dword(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
                             uint32_t value);
-/// Reads the first 64 bytes into `buffer`.
+/// Reads the first k_pci_header_size bytes into `buffer`, which has room for them; true only when
+/// all were read.
 bool pci_get_config_header(uint8_t bus, uint8_t device, uint8_t function, unsigned char* buffer);
 
-// The same under the names that the probes use.
+/// The same under the names that the probes use.
 bool PCI_ReadByteRegister(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
                           uint8_t* value);
 bool PCI_ReadWordRegister(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
@@ -63,23 +67,26 @@ bool PCI_WriteWordRegister(uint8_t bus, uint8_t device, uint8_t function, uint8_
                            uint16_t value);
 bool PCI_WriteDWordRegister(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
                             uint32_t value);
-/// Reads and decodes the header of one function; false when there is no such function.
+/// Reads and decodes the header of one function; false, and `header` unchanged, when there is no
+/// such function.
 bool GetInfoPCI(uint8_t bus, uint8_t device, uint8_t function, pci_header& header);
 
 /// Visits every function that answers, in ascending order. A device is left at its first function
 /// that does not answer, and after function 0 unless that says that there are more.
 void for_each_pci_function(const std::function<void(const pci_address&, const pci_header&)>& visit);
 
-/// Names of a base class and of (base class << 8 | subclass); "Unknown" for others.
+/// Names of a base class and of (base class << 8 | subclass), as PCI Code and ID Assignment
+/// (PCI-SIG) numbers them; "Unknown" for others. Literals.
 const char* PCI_ClassName(unsigned char base_class);
 const char* PCI_SubClassName(unsigned short class_and_subclass);
 
-/// The slot of a device by the firmware's routing table, -1 when it is not in the table.
+/// The slot of a device by the firmware's PCI IRQ routing table (entries of 16 bytes, of which one
+/// cut short is ignored): 0 on the board, -1 when it is not in the table.
 int get_slot_number(uint8_t bus, uint8_t device, byte_span routing_table);
-/// The header of the device in a slot; always false without a routing table.
+/// The header of the device in a slot, of its function 0; always false without a routing table.
 bool pci_get_pci_device_for_slot(int slot, pci_header& header);
 
-// The VPD of one function, see lib/pcivpd.h.
+/// The VPD of one function, see lib/pcivpd.h.
 uint8_t pcivpd_find_capability(uint8_t bus, uint8_t device, uint8_t function);
 void pcivpd_analyse_vpd(uint8_t bus, uint8_t device, uint8_t function, uint8_t capability,
                         pci_vpd_xxx& result);

@@ -22,21 +22,25 @@ bool is_pci_blacklisted();
 
 /// Declares the columns of the device table, those for VPD when they are wanted.
 void declare_pci_summary(Table& table, bool vpd);
-/// Starts the row of one function and writes its cells, but for those of its VPD.
+/// Starts the row of one function and writes its cells, but for those of its VPD; the caller ends
+/// it.
 void write_pci_function(Table& table, const pci_database& names, const pci_address& at,
                         const pci_header& header, const char* slot);
-/// Writes the five VPD cells of one function.
+/// Writes the five VPD cells of one function, empty where it has none.
 void log_vpd(uint8_t bus, uint8_t device, uint8_t function, Table* table);
 
+/// The task that writes the device table with VPD, and with slots where the firmware may be asked.
 class pci_probe : public legacy_probe {
  public:
   using legacy_probe::legacy_probe;
   bool run(FILE* fp) override;
 };
 
+/// The task that writes the slot table; its console word is that table's status text.
 class pci_adapter_probe : public legacy_probe {
  public:
   using legacy_probe::legacy_probe;
+  /// False on makers whose firmware must not be asked.
   bool test() override;
   bool run(FILE* fp) override;
 };

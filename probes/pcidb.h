@@ -25,9 +25,11 @@ struct pcidb_record {
   uint32_t id = 0;
   std::string_view name;  ///< points into the line
 };
-/// Nothing when the line is not a record: a comment, a blank line.
+/// Nothing when the line is not a record: a comment, a blank line. A name is cut to 256 bytes, an
+/// id clamped to 32 bits.
 std::optional<pcidb_record> parse_pcidb_line(std::string_view line);
 
+/// The names in memory. A record holds until the next load.
 class pci_database {
  public:
   pci_database() { clear(); }
@@ -40,11 +42,13 @@ class pci_database {
   /// The same from a stream that can be rewound and stays the caller's. `name` is for the log.
   int load(FILE* in, const char* name);
 
+  /// Number of records.
   int size() const { return static_cast<int>(records_.size()); }
   /// Bytes of the longest name, its terminator included.
   int longest_name() const { return longest_name_; }
 
-  // Record indexes; -1 when there is none.
+  /// Record indexes; -1 when there is none. A device of that revision comes before the device
+  /// alone. A subsystem without a record is that of its vendor below the device, else the device.
   int get_vendor(unsigned vendor) const;
   int get_device(unsigned vendor, unsigned device, unsigned revision) const;
   int get_subsys_device(unsigned vendor, unsigned device, unsigned revision,
@@ -52,7 +56,7 @@ class pci_database {
   int get_subsys_vendor(unsigned vendor, unsigned subsystem_vendor,
                         unsigned subsystem_device) const;
 
-  // Names, "Unknown" when there is no record. They belong to the database.
+  /// Names, "Unknown" when there is no record. They belong to the database.
   const char* get_vendor_name(unsigned vendor) const;
   const char* get_device_name(unsigned vendor, unsigned device, unsigned revision) const;
   const char* get_subsys_device_name(unsigned vendor, unsigned device, unsigned revision,
@@ -60,11 +64,11 @@ class pci_database {
   const char* get_subsys_vendor_name(unsigned vendor, unsigned subsystem_vendor,
                                      unsigned subsystem_device) const;
 
-  // The same as wide text, cut to `size` characters of `out`, which they return.
+  /// The same as wide text, cut to `size` characters of `out`, which they return.
   wchar_t* get_vendor_name(wchar_t* out, size_t size, unsigned vendor) const;
   wchar_t* get_device_name(wchar_t* out, size_t size, unsigned vendor, unsigned device,
                            unsigned revision) const;
-  // The two subsystem ids stand the other way round on purpose.
+  /// The two subsystem ids stand the other way round on purpose.
   wchar_t* get_subsys_device_name(wchar_t* out, size_t size, unsigned vendor, unsigned device,
                                   unsigned revision, unsigned subsystem_device,
                                   unsigned subsystem_vendor) const;
@@ -73,7 +77,7 @@ class pci_database {
 
   /// The one object of the process, created and loaded on first use.
   static pci_database& get_instance();
-  static pci_database* instance;
+  static pci_database* instance;  ///< null before that
 
  private:
   struct record {

@@ -5,6 +5,7 @@
 
 namespace kestrel {
 
+/// What the name of a file ends in tells how it is stored.
 class postbox_task : public task {
  public:
   postbox_task(const char* name, int order, unsigned customers);

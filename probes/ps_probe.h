@@ -9,22 +9,25 @@
 
 namespace kestrel {
 
+/// A line of ps(1).
 struct process {
   int pid = 0;
   std::string name, user;   ///< at most 80 bytes each
   int nice = 0;             ///< 0 also where the scheduler knows none
   std::string cpu, memory;  ///< percent, at most 16 bytes each
-  std::string state;        ///< at most 4 bytes
+  std::string state;        ///< letters of ps(1), at most 4 bytes
 };
 /// Takes a line without its newline. The name may hold blanks. Nothing unless every field is there.
 std::optional<process> parse_ps_line(std::string_view line);
 
+/// The table of the processes, by rising number.
 class ps_probe : public probe {
  public:
   using probe::probe;
 
   /// True where there is a ps; looked up once.
   bool test() override;
+  /// Always true; no rows when ps cannot be run.
   bool run(FILE* fp) override;
 
  private:

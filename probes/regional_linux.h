@@ -11,6 +11,7 @@
 
 namespace kestrel {
 
+/// Whose locale.
 enum locale_setting {
   system_default = 0,  ///< what the distribution's files say
   current_user = 1,    ///< what the user's files say, else as above
@@ -35,6 +36,7 @@ void get_regional_info(FILE* fp);
 /// Writes its table. The process has the environment's locale afterwards.
 void get_locale_info(FILE* fp);
 
+/// The task that writes the section; always true.
 class locale_probe : public legacy_probe {
  public:
   using legacy_probe::legacy_probe;

@@ -14,6 +14,7 @@
 
 namespace kestrel {
 
+/// A DMA channel in use.
 struct dma_channel {
   std::string name;  ///< at most 63 bytes
   int channel = 0;
@@ -33,11 +34,12 @@ std::optional<resource_range> parse_range_line(std::string_view line);
 /// As many as leave room for the number, the type and the device.
 inline constexpr size_t k_max_cpu_columns = Table::k_max_columns - 3;
 
+/// A line of /proc/interrupts (proc(5)).
 struct interrupt {
   std::string irq;  ///< its number, or what a line without one counts
-  std::array<int64_t, k_max_cpu_columns> counts{};
-  std::string type;    ///< at most 31 bytes
-  std::string device;  ///< at most 63 bytes
+  std::array<int64_t, k_max_cpu_columns> counts{};  ///< by processor
+  std::string type;                                 ///< controller, at most 31 bytes
+  std::string device;                               ///< at most 63 bytes
 };
 /// Takes a line of /proc/interrupts without its newline, and how many processors the file's heading
 /// names; counts past the last column are skipped. Nothing for the lines that are not reported.
@@ -45,24 +47,29 @@ std::optional<interrupt> parse_interrupt_line(std::string_view line, size_t cpus
 /// Writes the whole table from `in`, which is read to its end; null for none.
 void write_interrupts(FILE* fp, FILE* in);
 
+/// The table of /proc/dma.
 class dma_probe : public probe {
  public:
   using probe::probe;
+  /// Always true, as for those below; no rows when the file cannot be read.
   bool run(FILE* fp) override;
 };
 
+/// The table of /proc/iomem.
 class iomem_probe : public probe {
  public:
   using probe::probe;
   bool run(FILE* fp) override;
 };
 
+/// The table of /proc/ioports.
 class ioports_probe : public probe {
  public:
   using probe::probe;
   bool run(FILE* fp) override;
 };
 
+/// The table of /proc/interrupts.
 class interrupts_probe : public probe {
  public:
   using probe::probe;

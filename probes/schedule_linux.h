@@ -9,6 +9,7 @@
 
 namespace kestrel {
 
+/// A job of a system crontab (crontab(5)); times as they stand there.
 struct crontab_job {
   std::string minute, hour, day, month, weekday;  ///< at most 15 bytes each
   std::string user;                               ///< at most 31 bytes
@@ -21,9 +22,11 @@ std::optional<crontab_job> parse_crontab_line(std::string_view line);
 /// Writes the table from `in`, which is read to its end; null for none.
 void write_crontab(FILE* fp, FILE* in);
 
+/// The table of /etc/crontab.
 class crontab_probe : public probe {
  public:
   using probe::probe;
+  /// True where that can be read; `run` is always true.
   bool test() override;
   bool run(FILE* fp) override;
 };

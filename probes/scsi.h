@@ -16,8 +16,8 @@
 
 namespace kestrel {
 
-inline constexpr size_t k_scsi_inquiry_size = 255;
-inline constexpr int k_scsi_optical_type = 5;
+inline constexpr size_t k_scsi_inquiry_size = 255;  ///< bytes asked for: a one-byte length's most
+inline constexpr int k_scsi_optical_type = 5;       ///< peripheral device type of CD and DVD (SPC)
 
 /// Row of a blacklist: a null field matches anything; a row of three nulls ends the list.
 struct blacklist_t {
@@ -26,23 +26,25 @@ struct blacklist_t {
   const char* revision;
 };
 
+/// What is kept of one device.
 struct scsi_device {
   int host = 0;  ///< bus number
   int channel = 0;
   int target = 0;
   int lun = 0;
   int type = 0;  ///< byte 0 of the INQUIRY data, peripheral qualifier included
-  std::array<unsigned char, k_scsi_inquiry_size> inquiry = {};
+  std::array<unsigned char, k_scsi_inquiry_size> inquiry = {};  ///< zero past what it sent
   uint32_t capabilities = 0;  ///< optical drives: bits 0-7 read abilities, 8-15 write abilities
   bool blacklisted = false;   ///< never asked for its serial number
 };
 
+/// A reply to READ CAPACITY (10).
 struct scsi_capacity {
-  uint32_t last_block;
-  uint32_t block_size;
+  uint32_t last_block;  ///< address, from 0
+  uint32_t block_size;  ///< bytes
 };
 
-/// Bits of a capability word.
+/// Bits of a capability word: bytes 2 and 3 of the capabilities page 0x2A (MMC).
 enum optical_mask : uint32_t {
   optical_cdr_read = 0x0001,
   optical_cdrw_read = 0x0002,
@@ -60,6 +62,7 @@ enum optical_mask : uint32_t {
 /// The serial number in a reply to INQUIRY for page 0x80; nothing from a device that ignored the
 /// page and gave its standard data, `standard`, again.
 std::optional<std::string> parse_scsi_serial(byte_span reply, byte_span standard);
+/// Nothing for a reply of fewer than 8 bytes.
 std::optional<scsi_capacity> parse_scsi_capacity(byte_span reply);
 /// The capability word in a reply to MODE SENSE, with a header of 8 or of 4 bytes; nothing without
 /// the capabilities page.
@@ -81,32 +84,40 @@ class scsi_probe {
 
   virtual int get_device_count();
   virtual int get_optical_drive_count();
+  /// Go to the first or the next device; false, and no current one, when there is none.
   virtual bool get_first();
   virtual bool get_next();
   /// Sends one command to the current device. 0 and `returned` bytes in `reply`, or -1.
   virtual int send_command(byte_span cdb, std::span<unsigned char> reply, size_t& returned) = 0;
+  /// The name of its node without "/dev/".
   virtual char* get_device_name(char* buffer, int size);
+  /// The address: numbers of bus, channel, target and logical unit.
   virtual int get_host();
   virtual int get_channel();
   virtual int get_target();
   virtual int get_lun();
+  /// Byte 0 of the INQUIRY data, and its name or "unknown-type-31".
   virtual int get_type();
   virtual char* get_type(char* buffer, int size);
+  /// The texts of the INQUIRY data with their blanks: 8, 16 and 4 characters at most.
   virtual char* get_vendor(char* buffer, int size);
   virtual char* get_model(char* buffer, int size);
   virtual char* get_revision(char* buffer, int size);
+  /// Ask the device; "" when it does not tell. A blacklisted one is not asked for its number.
   virtual char* get_serial(char* buffer, int size);
   virtual char* get_capacity(char* buffer, int size);
 
   /// Asks the drive; false, and no capabilities, for what is no optical drive or does not tell.
   virtual bool read_optical_drive_capabilities();
+  /// The capability word that was read, 0 before that.
   virtual uint32_t get_optical_drive_capabilities();
-  // "Write", "Read" or "".
+  /// "Write", "Read" or ""; never "Write" for DVD-ROM.
   virtual char* get_optical_cdr_capability(char* buffer, int size);
   virtual char* get_optical_cdrw_capability(char* buffer, int size);
   virtual char* get_optical_dvdrom_capability(char* buffer, int size);
   virtual char* get_optical_dvdr_capability(char* buffer, int size);
   virtual char* get_optical_dvdram_capability(char* buffer, int size);
+  /// Whether the current drive has the ability.
   virtual bool get_optical_cdr_read() { return get_optical_cdr_read(capabilities()); }
   virtual bool get_optical_cdr_write() { return get_optical_cdr_write(capabilities()); }
   virtual bool get_optical_cdrw_read() { return get_optical_cdrw_read(capabilities()); }
@@ -123,9 +134,11 @@ class scsi_probe {
   /// Makes the record at the cursor current; false past the last one.
   virtual bool get_current();
   virtual bool is_blacklisted();
+  /// Whether vendor, model and revision of the current device, trimmed and whatever their case,
+  /// match a row.
   virtual bool check_blacklist(const blacklist_t* list);
 
-  // The same questions to a given capability word.
+  /// The same questions to a given capability word; of several bits one is enough.
   static bool get_optical_drive_capability(uint32_t word, uint32_t mask) {
     return (word & mask) != 0;
   }
@@ -157,7 +170,7 @@ class scsi_probe {
     return get_optical_drive_capability(word, optical_dvdram_write);
   }
 
-  static std::unique_ptr<scsi_probe> instance;
+  static std::unique_ptr<scsi_probe> instance;  ///< null before `open`
   static int use_count;
 
  protected:

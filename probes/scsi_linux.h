@@ -15,10 +15,10 @@
 
 namespace kestrel {
 
-inline constexpr size_t k_sg_header_size = 36;
-inline constexpr size_t k_sg_sense_size = 16;
+inline constexpr size_t k_sg_header_size = 36;  ///< bytes of struct sg_header
+inline constexpr size_t k_sg_sense_size = 16;   ///< SG_MAX_SENSE
 
-/// Header of a version 2 request or response.
+/// Header of a version 2 request or response, with the names of the driver's own.
 struct sg_header {
   int pack_len, reply_len, pack_id, result;
   unsigned twelve_byte, target_status, host_status, driver_status, other_flags;
@@ -60,6 +60,7 @@ struct scsi_address {
   bool operator==(const scsi_address&) const = default;
 };
 
+/// A node of the generic driver.
 struct sg_node {
   std::string path;        ///< "/dev/sg0"
   std::string class_path;  ///< "/dev/sda"; "" when no class driver has the device
@@ -67,12 +68,13 @@ struct sg_node {
   scsi_address address;
 };
 
+/// The enumerator of this system; it keeps a node open for each device.
 class scsi_linux_probe : public scsi_probe {
  public:
   scsi_linux_probe() = default;
   ~scsi_linux_probe() override = default;
 
-  /// Scans the machine.
+  /// Scans the machine, once; the first device is current then.
   void open();
 
   int send_command(byte_span cdb, std::span<unsigned char> reply, size_t& returned) override;

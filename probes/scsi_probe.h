@@ -10,6 +10,7 @@ namespace kestrel {
 class scsi_table : public probe {
  public:
   using probe::probe;
+  /// True where there is a device, or below an optical drive; `run` is always true.
   bool test() override;
   bool run(FILE* fp) override;
 };

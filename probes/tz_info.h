@@ -13,6 +13,7 @@ void TimeZoneInfo(FILE* fp);
 /// The same for any moment.
 void write_time(FILE* fp, std::time_t moment);
 
+/// The task that writes the table as a section; always true.
 class timezone_probe : public legacy_probe {
  public:
   using legacy_probe::legacy_probe;

@@ -10,16 +10,18 @@
 
 namespace kestrel {
 
+/// An account of passwd(5).
 struct account {
   std::string name;  ///< at most 31 bytes
   int64_t id = 0;
   std::string home;   ///< at most 63 bytes
   std::string shell;  ///< at most 15 bytes
 };
-/// Takes a line of /etc/passwd without its newline; missing fields are empty. Nothing for a line
-/// without a separator.
+/// Takes a line of /etc/passwd without its newline; missing fields are empty. Nothing for an empty
+/// line.
 std::optional<account> parse_passwd_line(std::string_view line);
 
+/// A group of group(5).
 struct user_group {
   std::string name;  ///< at most 31 bytes
   int64_t id = 0;
@@ -32,9 +34,11 @@ std::optional<user_group> parse_group_line(std::string_view line);
 void write_accounts(FILE* fp, FILE* in);
 void write_groups(FILE* fp, FILE* in);
 
+/// The tables of /etc/passwd and /etc/group.
 class passwd_probe : public probe {
  public:
   using probe::probe;
+  /// True where the accounts can be read; `run` is always true.
   bool test() override;
   bool run(FILE* fp) override;
 };
