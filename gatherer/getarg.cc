@@ -294,6 +294,7 @@ void gatherer_parse_property(wchar_t* name, wchar_t* value) {
 
 void gatherer_parse_default_properties() {
   const char* folder = get_filename(filename_save_path);
+  // The backslash is on purpose.
   std::string path = std::string(folder == nullptr ? "" : folder) + "\\kestrel2.ksp";
   gatherer_parse_properties(mbcs_to_wide(path).c_str());
 }

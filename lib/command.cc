@@ -21,6 +21,7 @@ namespace {
 
 constexpr uint64_t k_output_limit = 256u << 20;
 constexpr int64_t k_no_deadline = INT64_MAX;
+constexpr int64_t k_killed_patience = 1000;  // milliseconds
 
 unsigned command_timeout = 600;
 volatile sig_atomic_t running_group = 0;
@@ -148,33 +149,41 @@ command_result command_stream::close() {
   if (pipe_ >= 0) ::close(pipe_);
   pipe_ = -1;
   if (child_ <= 0) return {};
-  wait_for_end();
+  const bool is_ended = wait_for_end();
   // What the command left running in its group must not outlive it. The command itself is waited
   // for last: until then its number belongs to no other group.
   kill(-child_, SIGKILL);
   int status = 0;
   pid_t ended = 0;
-  while ((ended = waitpid(child_, &status, 0)) < 0 && errno == EINTR) continue;
+  const int options = is_ended ? 0 : WNOHANG;
+  while ((ended = waitpid(child_, &status, options)) < 0 && errno == EINTR) continue;
   running_group = 0;
   child_ = -1;
-  command_result result = ended < 0 ? command_result{} : decode_status(status);
+  command_result result = ended <= 0 ? command_result{} : decode_status(status);
   result.cut_short = cut_;
   return result;
 }
 
-// Until the command ended or was killed at its deadline.
-void command_stream::wait_for_end() {
+// Until the command ended, by itself or killed at its deadline. False for one that hangs in the
+// kernel, where no signal reaches it: it is left behind.
+bool command_stream::wait_for_end() {
   long pause = 50000;  // nanoseconds; a command usually ends right behind its output
+  int64_t killed = 0;
   for (;;) {
     siginfo_t ended = {};
     int result = waitid(P_PID, static_cast<id_t>(child_), &ended, WEXITED | WNOHANG | WNOWAIT);
-    if (result == 0 && ended.si_pid != 0) return;
-    if (result < 0 && errno != EINTR) return;
+    if (result == 0 && ended.si_pid != 0) return true;
+    if (result < 0 && errno != EINTR) return true;
     if (milliseconds_left() == 0) cut_short("deadline passed");
+    const int64_t now = now_in_milliseconds();
+    if (cut_ && killed == 0) killed = now;
+    if (cut_ && now - killed > k_killed_patience) break;
     timespec wait = {0, pause};
     nanosleep(&wait, nullptr);
     if (pause < 10000000) pause *= 2;
   }
+  printd("command: process %d does not end\n", static_cast<int>(child_));
+  return false;
 }
 
 command_result first_line_of(const char* command, std::string& line, int timeout) {

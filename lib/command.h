@@ -1,6 +1,6 @@
 // Shell commands whose output a probe reads. The child has /dev/null as standard input and standard
-// error, and a process group of its own; past the deadline or the output limit the whole group is
-// killed, which ends the stream: the rows read so far stay, and the debug log says so.
+// error, and a process group of its own; past the deadline or the output limit (256 MB) the whole
+// group is killed, which ends the stream: the rows read so far stay, and the debug log says so.
 #pragma once
 
 #include <sys/types.h>
@@ -13,7 +13,7 @@ namespace kestrel {
 
 /// Seconds that a command may take, 0 for no limit; 600 at start.
 void set_command_timeout(unsigned seconds);
-unsigned get_command_timeout();
+unsigned get_command_timeout();  ///< that of the next command
 
 /// Kills the process group of the command that is running now, if any. Async-signal-safe.
 void kill_running_command();
@@ -40,15 +40,18 @@ class command_stream {
   ~command_stream();
 
   bool is_open() const { return stream_ != nullptr; }
-  /// The command's standard output; owned by this object. Never blocks past the deadline.
+  /// The command's standard output; owned by this object, null when not open. Never blocks past the
+  /// deadline.
   FILE* stream() const { return stream_; }
-  /// Closes the stream and waits for the command, no longer than the deadline allows.
+  /// Closes the stream, waits for the command and ends what it left running in its group. At the
+  /// deadline it is killed; one that hangs in the kernel is left behind a second later, with status
+  /// -1.
   command_result close();
 
  private:
   static ssize_t read_output(void* self, char* buffer, size_t size);
   ssize_t read_some(char* buffer, size_t size);
-  void wait_for_end();
+  bool wait_for_end();
   int milliseconds_left() const;
   void cut_short(const char* reason);
 
@@ -61,7 +64,8 @@ class command_stream {
   bool cut_ = false;
 };
 
-/// Runs `command` and reads its first line (without its newline) into `line`.
+/// Runs `command` and reads its first line (without its newline) into `line`, "" when it has none.
+/// The status is -1 when the command could not be started.
 command_result first_line_of(const char* command, std::string& line, int timeout = 0);
 
 }  // namespace kestrel

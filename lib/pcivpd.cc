@@ -12,7 +12,6 @@ constexpr uint8_t k_status = 0x06;
 constexpr uint16_t k_status_has_capabilities = 0x10;
 constexpr uint8_t k_capabilities_pointer = 0x34;
 constexpr uint8_t k_first_capability = 0x40;  // what lies below is the standard header
-constexpr uint8_t k_pointer_bits = 0xFC;      // the lowest two are reserved
 constexpr uint8_t k_last_capability = 0xF8;   // the VPD capability takes 8 bytes of 256
 constexpr int k_max_capabilities = 10;
 constexpr uint8_t k_vpd_capability = 3;
@@ -148,7 +147,6 @@ uint8_t pcivpd_find_capability(pcivpd_registers& registers) {
   if ((status & k_status_has_capabilities) == 0) return 0;
   uint8_t pointer = 0;
   if (!registers.read_byte(k_capabilities_pointer, pointer)) return 0;
-  pointer &= k_pointer_bits;
   if (pointer < k_first_capability) return 0;
   for (int step = 0; step < k_max_capabilities; ++step) {
     uint8_t id = 0;
@@ -156,7 +154,7 @@ uint8_t pcivpd_find_capability(pcivpd_registers& registers) {
     if (!analyse_capability(registers, pointer, id, next)) return 0;
     if (id == k_vpd_capability) return is_safe_capability(pointer) ? pointer : 0;
     if (next == 0 || next == 0xFF) return 0;
-    pointer = next & k_pointer_bits;
+    pointer = next;
   }
   return 0;
 }

@@ -25,7 +25,7 @@ struct escape_pair {
 };
 constexpr escape_pair k_escapes[] = {
     {k_end,    0xDC},
-    {k_escape, 0xDE}, // The common framing has DD here.
+    {k_escape, 0xDE}, // On purpose.
 };
 
 constexpr unsigned char k_start[] = {0x16, 0x02, 0x00, 0x03};

@@ -29,7 +29,7 @@ struct feature_field {
 constexpr feature_field k_feature_fields[] = {
     {{0x0A, 4},           smbios_names::k_bios_characteristics},
     {{0x12, 1, from_2_1}, smbios_names::k_bios_extension1     },
-    {{0x13, 1, from_2_1}, smbios_names::k_bios_extension2     },
+    {{0x13, 1, from_2_2}, smbios_names::k_bios_extension2     },
 };
 
 constexpr column k_features[] = {

@@ -1,25 +1,19 @@
 // See fs_linux.h.
 #include "probes/fs_linux.h"
 
-#include <fcntl.h>
 #include <mntent.h>
-#include <poll.h>
-#include <signal.h>
 #include <sys/statvfs.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <ctime>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "lib/blocked_signals.h"
 #include "lib/debug.h"
 #include "lib/file.h"
+#include "lib/in_child.h"
 #include "lib/table.h"
 #include "lib/utilstr.h"
 
@@ -28,7 +22,6 @@ namespace {
 
 constexpr const char* k_mount_table = "/etc/mtab";
 constexpr size_t k_longest_entry = 65536;  // overlays have thousands of characters of options
-constexpr int k_patience = 5000;           // milliseconds
 constexpr unsigned k_kilo = 1024;
 
 constexpr column k_filesystem_columns[] = {
@@ -81,7 +74,8 @@ class usage_reader {
 filesystem_usage usage_reader::usage_of(const mntent& entry) {
   filesystem_usage usage;
   errno = 0;
-  const std::string folder = std::string(entry.mnt_dir) + "/";
+  std::string folder = entry.mnt_dir;
+  if (!folder.ends_with('/')) folder += '/';
   const bool is_remote = may_hang(entry.mnt_type);
   const bool is_known = is_remote || is_behind_remote(folder) ? ask_remote(entry, usage)
                                                               : read_usage(entry.mnt_dir, usage);
@@ -110,31 +104,9 @@ bool usage_reader::ask_remote(const mntent& entry, filesystem_usage& usage) {
   const auto read = [&entry](filesystem_usage& answer) {
     return read_usage(entry.mnt_dir, answer);
   };
-  if (read_in_child(read, k_patience, usage)) return true;
+  if (read_in_child(read, k_server_patience, usage)) return true;
   if (is_named && errno == ETIMEDOUT) silent_servers_.insert(server);
   return false;
-}
-
-// Its own signal handlers would clean up after the parent, who still runs.
-[[noreturn]] void answer_parent(const std::function<bool(filesystem_usage& usage)>& read, int out,
-                                const sigset_t& signals) {
-  for (int caught : {SIGINT, SIGTERM, SIGHUP}) signal(caught, SIG_DFL);
-  sigprocmask(SIG_SETMASK, &signals, nullptr);
-  filesystem_usage usage;
-  const bool is_sent = read(usage) && write(out, &usage, sizeof usage) == sizeof usage;
-  _exit(is_sent ? 0 : 1);
-}
-
-// A process that hangs in the kernel may outlive even SIGKILL: it is then left behind.
-void kill_and_reap(pid_t child) {
-  kill(child, SIGKILL);
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    const pid_t ended = waitpid(child, nullptr, WNOHANG);
-    if (ended == child || (ended < 0 && errno != EINTR)) return;
-    const timespec pause = {0, 1000000};
-    nanosleep(&pause, nullptr);
-  }
-  printd("fs_linux: process %d does not end\n", static_cast<int>(child));
 }
 
 void log_size(Table& table, uint64_t count, uint64_t block_size) {
@@ -169,32 +141,6 @@ bool is_excluded(std::string_view type) {
 bool may_hang(std::string_view type) {
   const auto* end = std::end(k_remote_types);
   return type.starts_with("fuse") || std::find(std::begin(k_remote_types), end, type) != end;
-}
-
-bool read_in_child(const std::function<bool(filesystem_usage& usage)>& read, int milliseconds,
-                   filesystem_usage& usage) {
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) return false;
-  const pid_t child = [&] {
-    const blocked_signals blocked;
-    const pid_t forked = fork();
-    if (forked == 0) answer_parent(read, ends[1], blocked.before());
-    return forked;
-  }();
-  close(ends[1]);
-  filesystem_usage answer;
-  bool is_answered = false;
-  if (child > 0) {
-    pollfd readable = {ends[0], POLLIN, 0};
-    int ready = 0;
-    while ((ready = poll(&readable, 1, milliseconds)) < 0 && errno == EINTR) continue;
-    is_answered = ready > 0 && ::read(ends[0], &answer, sizeof answer) == sizeof answer;
-    kill_and_reap(child);
-    errno = ready == 0 ? ETIMEDOUT : EIO;
-  }
-  close(ends[0]);
-  if (is_answered) usage = answer;
-  return is_answered;
 }
 
 bool get_mounted_filesystems(FILE* fp, FILE* mounts) {

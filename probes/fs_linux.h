@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string_view>
 
 #include "gatherer/probe.h"
@@ -22,19 +21,17 @@ bool is_excluded(std::string_view type);
 /// True for the types whose answer may wait for another machine or another process.
 bool may_hang(std::string_view type);
 
-/// Calls `read` in a child process that gets `milliseconds` and is then killed. False, and `usage`
-/// unchanged, when `read` says so or did not answer in time.
-bool read_in_child(const std::function<bool(filesystem_usage& usage)>& read, int milliseconds,
-                   filesystem_usage& usage);
-
 /// Writes the table from a mount table, read to its end. True when that had an entry.
 bool get_mounted_filesystems(FILE* fp, FILE* mounts);
-/// The same from the machine's own mount table; nothing is written when there is none.
+/// The same from the machine's own mount table, /etc/mtab; false, and nothing is written when there
+/// is none.
 bool get_filesystem_information(FILE* fp);
 
+/// The table of the mounted file systems.
 class disk_probe : public probe {
  public:
   using probe::probe;
+  /// See get_filesystem_information.
   bool run(FILE* fp) override;
 };
 

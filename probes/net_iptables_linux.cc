@@ -32,6 +32,8 @@ constexpr column k_rule_columns[] = {
 
 // The listing that only tests for iptables looks every address up, so it must not take long.
 constexpr int k_test_seconds = 10;
+// The others look nothing up; one that hangs must not hold the run three times over.
+constexpr int k_chain_seconds = 60;
 // How the shell reports a command that SIGPIPE ended.
 constexpr int k_sigpipe_exit = 128 + SIGPIPE;
 
@@ -92,7 +94,7 @@ void write_chain(FILE* fp, const char* chain, int& status) {
   table.declare(k_rule_columns);
   std::string command = format_text("iptables -L %s -n -v --line-numbers", chain);
   printd("iptables: '%s'\n", command.c_str());
-  command_stream running(command.c_str());
+  command_stream running(command.c_str(), k_chain_seconds);
   if (!running.is_open()) {
     print_error("iptables: popen", errno);
     status = -1;

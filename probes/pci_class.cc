@@ -28,6 +28,7 @@ constexpr code_name k_classes[] = {
 constexpr code_name k_subclasses[] = {
     {0x0000, "Undefined"                   },
     {0x0001, "Undefined VGA"               },
+    {0x0005, "Image Coprocessor"           },
     {0x0100, "SCSI"                        },
     {0x0101, "IDE"                         },
     {0x0102, "Floppy"                      },

@@ -91,20 +91,14 @@ std::optional<scsi_capacity> parse_scsi_capacity(byte_span reply) {
 
 std::optional<uint32_t> parse_optical_capabilities(byte_span reply) {
   constexpr size_t k_header = 8, k_short_header = 4;
-  // The driver hands over all that was asked for; what the drive sent ends where it says.
-  const size_t long_end = 2 + size_t{cursor(reply).get_be16()};
-  const size_t short_end = 1 + size_t{cursor(reply).get_u8()};
-  const auto page_at = [&](size_t at, size_t end) {
-    end = std::min(end, reply.size());
-    return at + 4 <= end && reply[at] == k_capabilities_page;
+  const auto page_at = [&](size_t at) {
+    return at + 4 <= reply.size() && reply[at] == k_capabilities_page;
   };
-  size_t page = 0;
-  if (page_at(k_header, long_end)) {
-    page = k_header;
-  } else if (page_at(k_short_header, short_end)) {
+  size_t page = k_header;
+  if (!page_at(k_header)) {
+    // A drive that answers in the form of the six-byte command.
+    if (!page_at(k_short_header) || reply[0] == 0) return std::nullopt;
     page = k_short_header;
-  } else {
-    return std::nullopt;
   }
   return reply[page + 2] + 256u * reply[page + 3];
 }

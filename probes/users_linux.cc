@@ -38,14 +38,14 @@ constexpr column k_group_columns[] = {
     {"Users",      DT_STRING,  256},
 };
 
-using fields = std::array<std::string_view, 7>;
+using fields = std::array<std::string, 7>;
 
-// The line's fields, empty where it has none; nothing for a line that has no separator.
+// The line's fields, empty where it has none; nothing for an empty line.
 std::optional<fields> split_fields(std::string_view line) {
   std::string_view text = trim_whitespace(line);
-  if (text.find(':') == std::string_view::npos) return {};
+  if (text.empty()) return {};
   fields found;
-  for (std::string_view& field : found) field = next_field(text, ':').substr(0, k_longest_field);
+  for (std::string& field : found) field = cut(next_field(text, ':'), k_longest_field);
   return found;
 }
 
@@ -75,8 +75,7 @@ std::optional<user_group> parse_group_line(std::string_view line) {
   const std::optional<fields> found = split_fields(line);
   if (!found) return {};
   const fields& field = *found;
-  return user_group{cut(field[0], k_longest_name), number_of(field[2]),
-                    cut(field[3], k_longest_field)};
+  return user_group{cut(field[0], k_longest_name), number_of(field[2]), field[3]};
 }
 
 void write_accounts(FILE* fp, FILE* in) {

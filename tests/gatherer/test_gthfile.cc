@@ -3,16 +3,13 @@
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <ctime>
-#include <filesystem>
-#include <fstream>
-#include <string>
 #include <vector>
 
 #include "gatherer/gthfile.h"
 #include "lib/lzh.h"
+#include "tests/lib/scratch.h"
 
 namespace kestrel {
 namespace {
@@ -20,15 +17,6 @@ namespace {
 using std::string;
 
 constexpr size_t k_head = k_gth_head_size, k_record = k_gth_record_size;
-
-string content(const string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return string(std::istreambuf_iterator<char>(in), {});
-}
-
-void put(const string& path, const string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
 
 byte_span bytes_of(const string& bytes) {
   return {reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()};
@@ -38,17 +26,10 @@ byte_span bytes_of(const string& bytes) {
 class Gthfile : public testing::Test {
  protected:
   void SetUp() override {
-    char name[] = "/tmp/kestrel_gth_XXXXXX";
-    folder_ = mkdtemp(name);
-    before_ = std::filesystem::current_path();
-    std::filesystem::current_path(folder_);
-    put("text", text_);
-    put("bytes", bytes_);
-    put("empty", "");
-  }
-  void TearDown() override {
-    std::filesystem::current_path(before_);
-    std::filesystem::remove_all(folder_);
+    folder_.enter();
+    put_file("text", text_);
+    put_file("bytes", bytes_);
+    put_file("empty", "");
   }
   /// "c" with a compressed text, stored bytes and, of the same type, a stored text.
   void make_container() {
@@ -60,16 +41,13 @@ class Gthfile : public testing::Test {
   /// What an item of "c" holds, or "code N".
   string item(int index) {
     const int code = file_.ExtractItem(index, "out");
-    return code == gth_ok ? content("out") : "code " + std::to_string(code);
+    return code == gth_ok ? content_of("out") : "code " + std::to_string(code);
   }
 
   const string text_ = "<ROW><STR>one</STR></ROW>\r\n<ROW><STR>two</STR></ROW>\r\n";
   const string bytes_ = string("\0\xFF\x01\0\0\xFF\xFF\x7F", 8);
+  scratch_folder folder_;
   GatherFile file_;
-
- private:
-  string folder_;
-  std::filesystem::path before_;
 };
 
 TEST_F(Gthfile, NewContainerIsAHead) {
@@ -82,13 +60,13 @@ TEST_F(Gthfile, NewContainerIsAHead) {
   const string time = {char(before.hour),     char(before.minute), char(before.second),
                        char(before.day),      char(before.month),  char(before.year & 255),
                        char(before.year >> 8)};
-  EXPECT_EQ(content("c"), string("_KESTREL_\0", 10) + time + string("\0\2\0", 3));
+  EXPECT_EQ(content_of("c"), string("_KESTREL_\0", 10) + time + string("\0\2\0", 3));
   EXPECT_EQ(std::filesystem::status("c").permissions(), std::filesystem::perms(0600));
 }
 
 TEST_F(Gthfile, ItemsComeBack) {
   make_container();
-  const string container = content("c");
+  const string container = content_of("c");
   const size_t packed = container.size() - k_head - 3 * k_record - bytes_.size() - text_.size();
   EXPECT_LT(packed, text_.size());
   string record = {15, char(text_.size()), 0, 0, 0, 1, char(packed), 0, 0, 0};
@@ -106,7 +84,7 @@ TEST_F(Gthfile, ItemsComeBack) {
   EXPECT_EQ(item(2), text_);
   EXPECT_EQ(item(3), "code -1");
   EXPECT_EQ(file_.ExtractItem(static_cast<unsigned char>(item_identity), "out"), gth_ok);
-  EXPECT_EQ(content("out"), bytes_);
+  EXPECT_EQ(content_of("out"), bytes_);
   EXPECT_EQ(file_.ExtractItem(static_cast<unsigned char>(99), "out"), gth_no_such_item);
 
   const gth_container read(bytes_of(container));
@@ -121,7 +99,7 @@ TEST_F(Gthfile, ItemsComeBack) {
 TEST_F(Gthfile, RefusalsChangeNothing) {
   EXPECT_EQ(file_.AddItemFile(1, "text", false), gth_bad_argument);
   make_container();
-  const string container = content("c");
+  const string container = content_of("c");
   ASSERT_EQ(symlink("c", "link"), 0);
   ASSERT_EQ(mkfifo("fifo", 0600), 0);
   EXPECT_EQ(file_.AddItemFile(1, nullptr, false), gth_bad_argument);
@@ -129,12 +107,12 @@ TEST_F(Gthfile, RefusalsChangeNothing) {
   EXPECT_EQ(file_.AddItemFile(1, ".", false), gth_cannot_open);
   EXPECT_EQ(file_.AddItemFile(1, "fifo", true), gth_cannot_open);
   EXPECT_EQ(file_.AddItemFile(1, "empty", true), gth_codec_failed);
-  put("huge", "");
+  put_file("huge", "");
   ASSERT_EQ(truncate("huge", off_t{1} << 32), 0);
   EXPECT_EQ(file_.AddItemFile(1, "huge", true), gth_cannot_open);
   ASSERT_EQ(truncate("huge", (off_t{1} << 32) - 20), 0);
   EXPECT_EQ(file_.AddItemFile(1, "huge", false), gth_cannot_write);
-  EXPECT_EQ(content("c"), container);
+  EXPECT_EQ(content_of("c"), container);
   GatherFile other;
   EXPECT_EQ(other.ReadFile("link"), gth_cannot_open);
   EXPECT_EQ(other.ReadFile("fifo"), gth_cannot_open);
@@ -142,25 +120,25 @@ TEST_F(Gthfile, RefusalsChangeNothing) {
   EXPECT_EQ(other.ReadFile("empty"), gth_cannot_read);
   EXPECT_EQ(other.CreateFile("no/folder"), gth_cannot_create);
   EXPECT_EQ(other.CreateFile("link"), gth_ok);  // Replaces the link, not what it names.
-  EXPECT_EQ(content("c"), container);
+  EXPECT_EQ(content_of("c"), container);
 }
 
 TEST_F(Gthfile, TableEndsAt255) {
   ASSERT_EQ(file_.CreateFile("c"), gth_ok);
   for (int i = 0; i < 255; ++i) ASSERT_EQ(file_.AddItemFile(1, "empty", false), gth_ok);
-  const string container = content("c");
+  const string container = content_of("c");
   EXPECT_EQ(file_.AddItemFile(1, "text", true), gth_table_full);
-  EXPECT_EQ(content("c"), container);
+  EXPECT_EQ(content_of("c"), container);
   ASSERT_EQ(file_.ReadFile("c"), gth_ok);
   EXPECT_EQ(file_.NumItems(), 255);
 }
 
 TEST_F(Gthfile, StuffedFormHoldsNoZeroAndComesBack) {
   make_container();
-  const string plain = content("c");
+  const string plain = content_of("c");
   file_.CloseFile();
   ASSERT_EQ(GatherFile::RemoveNulls("c"), gth_ok);
-  const string stuffed = content("c");
+  const string stuffed = content_of("c");
   EXPECT_EQ(stuffed.find('\0'), string::npos);
   EXPECT_EQ(stuffed.substr(0, 11), "_KESTRFF_\xFF\x01");
   EXPECT_NE(stuffed.find("\xFF\x01\xFF\xFF\x01\xFF\x01\xFF\x01\xFF\xFF\xFF\xFF\x7F"), string::npos);
@@ -170,7 +148,7 @@ TEST_F(Gthfile, StuffedFormHoldsNoZeroAndComesBack) {
   EXPECT_EQ(file_.AddItemFile(1, "text", true), gth_ok);
   EXPECT_EQ(item(3), text_);
   file_.CloseFile();
-  EXPECT_EQ(content("c"), stuffed);
+  EXPECT_EQ(content_of("c"), stuffed);
 
   string expected = plain;
   expected.replace(0, 9, "_KESTRFF_");
@@ -179,9 +157,9 @@ TEST_F(Gthfile, StuffedFormHoldsNoZeroAndComesBack) {
   EXPECT_EQ(string(unstuffed.begin(), unstuffed.end()), expected);
   EXPECT_EQ(GatherFile::RemoveNulls("c"), gth_not_a_gather_file);
   for (const char* bad : {"\xFF\x02", "\xFF"}) {
-    put("bad", stuffed + bad);
+    put_file("bad", stuffed + bad);
     EXPECT_EQ(file_.ReadFile("bad"), gth_not_a_gather_file);
-    const string bytes = content("bad");
+    const string bytes = content_of("bad");
     const gth_container read(bytes_of(bytes));
     EXPECT_EQ(read.fault(), gth_fault::stuffing);
     EXPECT_EQ(read.fault_offset(), bytes.size());
@@ -191,16 +169,16 @@ TEST_F(Gthfile, StuffedFormHoldsNoZeroAndComesBack) {
 
 TEST_F(Gthfile, RemoveNullsKeepsTheFileWhenItFails) {
   make_container();
-  const string plain = content("c");
+  const string plain = content_of("c");
   ASSERT_EQ(mkdir("c.tmp", 0700), 0);
   EXPECT_EQ(GatherFile::RemoveNulls("c"), gth_table_full);
   EXPECT_EQ(GatherFile::RemoveNulls("text"), gth_not_a_gather_file);
-  EXPECT_EQ(content("c") + content("text"), plain + text_);
+  EXPECT_EQ(content_of("c") + content_of("text"), plain + text_);
 }
 
 /// Opens "c" and takes every item out: any code will do, but each whole item must come back.
 void check_damaged(GatherFile& file, size_t whole_items, const std::vector<string>& expected) {
-  const string bytes = content("c");
+  const string bytes = content_of("c");
   const gth_container read(bytes_of(bytes));
   for (const gth_item& item : read.items()) {
     std::vector<unsigned char> out(std::min<size_t>(item.size, 100000));
@@ -212,26 +190,26 @@ void check_damaged(GatherFile& file, size_t whole_items, const std::vector<strin
     const int code = file.ExtractItem(i, "out");
     if (static_cast<size_t>(i) < whole_items) {
       EXPECT_EQ(code, gth_ok);
-      EXPECT_EQ(content("out"), expected[static_cast<size_t>(i)]);
+      EXPECT_EQ(content_of("out"), expected[static_cast<size_t>(i)]);
     }
-    EXPECT_LT(content("out").size(), 100000U);
+    EXPECT_LT(content_of("out").size(), 100000U);
   }
 }
 
 TEST_F(Gthfile, CutAndDamagedContainersAreAnswered) {
   make_container();
-  const string plain = content("c");
+  const string plain = content_of("c");
   const gth_container whole(bytes_of(plain));
   file_.CloseFile();
   ASSERT_EQ(GatherFile::RemoveNulls("c"), gth_ok);
-  const string stuffed = content("c");
+  const string stuffed = content_of("c");
   const std::vector<string> items = {text_, bytes_, text_};
   for (size_t size = 0; size < plain.size(); ++size) {
-    put("c", plain.substr(0, size));
+    put_file("c", plain.substr(0, size));
     size_t count = 0;
     while (count < 2 && whole.items()[count + 1].offset <= size) ++count;
     check_damaged(file_, count, items);
-    const string cut = content("c");
+    const string cut = content_of("c");
     const gth_container read(bytes_of(cut));
     EXPECT_NE(read.fault(), gth_fault::none) << size;
     EXPECT_EQ(read.items().size(), count) << size;
@@ -248,7 +226,7 @@ TEST_F(Gthfile, CutAndDamagedContainersAreAnswered) {
       for (const int mask : {0x01, 0xFF}) {
         string bytes = form;
         bytes[i] = static_cast<char>(bytes[i] ^ mask);
-        put("c", bytes);
+        put_file("c", bytes);
         check_damaged(file_, 0, items);
       }
     }
@@ -258,9 +236,9 @@ TEST_F(Gthfile, CutAndDamagedContainersAreAnswered) {
 TEST_F(Gthfile, LyingSizesAreSeen) {
   make_container();
   file_.CloseFile();
-  string bytes = content("c");
+  string bytes = content_of("c");
   bytes.replace(k_head + 1, 4, "\xFF\xFF\xFF\xFF");
-  put("c", bytes);
+  put_file("c", bytes);
   ASSERT_EQ(file_.ReadFile("c"), gth_ok);
   EXPECT_EQ(item(0), "code -9");
   EXPECT_FALSE(std::filesystem::exists("out"));
@@ -273,30 +251,30 @@ TEST_F(Gthfile, LyingSizesAreSeen) {
 
   ASSERT_EQ(file_.CreateFile("c"), gth_ok);
   ASSERT_EQ(file_.AddItemFile(item_report, "text", true), gth_ok);
-  ASSERT_EQ(truncate("c", static_cast<off_t>(content("c").size() - 1)), 0);
+  ASSERT_EQ(truncate("c", static_cast<off_t>(content_of("c").size() - 1)), 0);
   EXPECT_EQ(item(0), "code -9");
 }
 
 TEST_F(Gthfile, RunKilledInAnItemLeavesTheItemsBefore) {
   ASSERT_EQ(file_.CreateFile("c"), gth_ok);
   ASSERT_EQ(file_.AddItemFile(item_report, "text", true), gth_ok);
-  const string before = content("c");
+  const string before = content_of("c");
   ASSERT_EQ(file_.AddItemFile(1, "bytes", false), gth_ok);
-  const string after = content("c"), killed = after.substr(before.size()) + "a longer item";
+  const string after = content_of("c"), killed = after.substr(before.size()) + "a longer item";
   for (size_t size = 0; size <= killed.size(); ++size) {
-    put("c", before + killed.substr(0, size));
+    put_file("c", before + killed.substr(0, size));
     ASSERT_EQ(file_.ReadFile("c"), gth_ok);
     EXPECT_EQ(file_.NumItems(), 1);
     EXPECT_EQ(item(0), text_);
     EXPECT_EQ(file_.AddItemFile(1, "bytes", false), gth_ok);
-    EXPECT_EQ(content("c"), after);
+    EXPECT_EQ(content_of("c"), after);
   }
 }
 
 TEST_F(Gthfile, FullDiskKeepsWholeItems) {
   signal(SIGXFSZ, SIG_IGN);
   make_container();
-  const string container = content("c");
+  const string container = content_of("c");
   rlimit old = {};
   getrlimit(RLIMIT_FSIZE, &old);
   for (size_t room = 0; room < k_record + text_.size(); ++room) {
@@ -305,7 +283,11 @@ TEST_F(Gthfile, FullDiskKeepsWholeItems) {
     const int code = file_.AddItemFile(1, "text", false);
     setrlimit(RLIMIT_FSIZE, &old);
     ASSERT_EQ(code, gth_cannot_write) << room;
-    ASSERT_EQ(content("c"), container) << room;
+    ASSERT_EQ(content_of("c"), container) << room;
+    // What did not fit is not written when there is room again.
+    ASSERT_EQ(file_.CloseFile(), gth_ok) << room;
+    ASSERT_EQ(content_of("c"), container) << room;
+    ASSERT_EQ(file_.ReadFile("c"), gth_ok);
   }
   const rlimit limit = {10, old.rlim_max};
   setrlimit(RLIMIT_FSIZE, &limit);
@@ -316,7 +298,7 @@ TEST_F(Gthfile, FullDiskKeepsWholeItems) {
   EXPECT_EQ(other.CreateFile("new"), gth_cannot_write);
   EXPECT_EQ(GatherFile::RemoveNulls("c"), gth_cannot_write);
   setrlimit(RLIMIT_FSIZE, &old);
-  EXPECT_EQ(content("c"), container);
+  EXPECT_EQ(content_of("c"), container);
   for (const char* gone : {"out", "new", "c.tmp"}) EXPECT_FALSE(std::filesystem::exists(gone));
   EXPECT_EQ(file_.AddItemFile(1, "text", true), gth_ok);
   EXPECT_EQ(file_.NumItems(), 4);
@@ -332,8 +314,8 @@ TEST_F(Gthfile, WithoutATemporaryFileTheItemIsCountedAllTheSame) {
   }
   EXPECT_EQ(file_.AddItemFile(1, "text", true), gth_table_full);
   EXPECT_EQ(file_.NumItems(), 1);
-  EXPECT_EQ(content("c").size(), k_head);
-  EXPECT_EQ(content("c")[19], 1);
+  EXPECT_EQ(content_of("c").size(), k_head);
+  EXPECT_EQ(content_of("c")[19], 1);
 }
 
 }  // namespace

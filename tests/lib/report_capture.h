@@ -1,13 +1,12 @@
-// A report stream in memory, and files to feed a report from.
+// A report stream in memory.
 #pragma once
-
-#include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <string_view>
+
+#include "tests/lib/scratch.h"
 
 namespace kestrel {
 
@@ -33,23 +32,13 @@ class report_capture {
   FILE* stream_;
 };
 
-/// A file in the temporary folder, gone with its owner.
-class sample_file {
- public:
-  explicit sample_file(std::string_view content) {
-    const int descriptor = mkstemp(path_.data());
-    EXPECT_EQ(write(descriptor, content.data(), content.size()),
-              static_cast<ssize_t>(content.size()));
-    close(descriptor);
-  }
-  sample_file(const sample_file&) = delete;
-  sample_file& operator=(const sample_file&) = delete;
-  ~sample_file() { unlink(path_.c_str()); }
-  const char* path() const { return path_.c_str(); }
-
- private:
-  std::string path_ = testing::TempDir() + "kestrel-sample-XXXXXX";
-};
+/// What `write(FILE*)` puts into a report.
+template <class Writer>
+std::string written_by(Writer&& write) {
+  report_capture report;
+  write(report.stream());
+  return report.text();
+}
 
 /// Markup lines end in CR LF.
 inline std::string with_cr(std::string_view text) {

@@ -21,9 +21,7 @@ std::string shown(const char* text, unsigned hint) {
 }  // namespace
 
 TEST(Date, GuessesTheLayout) {
-  const struct {
-    const char *text, *expected;
-  } cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"08/15/2006",                         "2006-08-15 00:00:00"      },
       {"15/08/2006",                         "2006-08-15 00:00:00"      },
       {"2006-08-15",                         "2006-08-15 00:00:00"      },
@@ -56,14 +54,11 @@ TEST(Date, GuessesTheLayout) {
       {"::",                                 "invalid"                  },
       {"14:42 20060815",                     "invalid"                  }, // digits from the start
   };
-  for (const auto& c : cases) EXPECT_EQ(shown(c.text, 0), c.expected) << c.text;
+  for (const auto& [text, expected] : cases) EXPECT_EQ(shown(text, 0), expected) << text;
 }
 
 TEST(Date, FollowsTheHint) {
-  const struct {
-    unsigned hint;
-    const char *text, *expected;
-  } cases[] = {
+  const std::tuple<unsigned, const char*, const char*> cases[] = {
       {0x04213000, "05/06/2006",                "2006-05-06 00:00:00"},
       {0x04124000, "05/06/2006",                "2006-06-05 00:00:00"},
       {0x04321123, "2006/05/06 14:42",          "2006-05-06 00:00:00"},
@@ -83,7 +78,7 @@ TEST(Date, FollowsTheHint) {
       {0x40000000, "20060506******.******+***", "2006-05-06 00:00:00"},
       {0x40000000, "200605",                    "invalid"            },
   };
-  for (const auto& c : cases) EXPECT_EQ(shown(c.text, c.hint), c.expected) << c.text;
+  for (const auto& [hint, text, expected] : cases) EXPECT_EQ(shown(text, hint), expected) << text;
   gathered_datetime value;
   value.setDate("20060506144224.123456+060", date_cim);
   EXPECT_EQ(value.fraction, 123456u);

@@ -1,21 +1,17 @@
 // SMBIOS access over two recorded tables and over tables that lie.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-
 #include "lib/dmi.h"
 #include "lib/pma_linux.h"
 #include "tests/doors/fake_pma.h"
+#include "tests/lib/scratch.h"
 
 namespace kestrel {
 namespace {
 
-byte_vector recorded(const char* name) {
-  const auto root = std::filesystem::path(KESTREL_TEST_FOLDER).parent_path();
-  std::ifstream in(root / "fuzz/corpus/smbios" / name, std::ios::binary);
-  return byte_vector(std::istreambuf_iterator<char>(in), {});
+byte_vector recorded(const std::string& name) {
+  const std::string table = content_of(KESTREL_TEST_FOLDER "/../fuzz/corpus/smbios/" + name);
+  return {table.begin(), table.end()};
 }
 
 byte_vector operator+(byte_vector left, const byte_vector& right) {
@@ -103,20 +99,17 @@ TEST(Dmi, OnlyATableStrictlyInsideTheAreaIsTakenFromIt) {
 }
 
 TEST(Dmi, AnchorsThatAreNone) {
-  struct {
-    unsigned long address;
-    bool found;
-  } cases[] = {
+  const std::pair<unsigned long, bool> cases[] = {
       {0xF0000, true },
       {0xFFFF1, true },
       {0xFFFF2, false},
       {0xFFFFC, false}
   };
-  for (const auto& anchor : cases) {
+  for (const auto& [address, found] : cases) {
     play_smbios(k_system);
     played_memory().ranges.erase(0xFFFE0);
-    played_memory().ranges[anchor.address] = smbios_entry_point(0x100000, k_system.size());
-    EXPECT_EQ(Dmi().init(), anchor.found) << anchor.address;
+    played_memory().ranges[address] = smbios_entry_point(0x100000, k_system.size());
+    EXPECT_EQ(Dmi().init(), found) << address;
   }
   play_smbios(k_system);
   played_memory().ranges[0xFFFDC] = {'_', 'D', 'M', 'I'};  // the good one follows at once

@@ -10,6 +10,7 @@
 #include "lib/getline.h"
 #include "lib/misc.h"
 #include "lib/textfile.h"
+#include "tests/lib/scratch.h"
 
 using namespace kestrel;
 using namespace std::string_literals;
@@ -18,19 +19,14 @@ namespace {
 
 class Files : public testing::Test {
  protected:
-  Files() {
-    std::string pattern = testing::TempDir() + "kestrel_files_XXXXXX";
-    folder_ = mkdtemp(pattern.data());
-  }
-  ~Files() override { std::filesystem::remove_all(folder_); }
-  std::string in_folder(const char* name) const { return folder_ + "/" + name; }
+  std::string in_folder(const char* name) const { return folder_ / name; }
   file_ptr stream_of(const std::string& bytes) const {
-    EXPECT_TRUE(SaveFile(in_folder("stream").c_str(), bytes));
+    put_file(in_folder("stream"), bytes);
     return open_for_reading(in_folder("stream").c_str());
   }
 
  private:
-  std::string folder_;
+  scratch_folder folder_;
 };
 
 bool is_private(const std::string& path) {

@@ -1,14 +1,11 @@
 // What is read from the BIOS area besides SMBIOS, and the copying of memory itself.
 #include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
 
 #include "lib/bios.h"
 #include "lib/pma.h"
 #include "lib/vpd.h"
 #include "tests/doors/fake_pma.h"
+#include "tests/lib/scratch.h"
 
 namespace kestrel {
 namespace {
@@ -85,10 +82,10 @@ TEST(BiosVersion, NothingWithoutTheAreaAndNoTimeForAHostileOne) {
 }
 
 TEST(PhysicalMemory, RangesOfARecordedMachine) {
-  const std::string path = testing::TempDir() + "kestrel_mem_" + std::to_string(getpid());
   std::string content(10000, '\0');
   for (size_t i = 0; i < content.size(); ++i) content[i] = static_cast<char>(i * 7);
-  std::ofstream(path, std::ios::binary) << content;
+  const sample_file memory(content);
+  const std::string path = memory.path();
   std::string buffer(5000, 'x');
   const auto copy = [&](const std::string& from, unsigned long address, int length) {
     return copy_mapped_range(from.c_str(), address, buffer.data(), length);
@@ -106,7 +103,6 @@ TEST(PhysicalMemory, RangesOfARecordedMachine) {
   EXPECT_FALSE(copy(path + ".none", 0, 10));
   EXPECT_FALSE(copy(testing::TempDir(), 0, 10));
   EXPECT_EQ(buffer, std::string(5000, 'x'));
-  std::filesystem::remove(path);
 }
 
 }  // namespace

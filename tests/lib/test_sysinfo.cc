@@ -1,15 +1,12 @@
 // The machine's identity and its distribution.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
 
 #include "lib/dist.h"
 #include "lib/dmi.h"
 #include "lib/sysinfo.h"
 #include "tests/doors/fake_pma.h"
+#include "tests/lib/scratch.h"
 
 namespace kestrel {
 namespace {
@@ -41,7 +38,6 @@ TEST(SysInfo, FirmwareBlockWinsButForTheUuid) {
 }
 
 TEST(Distribution, FirstLineOfAReleaseFile) {
-  const std::string path = testing::TempDir() + "kestrel_release_" + std::to_string(getpid());
   const std::string long_line(300, 'x');
   const std::pair<std::string, std::string> cases[] = {
       {"12.5\nmore\n",    "12.5"            },
@@ -49,28 +45,23 @@ TEST(Distribution, FirstLineOfAReleaseFile) {
       {"no newline",      "no newline"      },
       {long_line + "\n",  long_line.substr(0, 255)},
       {"\n\n\n",                 "kept"                           },
-      {"",                 "kept"      }
+      {"",                 "kept"      },
   };
   for (const auto& [content, expected] : cases) {
-    std::ofstream(path, std::ios::trunc) << content;
     std::string line = "kept";
-    EXPECT_EQ(get_dist(path.c_str(), line), expected != "kept");
+    EXPECT_EQ(get_dist(sample_file(content).path(), line), expected != "kept");
     EXPECT_EQ(line, expected);
   }
-  std::filesystem::remove(path);
-  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  const scratch_folder folder;
+  const std::string fifo = folder / "fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   std::string line;
-  EXPECT_FALSE(get_dist(path.c_str(), line));
-  EXPECT_FALSE(get_dist(testing::TempDir().c_str(), line));
-  std::filesystem::remove(path);
+  for (const std::string& path : {fifo, folder.path()}) EXPECT_FALSE(get_dist(path.c_str(), line));
 }
 
 TEST(Distribution, NamesFromFileAndLine) {
-  struct {
-    int row;
-    std::optional<std::string> line;
-    const char *short_name, *long_name, *release;
-  } cases[] = {
+  using names = std::tuple<int, std::optional<std::string>, const char*, const char*, const char*>;
+  const names cases[] = {
       {-1, std::nullopt,           "generic",   "Unknown",               "Unknown"    },
       {0,  "12.5",                 "Debian",    "Debian",                "12.5"       },
       {1,  std::nullopt,           "Red Hat",   "Red Hat, Inc.",         "Unknown"    },
@@ -80,11 +71,11 @@ TEST(Distribution, NamesFromFileAndLine) {
       {4,  "Welcome to Slackware", "",          "Unknown",               "Unknown"    },
       {4,  "mandrake",             "",          "Unknown",               "Unknown"    },
   };
-  for (const auto& row : cases) {
-    const distribution found = name_distribution(row.row, row.line);
-    EXPECT_EQ(found.short_name, row.short_name);
-    EXPECT_EQ(found.long_name, row.long_name);
-    EXPECT_EQ(found.release, row.release);
+  for (const auto& [row, line, short_name, long_name, release] : cases) {
+    const distribution found = name_distribution(row, line);
+    EXPECT_EQ(found.short_name, short_name);
+    EXPECT_EQ(found.long_name, long_name);
+    EXPECT_EQ(found.release, release);
   }
 }
 

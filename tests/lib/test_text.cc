@@ -1,9 +1,7 @@
 // Encodings, strings, lists, wildcards and capacities.
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <cstdlib>
-#include <filesystem>
 #include <random>
 
 #include "lib/mbcs.h"
@@ -11,34 +9,12 @@
 #include "lib/util_linux.h"
 #include "lib/util_string.h"
 #include "lib/utilstr.h"
+#include "tests/lib/scratch.h"
 
 using namespace kestrel;
 using namespace std::string_literals;
 
 namespace {
-
-/// Switches to a locale with an encoding that is not UTF-8 and has two forms of some characters.
-class big5_locale {
- public:
-  big5_locale() : folder_(testing::TempDir() + "kestrel_locale_XXXXXX") {
-    EXPECT_NE(mkdtemp(folder_.data()), nullptr);
-    const std::string command =
-        "localedef -c -i zh_TW -f BIG5 " + folder_ + "/zh_TW.big5 >/dev/null 2>&1";
-    execute(command.c_str());
-    setenv("LOCPATH", folder_.c_str(), 1);
-    is_set_ = std::setlocale(LC_ALL, "zh_TW.big5") != nullptr;
-  }
-  ~big5_locale() {
-    std::setlocale(LC_ALL, "C");
-    unsetenv("LOCPATH");
-    std::filesystem::remove_all(folder_);
-  }
-  bool is_set() const { return is_set_; }
-
- private:
-  std::string folder_;
-  bool is_set_;
-};
 
 /// Bytes of which many are pieces of multibyte characters.
 std::string noise(unsigned seed, size_t size) {
@@ -76,10 +52,7 @@ void expect_bytes_survive() {
 }  // namespace
 
 TEST(Utf8, TakesShortestFormsOnlyAndKeepsTheRest) {
-  const struct {
-    std::string bytes;
-    std::wstring text;
-  } cases[] = {
+  const std::pair<std::string, std::wstring> cases[] = {
       {"a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80",    L"a\u00E9\u20AC\U0001F600"      },
       {"\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF", {0xD7FF, 0xE000, 0x10FFFF}      },
       {"\xC0\xAF",                                 {0xDCC0, 0xDCAF}                },
@@ -92,9 +65,9 @@ TEST(Utf8, TakesShortestFormsOnlyAndKeepsTheRest) {
       {"\xE2\x82",                                 {0xDCE2, 0xDC82}                },
       {"x\0\xFF"s,                                 {L'x', 0, 0xDCFF}               },
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(utf8_to_wide(c.bytes), c.text) << testing::PrintToString(c.bytes);
-    EXPECT_EQ(wide_to_utf8(c.text), c.bytes) << testing::PrintToString(c.bytes);
+  for (const auto& [bytes, text] : cases) {
+    EXPECT_EQ(utf8_to_wide(bytes), text) << testing::PrintToString(bytes);
+    EXPECT_EQ(wide_to_utf8(text), bytes) << testing::PrintToString(bytes);
   }
   const std::wstring no_characters = {static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0x110000)};
   EXPECT_EQ(wide_to_utf8(no_characters), "\xEF\xBF\xBD\xEF\xBF\xBD");
@@ -120,8 +93,7 @@ TEST(Mbcs, NoByteIsLost) {
 }
 
 TEST(Mbcs, OtherEncodingsGoThroughTheLocale) {
-  const big5_locale locale;
-  ASSERT_TRUE(locale.is_set()) << "needs localedef and the character maps of the locales package";
+  const made_locale locale("zh_TW", "BIG5");  // has two forms of some characters
   EXPECT_EQ(mbcs_to_wide("\xBA\x7E"), L"\u6F22");
   EXPECT_EQ(wide_to_utf8(mbcs_to_wide("\xBA\x7E\xBA")), "\xE6\xBC\xA2\xBA");
   EXPECT_EQ(wide_to_mbcs(L"\u6F22\U0001F600"), "\xBA\x7E?");
@@ -131,13 +103,6 @@ TEST(Mbcs, OtherEncodingsGoThroughTheLocale) {
     const std::string bytes = {static_cast<char>(pair >> 8), static_cast<char>(pair)};
     ASSERT_EQ(wide_to_mbcs(mbcs_to_wide(bytes)), bytes) << pair;
   }
-}
-
-TEST(Markup, WhatItCannotCarryIsReplaced) {
-  const std::wstring bad = {0, 1, 0x1F, wchar_t(0xDC80), wchar_t(0xD800), 0xFFFE, 0xFFFF, 0x110000};
-  EXPECT_EQ(markup_text(bad), std::wstring(bad.size(), wchar_t(0xFFFD)));
-  const std::wstring good = {L'\t', L'\n', L'\r', L' ', 0xD7FF, 0xE000, 0xFFFD, 0x10FFFF};
-  EXPECT_EQ(markup_text(good), good);
 }
 
 TEST(Strings, CleanUp) {
@@ -178,12 +143,7 @@ TEST(Strings, WordsFieldsAndCuts) {
 }
 
 TEST(Strings, NumbersAreClamped) {
-  const struct {
-    const char* text;
-    bool found;
-    int64_t value;
-    const char* rest;
-  } cases[] = {
+  const std::tuple<const char*, bool, int64_t, const char*> cases[] = {
       {" 42 ",                  true,  42,        " "  },
       {"-0x1Fg",                true,  -31,       "g"  },
       {"0xg",                   true,  0,         "xg" },
@@ -196,12 +156,12 @@ TEST(Strings, NumbersAreClamped) {
       {"-99999999999999999999", true,  INT64_MIN, ""   },
       {"0xFFFFFFFFFFFFFFFFFF1", true,  INT64_MAX, ""   },
   };
-  for (const auto& c : cases) {
-    std::string_view text = c.text;
+  for (const auto& [text, found, expected, behind] : cases) {
+    std::string_view rest = text;
     int64_t value = -7;
-    EXPECT_EQ(scan_integer(text, value), c.found) << c.text;
-    EXPECT_EQ(value, c.value) << c.text;
-    EXPECT_EQ(text, c.rest) << c.text;
+    EXPECT_EQ(scan_integer(rest, value), found) << text;
+    EXPECT_EQ(value, expected) << text;
+    EXPECT_EQ(rest, behind) << text;
   }
   std::string_view text = "010x";
   int64_t value;
@@ -248,10 +208,7 @@ TEST(Strings, SequencesAreFound) {
 }
 
 TEST(Glob, StarsAndQuestionMarks) {
-  const struct {
-    const char *text, *pattern;
-    bool matches;
-  } cases[] = {
+  const std::tuple<const char*, const char*, bool> cases[] = {
       {"A.TXT",         "*.txt",     true },
       {"a.txt",         "?.txt",     true },
       {"a.txt.bak",     "*.txt",     false},
@@ -269,8 +226,8 @@ TEST(Glob, StarsAndQuestionMarks) {
       {"\xC3\x89t\xC3", "?T?",       true },
       {"a*b",           "a?b",       true },
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(compare_glob(c.text, c.pattern), c.matches) << c.text << " " << c.pattern;
+  for (const auto& [text, pattern, matches] : cases) {
+    EXPECT_EQ(compare_glob(text, pattern), matches) << text << " " << pattern;
   }
   std::string stars;
   for (int i = 0; i < 200; ++i) stars += "*a";

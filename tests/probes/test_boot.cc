@@ -2,14 +2,14 @@
 #include <gtest/gtest.h>
 
 #include "probes/boot_linux.h"
-#include "tests/probes/ksml_rows.h"
+#include "tests/probes/report_rows.h"
 
 namespace kestrel {
 namespace {
 
 std::string menu_rows(std::string_view menu) {
   const sample_file file(menu);
-  return report_rows([&](FILE* out) { write_grub_configuration(out, file.path()); });
+  return ksml_rows_of([&](FILE* out) { write_grub_configuration(out, file.path()); });
 }
 
 TEST(Grub, EntryIsWrittenWhenALineShowsThatItIsWhole) {
@@ -74,12 +74,12 @@ TEST(Grub, UnreadableMenuLeavesTheTablesEmpty) {
   const std::string empty = "GRUB Boot entries\nGRUB Options\n";
   EXPECT_EQ(menu_rows(""), empty);
   EXPECT_EQ(menu_rows(std::string(3, '\0') + "\n\n#\n" + std::string(1 << 21, ' ')), empty);
-  EXPECT_EQ(report_rows([](FILE* out) { write_grub_configuration(out, "/dev/zero"); }), empty);
+  EXPECT_EQ(ksml_rows_of([](FILE* out) { write_grub_configuration(out, "/dev/zero"); }), empty);
 }
 
 std::string command_line_rows(std::string_view line) {
   const sample_file file(line);
-  return report_rows([&](FILE* out) { write_kernel_command_line(out, file.path()); });
+  return ksml_rows_of([&](FILE* out) { write_kernel_command_line(out, file.path()); });
 }
 
 TEST(KernelCommandLine, RowIsNamedAfterTheValue) {

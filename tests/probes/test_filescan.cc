@@ -6,15 +6,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "gatherer/kestrel2.h"
 #include "lib/debug.h"
 #include "lib/table.h"
 #include "probes/filescan.h"
 #include "probes/filescan_probe.h"
+#include "tests/lib/scratch.h"
 
 namespace kestrel {
 namespace {
@@ -22,27 +20,17 @@ namespace {
 namespace fs = std::filesystem;
 using names = std::vector<std::string>;
 
-std::string content_of(const fs::path& path) {
-  std::ostringstream text;
-  text << std::ifstream(path).rdbuf();
-  return text.str();
-}
-
 // The current folder is a new one, removed at the end. Tasks are static: the registry keeps them.
 class filescan_test : public testing::Test {
  protected:
   filescan_test() {
-    fs::current_path(mkdtemp(folder_));
+    folder_.enter();
     gatherer_setting(setting_silent, setting_set, 0);
-  }
-  ~filescan_test() override {
-    fs::current_path("/");
-    fs::remove_all(folder_);
   }
 
   static void make(const fs::path& path, mode_t mode = 0644, const char* content = "x") {
     if (path.has_parent_path()) fs::create_directories(path.parent_path());
-    std::ofstream(path) << content;
+    put_file(path, content);
     chmod(path.c_str(), mode);
   }
   // Full paths in the order in which they are found.
@@ -61,7 +49,7 @@ class filescan_test : public testing::Test {
     return paths;
   }
 
-  char folder_[32] = "/tmp/filescanXXXXXX";
+  scratch_folder folder_;
 };
 
 TEST_F(filescan_test, WalksTheLastPathFirstAndEachFolderBeforeItsSubfolders) {

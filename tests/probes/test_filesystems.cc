@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <ctime>
 
+#include "lib/in_child.h"
 #include "probes/fs_linux.h"
 #include "probes/fs_partitions_linux.h"
 #include "tests/probes/report_rows.h"

@@ -14,15 +14,6 @@ std::string statistics_of(std::initializer_list<const char*> meminfo) {
   return report_of([&info](FILE* out) { write_memory_statistics(out, info); });
 }
 
-TEST(Memory, BuffersAndCacheAreFree) {
-  EXPECT_EQ(statistics_of({"MemTotal:       24684084 kB\n", "MemFree:  19341488 kB", "Active: 7 kB",
-                           "Buffers: 0x10 kB", "Cached: 3002000 kB", "SwapCached: 99 kB",
-                           "SwapTotal: 4194304 kB", "SwapFree: 1048576 kB"}),
-            "Memory Statistics\n"
-            "Memory|9%|23.54 GB|25276502016|21.31 GB|22879748096|2.23 GB|2396753920|\n"
-            "Swap|75%|4.00 GB|4294967296|1.00 GB|1073741824|3.00 GB|3221225472|\n");
-}
-
 TEST(Memory, ImpossibleNumbersGiveNoLoadAndNothingUsed) {
   const char* nothing =
       "Memory Statistics\nMemory|0%|0 bytes|0|0 bytes|0|0 bytes|0|\n"

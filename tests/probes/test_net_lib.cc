@@ -50,10 +50,7 @@ TEST(NetLib, DumpGoesOnUntilItsEndOrTheFirstLie) {
   std::string error = message(NLMSG_ERROR, raw<int32_t>(-95) + std::string(16, '\0'));
   std::string tiny = tun_message();
   tiny[0] = 15;
-  const struct {
-    std::vector<std::string> datagrams;
-    const char* seen;
-  } cases[] = {
+  const std::pair<std::vector<std::string>, const char*> cases[] = {
       {{ether_message() + tun_message(), done()},                      "eth0 tun0 1"},
       {{ether_message(NLM_F_DUMP_INTR), tun_message() + done()},       "eth0 tun0 1"},
       {{tun_message() + error},                                        "tun0 -1"    },
@@ -67,7 +64,7 @@ TEST(NetLib, DumpGoesOnUntilItsEndOrTheFirstLie) {
       {{tun_message() + message(RTM_NEWLINK, std::string(9000, 'x'))}, "tun0 -1"    },
   };
   for (size_t i = 0; i < std::size(cases); ++i) {
-    EXPECT_EQ(dump_links(cases[i].datagrams), cases[i].seen) << "case " << i;
+    EXPECT_EQ(dump_links(cases[i].first), cases[i].second) << "case " << i;
   }
 }
 

@@ -1,47 +1,18 @@
 // The tables of the network section, whole: dumps from the played door, commands from stand-ins
 // on PATH.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-
-#include "lib/table.h"
 #include "probes/net_conf_linux.h"
 #include "probes/net_iptables_linux.h"
 #include "probes/net_probe.h"
 #include "tests/doors/fake_net_socket.h"
 #include "tests/probes/netlink_messages.h"
+#include "tests/probes/report_rows.h"
 
 namespace kestrel {
 namespace {
 
 using namespace std::string_literals;
-
-// What `write` puts into a report: the titles and the rows, the values of a row joined by '|'.
-template <class Writer>
-std::string report_of(Writer&& write) {
-  char* text = nullptr;
-  size_t size = 0;
-  output_format_type format = Table::get_output_format();
-  Table::set_output_format(OUTPUT_LIST);
-  FILE* out = open_memstream(&text, &size);
-  write(out);
-  fclose(out);
-  Table::set_output_format(format);
-  std::istringstream lines(std::string(text, size));
-  free(text);
-  std::string report;
-  for (std::string line; std::getline(lines, line);) {
-    size_t value = line.find(": ");
-    if (value != std::string::npos) report += line.substr(value + 2) + '|';
-    if (value == std::string::npos && !line.starts_with('-')) report += line + '\n';
-  }
-  return report;
-}
 
 const std::string k_peer = "\x0a\x09\x08\x02"s;
 const std::string k_local = "\xc0\0\x02\x0b"s;
@@ -120,49 +91,9 @@ TEST_F(NetProbe, FailuresLeaveTheHeadingsAndTheRowsBefore) {
   EXPECT_EQ(report_of([&](FILE* out) { probe_.scan_link(out); }), "Network Interfaces\n");
 }
 
-// Commands found in a folder of their own, before those of the machine.
-class NetCommands : public ::testing::Test {
- protected:
-  NetCommands() : path_(getenv("PATH") != nullptr ? getenv("PATH") : "") {
-    char folder[] = "/tmp/kestrel_net_XXXXXX";
-    folder_ = mkdtemp(folder);
-    setenv("PATH", (folder_ + ":" + path_).c_str(), 1);
-  }
-  ~NetCommands() override {
-    setenv("PATH", path_.c_str(), 1);
-    std::filesystem::remove_all(folder_);
-  }
-  void stand_in(const std::string& name, const std::string& script) {
-    std::string file = folder_ + "/" + name;
-    std::ofstream(file) << "#!/bin/sh\n" << script;
-    chmod(file.c_str(), 0755);
-  }
-
-  std::string path_;
-  std::string folder_;
-};
-
-constexpr const char* k_chain_script = R"sh(
-echo "Chain $2 (policy ACCEPT 0 packets, 0 bytes)"
-echo "num   pkts bytes target     prot opt in     out     source               destination"
-echo "1        8   664 ACCEPT     0    --  lo     *       0.0.0.0/0            0.0.0.0/0           "
-echo "2      12M   99G            6    --  !eth1  *       192.0.2.0/24         0.0.0.0/0     tcp  dpt:22"
-)sh";
-
-TEST_F(NetCommands, OnlyTheFirstChainHasRows) {
-  stand_in("iptables", k_chain_script);
-  EXPECT_TRUE(has_iptables());
-  EXPECT_EQ(report_of([](FILE* out) { EXPECT_FALSE(write_iptables_chains(out)); }),
-            "iptables INPUT Chain\n1|8|664|ACCEPT|0|--|lo|*|0.0.0.0/0|0.0.0.0/0||\n"
-            "2|12|99||6|--|!eth1|*|192.0.2.0/24|0.0.0.0/0|tcp  dpt:22|\n"
-            "iptables FORWARD Chain\niptables OUTPUT Chain\n");
-}
-
-TEST_F(NetCommands, OnlyItsOwnFailureMeansNoIptables) {
-  const struct {
-    const char* script;
-    bool there;
-  } cases[] = {
+TEST(NetCommands, OnlyItsOwnFailureMeansNoIptables) {
+  command_stand_ins commands;
+  const std::pair<const char*, bool> cases[] = {
       {"exit 0",                                         true },
       {"echo 'Chain INPUT'; exit 4",                     false},
       {"exit 141",                                       true },
@@ -170,15 +101,16 @@ TEST_F(NetCommands, OnlyItsOwnFailureMeansNoIptables) {
       {"while echo 'Chain INPUT'; do :; done; exit 141", true },
       {"echo 'no table'; sleep 0.2; echo more; exit 3",  false},
   };
-  for (const auto& one : cases) {
-    stand_in("iptables", one.script);
-    EXPECT_EQ(has_iptables(), one.there) << one.script;
+  for (const auto& [script, there] : cases) {
+    commands.add("iptables", script);
+    EXPECT_EQ(has_iptables(), there) << script;
   }
 }
 
-TEST_F(NetCommands, HostsKeepsLinesInNoEncoding) {
-  stand_in("cat", R"sh(printf '# note\n\n127.0.0.1\tlocalhost me # not this\n';)sh"
-                  R"sh(printf '1.2.3.4 caf\351\n::1 a\0b\n9.9.9.9 last')sh");
+TEST(NetCommands, HostsKeepsLinesInNoEncoding) {
+  command_stand_ins commands;
+  commands.add("cat", R"sh(printf '# note\n\n127.0.0.1\tlocalhost me # not this\n';)sh"
+                      R"sh(printf '1.2.3.4 caf\351\n::1 a\0b\n9.9.9.9 last')sh");
   EXPECT_EQ(
       report_of(write_hosts),
       "Hosts File\n127.0.0.1|localhost|\n127.0.0.1|me|\n1.2.3.4|caf\xe9|\n::1|a|\n9.9.9.9|last|\n");

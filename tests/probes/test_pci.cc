@@ -11,6 +11,7 @@
 #include "probes/pci_probe.h"
 #include "tests/doors/fake_pci.h"
 #include "tests/doors/fake_pma.h"
+#include "tests/probes/report_rows.h"
 
 namespace kestrel {
 namespace {
@@ -50,17 +51,6 @@ class Pci : public testing::Test {
     SysInfo::instance = nullptr;
     Table::set_output_format(OUTPUT_TEXT);
   }
-  /// What `write` puts into the report.
-  template <class Writer>
-  static std::string report(Writer&& write) {
-    file_ptr out(std::tmpfile());
-    write(out.get());
-    std::string text(static_cast<size_t>(ftell(out.get())), '\0');
-    std::rewind(out.get());
-    EXPECT_EQ(std::fread(text.data(), 1, text.size(), out.get()), text.size());
-    std::erase(text, '\r');
-    return text;
-  }
 
   pci_database names;
   Dmi dmi;
@@ -95,35 +85,10 @@ TEST_F(Pci, DeviceSummary) {
       "\x82\4\0Card\x90\x13\0PN\3A\tBSN\1"
       "7MN\0V1\1x";
   add(1, 2, 0, 0x7010).add_vpd(0x60, {k_vpd, k_vpd + sizeof k_vpd - 1});
-  Table::set_output_format(OUTPUT_KSML);
-  EXPECT_EQ(report([](FILE* out) { EXPECT_STREQ(pci_device_summary(out, true, true), "OK"); }),
-            R"(<SECTION ID="PCI DEVICES">
-<TABLE ID="PCI Device Summary">
-<COLS>15</COLS>
-<ROW ID="8086:7010:02 - 1:2:0">
-<DEC ID="Bus" W="3">1</DEC>
-<DEC ID="Device" W="6">2</DEC>
-<DEC ID="Function" W="8">0</DEC>
-<STR ID="Slot" W="8">Unknown</STR>
-<HEX ID="Vendor ID" W="9">0x8086</HEX>
-<STR ID="Vendor Name" W="30">Example Corp.</STR>
-<HEX ID="Device ID" W="9">0x7010</HEX>
-<STR ID="Device Name" W="50">Controller, second</STR>
-<STR ID="Class" W="10">Bridge</STR>
-<STR ID="Sub Class" W="15">PCI-to-Other</STR>
-<STR ID="Product Name" W="10">Card</STR>
-<STR ID="Part Number" W="10">A.B</STR>
-<STR ID="EC Level" W="10"></STR>
-<STR ID="Manufacturer ID" W="15"></STR>
-<STR ID="Serial Number" W="10">7</STR>
-<CHK>1AD5</CHK>
-</ROW>
-<ROWS>1</ROWS>
-<CHK>1AD5</CHK>
-</TABLE>
-<CHK>    1AD5</CHK>
-</SECTION>
-)");
+  EXPECT_EQ(
+      ksml_rows_of([](FILE* out) { EXPECT_STREQ(pci_device_summary(out, true, true), "OK"); }),
+      "PCI Device Summary\n8086:7010:02 - 1:2:0: 1|2|0|Unknown|0x8086|Example Corp.|0x7010|"
+      "Controller, second|Bridge|PCI-to-Other|Card|A.B|||7|\n");
   EXPECT_FALSE(fake_pci().functions[pci_key(1, 2, 0)].harmed);
 }
 
@@ -140,7 +105,7 @@ TEST_F(Pci, SlotNumbers) {
   Table::set_output_format(OUTPUT_TALV);
   static pci_probe probe("PCI DEVICES", 16, 3, 0x2F71, 0xFFFF);
   auto slots = [] {
-    std::string text = report([&](FILE* out) { EXPECT_TRUE(probe.run(out)); });
+    std::string text = written_by([&](FILE* out) { EXPECT_TRUE(probe.run(out)); });
     std::string found;
     const std::string label = "\"SLOT\">";
     for (size_t at = 0; (at = text.find(label, at)) != std::string::npos; at += label.size()) {
@@ -157,7 +122,7 @@ TEST_F(Pci, SlotNumbers) {
 
 TEST_F(Pci, AdapterList) {
   static pci_adapter_probe probe("PCI ADAPTER INFORMATION", 16, 3, 0x2F71, 0x41);
-  EXPECT_EQ(report([&](FILE* out) { EXPECT_FALSE(probe.run(out)); }), "");
+  EXPECT_EQ(written_by([&](FILE* out) { EXPECT_FALSE(probe.run(out)); }), "");
   EXPECT_STREQ(probe.status_fail_text, "No PCI Slots");
 
   Dmi with_slots;
@@ -168,17 +133,9 @@ TEST_F(Pci, AdapterList) {
     slots.insert(slots.end(), slot.begin(), slot.end());
   }
   play_smbios(slots);
-  Table::set_output_format(OUTPUT_HTML);
-  EXPECT_EQ(report([&](FILE* out) { EXPECT_TRUE(probe.run(out)); }),
-            R"(<a name="PCI ADAPTER INFORMATION"><H2>PCI ADAPTER INFORMATION</H2></a>
-<H3>PCI Adapters</H3><TABLE BORDER>
-<TR><TH>Slot ID</TH><TH>Slot Name</TH><TH>In Use</TH><TH>Vendor</TH><TH>Adapter</TH></TR>
-<TR ALIGN=CENTER>
-<TD>5</TD><TD>Top</TD><TD>Yes</TD><TD>Empty or not responding</TD><TD>Empty or not responding</TD></TR>
-<TR ALIGN=CENTER>
-<TD>6</TD><TD>Low</TD><TD>No</TD><TD>Empty or not responding</TD><TD>Empty or not responding</TD></TR>
-</TABLE>
-)");
+  EXPECT_EQ(ksml_rows_of([&](FILE* out) { EXPECT_TRUE(probe.run(out)); }),
+            "PCI Adapters\n5: 5|Top|Yes|Empty or not responding|Empty or not responding|\n"
+            "6: 6|Low|No|Empty or not responding|Empty or not responding|\n");
   system.set_vendor("toSHIBA");
   EXPECT_FALSE(probe.test());
   system.set_vendor("A Toshiba");

@@ -1,19 +1,15 @@
 // The database of PCI names: its lines, where it is looked for, and its look-ups.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 
 #include "gatherer/kestrel2.h"
 #include "lib/file.h"
 #include "probes/pcidb.h"
+#include "tests/lib/scratch.h"
 
 namespace kestrel {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr char k_records[] =
     "# a comment\n"
@@ -74,11 +70,13 @@ TEST(PciDatabase, LookUps) {
 }
 
 TEST(PciDatabase, IsLookedForInThreeFolders) {
-  const fs::path before = fs::current_path();
-  const fs::path folder = fs::path(testing::TempDir()) / ("pcidb" + std::to_string(getpid()));
-  for (const char* name : {"here", "bin", "share/kestrel"}) fs::create_directories(folder / name);
-  fs::current_path(folder / "here");
-  static const std::string program = (folder / "bin/").string();
+  scratch_folder folder;
+  folder.enter();
+  for (const char* name : {"here", "bin", "share/kestrel"}) {
+    std::filesystem::create_directories(name);
+  }
+  std::filesystem::current_path("here");
+  static const std::string program = folder / "bin/";
   gatherer_filename(filename_save_path, setting_set, program.c_str());
   pci_database names;
   EXPECT_EQ(names.load(), 0);
@@ -86,22 +84,16 @@ TEST(PciDatabase, IsLookedForInThreeFolders) {
   std::string content;
   for (const char* name : {"share/kestrel", "bin", "here"}) {
     content += std::string("V 1 ") + name + "\n";
-    std::ofstream(folder / name / "pcidb.txt") << content;
+    put_file(folder / name + "/pcidb.txt", content);
     EXPECT_EQ(names.load(), std::count(content.begin(), content.end(), 'V')) << name;
   }
   EXPECT_EQ(names.load(program.c_str()), 0);  // a folder; and the old content is gone
   EXPECT_STREQ(names.get_vendor_name(1), "Unknown");
   gatherer_filename(filename_save_path, setting_off, nullptr);
-  fs::current_path(before);
-  fs::remove_all(folder);
 }
 
 TEST(PciDatabase, IsReadAsFarAsItMakesSense) {
-  struct {
-    const char* line;
-    uint32_t id;
-    const char* name;
-  } const cases[] = {
+  const std::tuple<const char*, uint32_t, const char*> cases[] = {
       {"V 8086 A b \r\n",            0x8086,     "A b \r"  },
       {"X10f00012\tno blank",        0x10F00012, "no blank"},
       {"D 0x10 prefixed\n",          0x10,       "prefixed"},
@@ -111,12 +103,12 @@ TEST(PciDatabase, IsReadAsFarAsItMakesSense) {
       {"O wxyz no id",               0,          ""        },
       {"R fffffffffffffffffff huge", 0xFFFFFFFF, "huge"    },
   };
-  for (const auto& row : cases) {
-    auto found = parse_pcidb_line(row.line);
-    ASSERT_TRUE(found) << row.line;
-    EXPECT_EQ(found->kind, row.line[0]);
-    EXPECT_EQ(found->id, row.id) << row.line;
-    EXPECT_EQ(found->name, row.name) << row.line;
+  for (const auto& [line, id, name] : cases) {
+    auto found = parse_pcidb_line(line);
+    ASSERT_TRUE(found) << line;
+    EXPECT_EQ(found->kind, line[0]);
+    EXPECT_EQ(found->id, id) << line;
+    EXPECT_EQ(found->name, name) << line;
   }
   for (const char* line : {"", "\n", "v 1 lower", " V 1", "# V 1"}) {
     EXPECT_FALSE(parse_pcidb_line(line)) << line;

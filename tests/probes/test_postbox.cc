@@ -2,46 +2,30 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <filesystem>
-#include <fstream>
 #include <map>
-#include <sstream>
 
 #include "gatherer/gthfile.h"
 #include "gatherer/kestrel2.h"
 #include "gatherer/ks2file.h"
 #include "lib/table.h"
 #include "probes/postbox_task.h"
+#include "tests/lib/scratch.h"
 
 namespace kestrel {
 namespace {
 
-namespace fs = std::filesystem;
-
 class postbox_test : public testing::Test {
  protected:
   postbox_test() {
-    fs::current_path(mkdtemp(folder_));
-    fs::create_directories("box/sub");
+    folder_.enter();
+    std::filesystem::create_directories("box/sub");
     gatherer_setting(setting_silent, setting_set, 1);
     gatherer_setting(setting_gather_file, setting_set, 1);
     Table::set_output_format(OUTPUT_KSML);
   }
-  ~postbox_test() override {
-    destroy_gather_file();
-    fs::current_path("/");
-    fs::remove_all(folder_);
-  }
-  static void leave(const std::string& name, const char* content) {
-    std::ofstream("box/" + name) << content;
-  }
-  static std::string content_of(const char* path) {
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-  }
+  ~postbox_test() override { destroy_gather_file(); }
 
-  char folder_[32] = "/tmp/postboxXXXXXX";
+  scratch_folder folder_;
   static postbox_task postbox_;  // the registry keeps it
 };
 postbox_task postbox_test::postbox_("Gathering plug-in output files", 18, 0x40);
@@ -55,9 +39,9 @@ TEST_F(postbox_test, TheNameDecidesHowAFileIsStored) {
       {"sub/e.htm", "text/html"               },
       {"f.txt.bak", "application/octet-stream"}
   };
-  for (const auto& [name, type] : types) leave(name, "x\xE9");
-  leave("g.dgml", "<g/>");
-  leave("h.ksml", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<SECTION/>\n");
+  for (const auto& [name, type] : types) put_file("box/" + name, "x\xE9");
+  put_file("box/g.dgml", "<g/>");
+  put_file("box/h.ksml", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<SECTION/>\n");
   ASSERT_EQ(make_gather_file().CreateFile("out"), gth_ok);
   FILE* report = fopen("report", "w");
   EXPECT_EQ(postbox_.add_from_postbox("box", report), 8);
@@ -89,7 +73,7 @@ TEST_F(postbox_test, TheNameDecidesHowAFileIsStored) {
 TEST_F(postbox_test, FilesThatCannotBeStoredAreCounted) {
   EXPECT_EQ(postbox_.add_from_postbox("box", nullptr), 0);
   EXPECT_STREQ(postbox_.status_ok_text, "0 file(s) added");
-  leave("a.bin", "x");
+  put_file("box/a.bin", "x");
   mkfifo("box/b.txt", 0600);
   mkfifo("box/c.ksml", 0600);
   ASSERT_EQ(make_gather_file().CreateFile("out"), gth_ok);

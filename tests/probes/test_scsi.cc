@@ -4,12 +4,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "lib/table.h"
 #include "lib/utilstr.h"
 #include "probes/scsi_linux.h"
 #include "probes/scsi_probe.h"
-#include "tests/lib/report_capture.h"
 #include "tests/probes/played_scsi.h"
+#include "tests/probes/report_rows.h"
 
 namespace kestrel {
 namespace {
@@ -29,43 +28,22 @@ std::string drive_called(const std::string& vendor_model_revision) {
 }
 std::string writer_sense() { return std::string(k_sense).replace(10, 2, "\x37\x13"); }
 
-/// The texts of an HTML table: a cell ends in '|', a row in a newline.
-std::string cells_of(const std::string& html) {
-  std::string cells;
-  for (size_t at = 0; at < html.size(); ++at) {
-    if (html[at] == '<') {
-      std::string tag = html.substr(at, html.find('>', at) + 1 - at);
-      cells += tag == "</TD>" || tag == "</TH>" ? "|" : tag == "</TR>" ? "\n" : "";
-      at += tag.size() - 1;
-    } else if (html[at] >= ' ') {
-      cells += html[at];
-    }
-  }
-  return cells.substr(cells.find('\n') + 1);
-}
-
 class Scsi : public testing::Test {
  protected:
   void SetUp() override {
-    Table::set_output_format(OUTPUT_HTML);
     auto played = std::make_unique<played_scsi>();
     devices = played.get();
     scsi_probe::use_count = 0;
     scsi_probe::instance = std::move(played);
   }
-  void TearDown() override {
-    scsi_probe::instance.reset();
-    Table::set_output_format(OUTPUT_TEXT);
-  }
+  void TearDown() override { scsi_probe::instance.reset(); }
   /// The report of one probe, and whether it applies.
   template <class Probe>
   static std::string report_of() {
     static probe_group group("group", 16, nullptr, true);
     static Probe subject(group, "probe", 3, 1);
-    report_capture out;
     if (!subject.test()) return "does not apply";
-    EXPECT_TRUE(subject.run(out.stream()));
-    return out.text();
+    return ksml_rows_of([](FILE* out) { EXPECT_TRUE(subject.run(out)); });
   }
   played_scsi* devices;
 };
@@ -82,16 +60,39 @@ TEST_F(Scsi, Table) {
   devices->add({});
   char capacity[16];  // in the units that this process settled on
   calculate_storage_capacity(1023, 2048, capacity, sizeof capacity, 1000);
-  EXPECT_EQ(cells_of(report_of<scsi_table>()),
-            "sg0|EXAMPLE |FAST DISK 36    |1.07|Disk|1|2|3|4|DSKA0001    |512 bytes|\n"
-            "sg1|EXAMPLE |DVD-ROM         |3.0|CD-ROM|0|0|0|0||"s +
-                capacity +
-                "|\n"
-                "sg2||||Disk|0|0|0|0|||\n");
-  Table::set_output_format(OUTPUT_KSML);
-  std::string report = report_of<scsi_table>();
-  EXPECT_NE(report.find("<ROW ID=\"SCSI-HOST-1-CH-2-ID-3-LUN-4\">"), std::string::npos);
-  EXPECT_NE(report.find("<STR ID=\"Capacity\" W=\"12\">512 bytes<"), std::string::npos);
+  EXPECT_EQ(report_of<scsi_table>(),
+            "SCSI Devices\nSCSI-HOST-1-CH-2-ID-3-LUN-4: sg0|EXAMPLE |FAST DISK 36    |1.07|Disk|"
+            "1|2|3|4|DSKA0001    |512 bytes|\nSCSI-HOST-0-CH-0-ID-0-LUN-0: sg1|EXAMPLE |"
+            "DVD-ROM         |3.0|CD-ROM|0|0|0|0||"s +
+                capacity + "|\nSCSI-HOST-0-CH-0-ID-0-LUN-0: sg2||||Disk|0|0|0|0|||\n");
+}
+
+// INQUIRY data end where the device says, though the driver hands over all that was asked for; no
+// reply is read behind its end.
+TEST_F(Scsi, RepliesEndWhereTheySay) {
+  for (const char length : "\x1f\x1b\x10\0"s) {
+    devices->add({.inquiry = std::string(k_disk).replace(4, 1, 1, length)});
+  }
+  std::string texts;
+  char text[32];
+  for (bool more = devices->get_first(); more; more = devices->get_next()) {
+    texts += devices->get_vendor(text, sizeof text) + "|"s;
+    texts += devices->get_model(text, sizeof text) + "|"s;
+    texts += devices->get_revision(text, sizeof text) + "\n"s;
+  }
+  EXPECT_EQ(texts,
+            "EXAMPLE |FAST DISK 36    |1.07\nEXAMPLE |FAST DISK 36    |\nEXAMPLE |FAST |\n||\n");
+
+  const auto capabilities = [](const std::string& reply) {
+    const byte_span bytes(reinterpret_cast<const unsigned char*>(reply.data()), reply.size());
+    return static_cast<int>(parse_optical_capabilities(bytes).value_or(0));
+  };
+  const std::string short_sense = "\x17\x70\0\0"s + k_sense.substr(8);
+  for (size_t size = 0; size < 20; ++size) {
+    EXPECT_EQ(capabilities(k_sense.substr(0, size)), size < 12 ? 0 : 0x3B) << size;
+    EXPECT_EQ(capabilities(short_sense.substr(0, size)), size < 8 ? 0 : 0x3B) << size;
+  }
+  EXPECT_EQ(capabilities(std::string(short_sense).replace(0, 1, 1, '\0')), 0);
 }
 
 // One that claims more than a reply holds, devices that ignore the page, and one that must not be
@@ -135,19 +136,23 @@ TEST_F(Scsi, OpticalTable) {
   devices->add({.inquiry = drive_called(" oem    cd-rom F522e    1.00"), .sense = k_sense});
   devices->add({.inquiry = k_drive});
   devices->commands = 0;
-  EXPECT_EQ(cells_of(report_of<optical_table>()),
-            "EXAMPLE |DVD-ROM         |Read|Read|Read|Read|Read|\n"
-            "EXAMPLE |WRITER          |Write|Write||Write|Read|\n");
+  const std::string row = "SCSI-HOST-0-CH-0-ID-0-LUN-0: ";
+  EXPECT_EQ(report_of<optical_table>(),
+            "Optical Drive Capabilities\n" + row +
+                "EXAMPLE |DVD-ROM         |Read|Read|Read|Read|Read|\n" + row +
+                "EXAMPLE |WRITER          |Write|Write||Write|Read|\n");
   EXPECT_EQ(devices->commands, 4);
 }
 
 TEST_F(Scsi, OpticalKeywords) {
   devices->add({.inquiry = k_drive});
-  EXPECT_EQ(cells_of(report_of<optical_table_uc2>()), "\n");
+  const std::string title = "Optical Drive Capabilities\n: ";
+  EXPECT_EQ(report_of<optical_table_uc2>(), title + "\n");
   devices->add({.inquiry = k_drive, .sense = k_sense});
   devices->add({.inquiry = k_drive, .sense = writer_sense()});
-  EXPECT_EQ(cells_of(report_of<optical_table_uc2>()),
-            "CDRread|CDRwrite|CDRWread|CDRWwrite|DVDROMread|DVDRread|DVDRwrite|DVDRAMread|\n");
+  EXPECT_EQ(
+      report_of<optical_table_uc2>(),
+      title + "CDRread|CDRwrite|CDRWread|CDRWwrite|DVDROMread|DVDRread|DVDRwrite|DVDRAMread|\n");
 }
 
 TEST_F(Scsi, SharedEnumeratorGoesWithItsFifthUse) {

@@ -7,7 +7,6 @@
 #include "probes/deb_software.h"
 #include "probes/modules_linux.h"
 #include "probes/rpm_software.h"
-#include "tests/probes/ksml_rows.h"
 #include "tests/probes/report_rows.h"
 
 namespace kestrel {
@@ -16,16 +15,13 @@ namespace {
 class Software : public ::testing::Test {
  protected:
   void stand_in(const std::string& name, const std::string& script) { commands_.add(name, script); }
-  std::string path_of(const std::string& name) { return commands_.folder() + "/" + name; }
-
- private:
   command_stand_ins commands_;
 };
 
 TEST_F(Software, ToolIsThereWhenWhichSucceeds) {
   EXPECT_EQ(find_tool("kestrel-tool"), std::nullopt);
   stand_in("kestrel-tool", "");
-  EXPECT_EQ(find_tool("kestrel-tool"), path_of("kestrel-tool"));
+  EXPECT_EQ(find_tool("kestrel-tool"), commands_.folder() + "/kestrel-tool");
   stand_in("which", "echo \"/opt/$1\"; echo more; exit 3");
   EXPECT_EQ(find_tool("rpm"), std::nullopt);
   stand_in("which", "echo \"/opt/$1\"; kill -KILL $$");
@@ -46,7 +42,7 @@ printf 'Name: not closed\n---EOP---'; exit 1
 
 TEST_F(Software, RpmRowsAreTheClosedRecords) {
   stand_in("rpm", k_rpm_script);
-  EXPECT_EQ(report_rows(write_rpm_packages),
+  EXPECT_EQ(ksml_rows_of(write_rpm_packages),
             "RPM Packages\n"
             "&lt;NAME&gt;: &lt;NAME&gt;|&lt;VERSION&gt;-&lt;RELEASE&gt;|&lt;VENDOR&gt;|"
             "&lt;SUMMARY&gt;|&lt;GROUP&gt;|&lt;INSTALLTIME:day|&lt;SIZE&gt; bytes|\n"
@@ -63,7 +59,7 @@ echo 'Name: x++---EOP--- '
 
 TEST_F(Software, DebianRowsAreTrimmedAndCutAtTheSeparator) {
   stand_in("aptitude", k_aptitude_script);
-  EXPECT_EQ(report_rows(write_deb_packages),
+  EXPECT_EQ(ksml_rows_of(write_deb_packages),
             "DPKG Packages\n"
             "&lt;%p&gt;: &lt;%p&gt;|&lt;%v&gt;|&lt;%m&gt;|&lt;%d&gt;|&lt;%s&gt;|&lt;%I&gt;|\n"
             "g: g|" +
@@ -88,21 +84,18 @@ case "$1 ${2##*/}" in
 esac)sh");
   stand_in("grep", R"sh([ "$1 $2 $3" = "-q ^b /proc/modules" ])sh");
   const auto write = [](FILE* out) { EXPECT_TRUE(modules().run(out)); };
-  EXPECT_EQ(report_rows(write),
+  EXPECT_EQ(ksml_rows_of(write),
             "Kernel Modules\n"
             "a.ko: a.ko|kernel/fs||J\xEF\xBF\xBDrg|GPL||No|\n"
             "b.o: b.o|kernel/net|||||Yes|\n");
   stand_in("which", "exit 1");
-  EXPECT_EQ(report_rows(write), "Kernel Modules\n");
+  EXPECT_EQ(ksml_rows_of(write), "Kernel Modules\n");
 }
 
 TEST(LoadedModules, LineIsCutBeforeItsState) {
   const std::string long_name(40, 'n');
   const std::string with_nul("nul 1 1\0 - Live", 15);
-  const struct {
-    std::string line;
-    const char* seen;
-  } cases[] = {
+  const std::pair<std::string, const char*> cases[] = {
       {"ext4 1 2 - Live 0x0",                    "ext4 1 2 "                           },
       {"jbd2 131072 1 ext4, Live 0xffff (E)",    "jbd2 131072 1 ext4,"                 },
       {"x 99999999999 -1 a,b,[permanent], Live", "x 2147483647 -1 a,b,[permanent],"    },
@@ -118,12 +111,12 @@ TEST(LoadedModules, LineIsCutBeforeItsState) {
       {with_nul,                                 "none"                                },
       {"",                                       "none"                                },
   };
-  for (const auto& one : cases) {
-    const auto module = parse_loaded_module(one.line);
-    const std::string seen = !module ? "none"
-                                     : module->name + " " + std::to_string(module->size) + " " +
-                                           std::to_string(module->uses) + " " + module->dependants;
-    EXPECT_EQ(seen, one.seen) << one.line;
+  for (const auto& [line, seen] : cases) {
+    const auto module = parse_loaded_module(line);
+    const std::string shown = !module ? "none"
+                                      : module->name + " " + std::to_string(module->size) + " " +
+                                            std::to_string(module->uses) + " " + module->dependants;
+    EXPECT_EQ(shown, seen) << line;
   }
 }
 

@@ -3,7 +3,7 @@
 . "$(dirname "$0")/common.sh"
 cpack --config "$build/CPackConfig.cmake" -G DEB -B packed > log 2>&1 || die "$(cat log)"
 package=$(echo packed/*.deb)
-dpkg-deb -f "$package" Depends | grep -q '^libc6 (>= ' || die "depends on $(dpkg-deb -f "$package" Depends)"
+dpkg-deb -f "$package" Depends | grep -qE '(^|, )libc6 \(>= ' || die "depends on $(dpkg-deb -f "$package" Depends)"
 dpkg-deb -x "$package" root
 for file in bin/kestrel bin/ks2 share/kestrel/pcidb.txt share/man/man1/kestrel.1 \
   share/man/man1/ks2.1 share/doc/kestrel/copyright share/bash-completion/completions/ks2; do

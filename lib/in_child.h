@@ -1,0 +1,31 @@
+// Calls into a file system whose server is dead hang in the kernel, where no signal ends them. They
+// are made in a child process, which can be left behind.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <type_traits>
+
+namespace kestrel {
+
+/// What a server that is alive may take, in milliseconds.
+inline constexpr int k_server_patience = 5000;
+
+/// Calls `work` in a child process that gets `milliseconds` and is then killed. False, and the
+/// `size` bytes at `answer` unchanged, when `work` says so (errno EIO) or did not answer in time
+/// (errno ETIMEDOUT).
+bool run_in_child(const std::function<bool(void* answer)>& work, int milliseconds, void* answer,
+                  size_t size);
+
+/// The same for a function that fills an `Answer`.
+template <class Answer, class Read>
+bool read_in_child(Read&& read, int milliseconds, Answer& answer) {
+  static_assert(std::is_trivially_copyable_v<Answer>);
+  return run_in_child([&read](void* found) { return read(*static_cast<Answer*>(found)); },
+                      milliseconds, &answer, sizeof answer);
+}
+
+/// Whether the file system of `path` answers at all, be it that there is no such file.
+bool is_answering(const char* path);
+
+}  // namespace kestrel
