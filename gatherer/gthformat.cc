@@ -123,6 +123,7 @@ gth_container::gth_container(byte_span file) : plain_(file) {
 
 void gth_container::unstuff(byte_span file) {
   unstuffer form;
+  unstuffed_.reserve(file.size());
   if (!form.feed(file, unstuffed_) || !form.is_complete()) {
     set_fault(gth_fault::stuffing, static_cast<size_t>(form.offset()));
   }

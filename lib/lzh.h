@@ -36,11 +36,14 @@ class LzH {
   int Decode(FILE* input, FILE* output, const LzwComp* sizes);
   /// Bytes of the stream that the last Decode needed. More than there were: the stream was cut.
   uint64_t input_used() const { return input_used_; }
+  /// Bytes that the last Decode made of what the stream holds: of a cut one, the good beginning.
+  uint64_t output_made() const { return output_made_; }
 
   /// The same from memory into memory; -3 also when `output` is too small.
   int Encode(std::span<const unsigned char> input, std::span<unsigned char> output, LzwComp* sizes);
   /// For streams that nobody vouches for: fills `output`, whose size is the limit. 0, or -2 when
-  /// the input ends before that; the output is then good for nothing.
+  /// the input ends before that; the output is then good as far as output_made() says. An input as
+  /// long as the output is taken for stored.
   int Decode(std::span<const unsigned char> input, std::span<unsigned char> output);
   /// No stream of that size holds more bytes than this: a larger claim is a lie. (The shortest code
   /// of a match of 60 bytes takes 10 bits.)
@@ -84,7 +87,7 @@ class LzH {
   size_t DecodeChar(bit_reader& in);
   static size_t DecodePosition(bit_reader& in);
 
-  uint64_t input_used_;
+  uint64_t input_used_, output_made_;
 
   /// The window, a ring, and behind it a mirror of its first bytes, so that no string wraps.
   unsigned char text_buf_[N + F - 1];

@@ -36,6 +36,7 @@ class byte_source {
   std::span<const unsigned char> at_hand() const { return {next_, end_}; }
   void skip(size_t count) { next_ += count; }
 
+  /// Bytes taken out.
   uint64_t consumed() const { return taken_ - at_hand().size(); }
   bool failed() const { return failed_; }
 
@@ -95,6 +96,7 @@ inline void copy_bytes(byte_source& in, byte_sink& out) {
   }
 }
 
+/// Packs codes into bytes, the first bit highest.
 class bit_writer {
  public:
   explicit bit_writer(byte_sink& sink) : sink_(sink) {}
@@ -115,6 +117,7 @@ class bit_writer {
     for (; count_ > 0; count_ -= 8) put(bits_ >> (count_ - 8));
     hand_on();
   }
+  /// Bytes made so far; after EncodeEnd() all of them.
   uint64_t code_size() const { return handed_on_ + used_; }
 
  private:
@@ -133,18 +136,20 @@ class bit_writer {
   std::array<unsigned char, 8192> block_;
 };
 
+/// Takes bits out of bytes, the highest first. What is asked for must be at hand since refill().
 class bit_reader {
  public:
   explicit bit_reader(byte_source& source) : source_(source) {}
 
   /// Sees to it that 56 bits are at hand, more than any symbol and position take together (21 and
-  /// 14). Past the end of the input they are zero.
-  void refill() {
+  /// 14). Past the end of the input they are zero; false when some are.
+  bool refill() {
     if (source_.at_hand().size() < sizeof bits_) return refill_bytewise();
     // What lies below count_ now is what the next refill brings once more.
     bits_ |= load_word(source_.at_hand().data()) >> count_;
     source_.skip((63 - count_) / 8);
     count_ |= 56;
+    return true;
   }
   size_t GetBit() {
     const size_t bit = peek(1);
@@ -159,11 +164,11 @@ class bit_reader {
 
   /// Bytes of which bits were taken, those past the end included.
   uint64_t used() const { return source_.consumed() + zeros_ - count_ / 8; }
-  /// True at the latest when no bit of the input is left.
-  bool past_end() const { return zeros_ > sizeof bits_; }
+  /// Whether bits were taken that the input does not hold.
+  bool past_end() const { return 8 * zeros_ > count_; }
 
  private:
-  void refill_bytewise() {
+  bool refill_bytewise() {
     for (; count_ <= 56; count_ += 8) {
       if (source_.at_end()) {
         ++zeros_;
@@ -171,6 +176,7 @@ class bit_reader {
         bits_ |= uint64_t{source_.get()} << (56 - count_);
       }
     }
+    return zeros_ == 0;
   }
 
   byte_source& source_;

@@ -37,9 +37,15 @@ int LzH::decode(byte_source& in, byte_sink& out, uint64_t size, at_end policy) {
   StartHuff();
   bit_reader bits(in);
   size_t r = fill_window(), first = r;
-  for (uint64_t left = size; left > 0 && !out.failed();) {
-    bits.refill();
-    if (policy == at_end::stop && bits.past_end()) break;
+  uint64_t left = size;
+  while (left > 0 && !out.failed()) {
+    if (!bits.refill()) [[unlikely]] {
+      if (!bits.past_end()) {
+        output_made_ = size - left;
+      } else if (policy == at_end::stop) {
+        break;
+      }
+    }
     const size_t c = DecodeChar(bits);
     if (c < 256) {
       text_buf_[r++] = static_cast<unsigned char>(c);
@@ -58,6 +64,7 @@ int LzH::decode(byte_source& in, byte_sink& out, uint64_t size, at_end policy) {
   }
   out.write(text_buf_ + first, r - first);
   input_used_ = bits.used();
+  if (!bits.past_end()) output_made_ = size - left;
   return in.failed() ? -2 : out.failed() ? -3 : 0;
 }
 
@@ -79,6 +86,7 @@ int LzH::Decode(FILE* input, FILE* output, const LzwComp* sizes) {
 
 int LzH::Decode(std::span<const unsigned char> input, std::span<unsigned char> output) {
   input_used_ = input.size();
+  output_made_ = output.size();
   if (input.size() == output.size()) {
     std::copy(input.begin(), input.end(), output.begin());
     return 0;

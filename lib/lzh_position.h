@@ -7,6 +7,7 @@
 
 namespace kestrel {
 
+/// Lengths in bits and left-aligned codes by value (p_), values and lengths by first byte (d_).
 struct position_code {
   std::array<uint8_t, 64> p_len{}, p_code{};
   std::array<uint8_t, 256> d_code{}, d_len{};
@@ -31,6 +32,7 @@ constexpr position_code make_position_code() {
   return code;
 }
 
+/// The code, and its tables under the coder's names.
 inline constexpr position_code k_position_code = make_position_code();
 inline constexpr const auto& Fixp_len = k_position_code.p_len;
 inline constexpr const auto& Fixp_code = k_position_code.p_code;

@@ -1,7 +1,5 @@
 // LzH: pinned streams, an independent reader (lhasa), round trips, and streams that lie.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <memory>
@@ -10,6 +8,7 @@
 
 #include "lib/file.h"
 #include "lib/lzh.h"
+#include "tests/lib/scratch.h"
 
 namespace kestrel {
 namespace {
@@ -141,22 +140,12 @@ std::string lhasa_decodes(std::string_view stream, std::string_view text) {
   unsigned sum = 0;
   for (const unsigned char byte : header) sum += byte;
 
-  char folder[] = "/tmp/kestrel_lzh_XXXXXX";
-  EXPECT_NE(mkdtemp(folder), nullptr);
-  const std::string archive = std::string(folder) + "/a.lzh", member = std::string(folder) + "/m";
-  const file_ptr out = create_output_file(archive.c_str(), "wb");
+  const scratch_folder folder;
   std::string bytes = {static_cast<char>(header.size()), static_cast<char>(sum)};
-  bytes.append(header).append(stream).push_back('\0');
-  std::fwrite(bytes.data(), 1, bytes.size(), out.get());
-  std::fflush(out.get());
-  const std::string command = std::string("lhasa -xfq2w=") + folder + " " + archive;
+  put_file(folder / "a.lzh", bytes.append(header).append(stream) + '\0');
+  const std::string command = "lhasa -xfq2w=" + folder.path() + " " + (folder / "a.lzh");
   EXPECT_EQ(std::system(command.c_str()), 0) << "is the package lhasa installed?";
-  const file_ptr in = open_for_reading(member.c_str());
-  std::string result = in != nullptr ? contents(in.get()) : "no member";
-  unlink(archive.c_str());
-  unlink(member.c_str());
-  rmdir(folder);
-  return result;
+  return content_of(folder / "m");
 }
 
 std::string hex(std::string_view bytes) {
@@ -171,9 +160,7 @@ std::string hex(std::string_view bytes) {
 TEST(Lzh, StreamsArePinned) {
   // "A" is the code 111001101; 60 spaces are one match, 11000101 with position 000 111011. Where
   // the stream is as long as the text, it is the text.
-  const struct {
-    std::string text, stream;
-  } pins[] = {
+  const std::pair<std::string, std::string> pins[] = {
       {"A",                 "e680"},
       {std::string(60,      ' '),   "c51d80"},
       {"   x",                   "20202078"                   },
@@ -184,10 +171,10 @@ TEST(Lzh, StreamsArePinned) {
       {"abracadabra abracadabra", "f6fbbfd8befc1f08d034a82c"},
   };
   LzH coder;
-  for (const auto& pin : pins) {
-    const std::string stream = encode(coder, pin.text);
-    EXPECT_EQ(hex(stream), pin.stream) << pin.text;
-    EXPECT_EQ(decode(coder, stream, pin.text.size()), pin.text);
+  for (const auto& [text, expected] : pins) {
+    const std::string stream = encode(coder, text);
+    EXPECT_EQ(hex(stream), expected) << text;
+    EXPECT_EQ(decode(coder, stream, text.size()), text);
   }
 }
 
@@ -210,10 +197,8 @@ TEST(Lzh, EveryLengthComesBack) {
 }
 
 TEST(Lzh, LongStreamsArePinnedAndReadByAnotherProgram) {
-  const struct {
-    size_t size;
-    unsigned crc;
-  } pins[k_kinds + 1] = {
+  const std::pair<size_t, unsigned> pins[k_kinds + 1] = {
+  // size and CRC
       {100170, 0x5426},
       {15986,  0x6887},
       {4454,   0xD5CE},
@@ -226,8 +211,8 @@ TEST(Lzh, LongStreamsArePinnedAndReadByAnotherProgram) {
   for (int kind = 0; kind <= k_kinds; ++kind) {
     const std::string text = kind < k_kinds ? sample(kind, 100000) : deep_tree_sample();
     const std::string stream = encode(coder, text);
-    EXPECT_EQ(stream.size(), pins[kind].size) << kind;
-    EXPECT_EQ(crc16(stream), pins[kind].crc) << kind;
+    EXPECT_EQ(stream.size(), pins[kind].first) << kind;
+    EXPECT_EQ(crc16(stream), pins[kind].second) << kind;
     EXPECT_EQ(decode(coder, stream, text.size()), text) << kind;
     EXPECT_EQ(lhasa_decodes(stream, text), text) << kind;
   }

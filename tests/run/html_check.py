@@ -89,7 +89,7 @@ def sample(rows=30):
 # --- the browser ---------------------------------------------------------------------------------
 
 class Browser:
-    def __init__(self, flags=()):
+    def __init__(self):
         self.driver = subprocess.Popen(["chromedriver", "--port=0"], stdout=subprocess.PIPE,
                                        stderr=subprocess.DEVNULL, text=True)
         self.base = None
@@ -97,7 +97,7 @@ class Browser:
             if port := re.search(r"successfully on port (\d+)", line):
                 self.base = "http://127.0.0.1:" + port[1]
                 break
-        options = {"args": FLAGS + list(flags), "binary": "/usr/bin/chromium"}
+        options = {"args": FLAGS, "binary": "/usr/bin/chromium"}
         answer = self.call("POST", "/session", {"capabilities": {"alwaysMatch": {
             "goog:chromeOptions": options, "goog:loggingPrefs": {"browser": "ALL"}}}})
         self.base += "/session/" + answer["sessionId"]

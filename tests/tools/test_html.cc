@@ -2,9 +2,7 @@
 // policy. How the page behaves is tested in a browser (tests/run/html_check.py).
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <memory>
-
+#include "tests/lib/report_capture.h"
 #include "tools/ks2/html_page.h"
 #include "tools/ks2/html_text.h"
 #include "tools/ks2/sha256.h"
@@ -12,22 +10,10 @@
 namespace kestrel::ks2 {
 namespace {
 
-/// What `write` puts into a stream.
-template <class Write>
-std::string written(Write write) {
-  char* bytes = nullptr;
-  size_t size = 0;
-  FILE* const out = open_memstream(&bytes, &size);
-  write(out);
-  std::fclose(out);
-  const std::unique_ptr<char, decltype(&std::free)> owner(bytes, std::free);
-  return std::string(bytes, size);
-}
-
 std::string page_of(const report& content) {
   const fault_list faults;
   const page_source source = {"f.xml", 1, {}, content, faults};
-  return written([&](FILE* out) { write_page(source, out); });
+  return written_by([&](FILE* out) { write_page(source, out); });
 }
 
 std::string hex(const sha256_digest& digest) {
@@ -70,11 +56,11 @@ constexpr escape_case k_escapes[] = {
 
 TEST(Html, EscapesEverything) {
   for (const escape_case& each : k_escapes) {
-    EXPECT_EQ(written([&](FILE* out) { html_writer(out).text(each.from); }), each.text);
-    EXPECT_EQ(written([&](FILE* out) { html_writer(out).raw_lines(each.from); }), each.lines);
+    EXPECT_EQ(written_by([&](FILE* out) { html_writer(out).text(each.from); }), each.text);
+    EXPECT_EQ(written_by([&](FILE* out) { html_writer(out).raw_lines(each.from); }), each.lines);
   }
   const std::string long_text(200'000, '<');
-  EXPECT_EQ(written([&](FILE* out) { html_writer(out).text(long_text); }).size(), 800'000U);
+  EXPECT_EQ(written_by([&](FILE* out) { html_writer(out).text(long_text); }).size(), 800'000U);
 }
 
 TEST(Html, HumanUnits) {

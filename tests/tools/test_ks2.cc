@@ -1,10 +1,6 @@
 // ks2: reports of the real writer and containers around them, then damaged in every way: each byte,
 // each length, each size.
 #include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <clocale>
-#include <filesystem>
 
 #include "gatherer/gthfile.h"
 #include "lib/lzh.h"
@@ -40,7 +36,7 @@ constexpr column k_columns[] = {
     {"Note",  DT_ASCII,   12},
 };
 
-void write_rows(FILE* out) {
+void write_rows(FILE* out, const std::string& filler) {
   Table table(out, "Disks & <more>");
   table.declare(k_columns);
   const wchar_t* const names[] = {L"sda", L"caf\u00e9 \u20ac \U0001F600", L"a\"b'c<d>&\r\n\te",
@@ -51,23 +47,25 @@ void write_rows(FILE* out) {
     table.log_data(-17);
     table.log_data(0xBEEFul);
     table.log_data(1);
-    table.log_data("caf\xC3\xA9");
+    table.log_data("caf\xC3\xA9" + filler);
     table.end_row();
   }
 }
 
-/// A whole report by the gatherer's own writer, with `imports` in it.
-std::string make_report(const std::vector<std::string>& imports = {}) {
+/// A whole report by the gatherer's own writer, with `imports` in it, and `filler` in cells and
+/// files.
+std::string make_report(const std::vector<std::string>& imports = {},
+                        const std::string& filler = "") {
   Table::set_output_format(OUTPUT_KSML);
   report_capture out;
-  const sample_file file("line\r\n]]> and ]]]]>\n\xF0\x9F\x98\x80 \x01 end]]");
+  const sample_file file("line\r\n]]> and ]]]]>\n\xF0\x9F\x98\x80 \x01 end]]" + filler);
   const uint32_t before = Table::get_output_checksum();
   xml_file_heading(out.stream());
   xml_open_tag(out.stream(), "GATHERED_DATA");
   xml_tag_value(out.stream(), "GATHERER_VERSION", "2.0.0");
   for (const char* title : {"STORAGE", "ST/OR"}) {
     start_section(out.stream(), title);
-    write_rows(out.stream());
+    write_rows(out.stream(), filler);
     log_file(out.stream(), file.path());
     log_file(out.stream(), "/nowhere");
     Table(out.stream(), "Empty").declare(k_columns);
@@ -183,12 +181,36 @@ std::vector<part> small_parts(const std::string& report) {
   };
 }
 
+/// What a character_reader or a shown_reader hands out.
+template <class Reader>
+std::string all_of(Reader reader) {
+  std::string text;
+  for (wchar_t c; reader.next(c);) append_character(text, c);
+  return text;
+}
+
+std::vector<std::string> wrap(const std::string& text, size_t width) {
+  line_breaker breaker(shown_reader({text}, true), width);
+  std::vector<std::string> lines;
+  for (std::string line; breaker.next(line);) lines.push_back(line);
+  return lines;
+}
+
+std::string formatted(const text_table& table, size_t width) {
+  report_capture out;
+  text_output text(out.stream(), audience::programs);
+  write_rows(table, width, text);
+  text.flush();
+  return out.text();
+}
+
 // --- whole files ------------------------------------------------------------------------------
 
 TEST(Ks2Verify, WhatTheGathererWritesIsWhole) {
-  const std::string report = make_report();
-  const outcome loose = verified(report);
-  EXPECT_FALSE(loose.is_damaged()) << loose.text;
+  for (const unsigned size : {0U, 1000U, 70000U}) {  // sums that pass 16 bits
+    const outcome loose = verified(make_report({}, std::string(size, '~')));
+    EXPECT_FALSE(loose.is_damaged()) << loose.text;
+  }
   const file_bytes plain = make_container(small_parts(make_report()));
   for (const file_bytes& form : {plain, stuffed(plain)}) {
     const outcome found = verified(form);
@@ -217,7 +239,8 @@ TEST(Ks2Verify, ImportsCountAsTheirWriterCountedThem) {
   ASSERT_EQ(content.sections.size(), 6u);
   EXPECT_EQ(content.sections[4].title, "PLUG-IN");
   EXPECT_EQ(content.sections[4].import, 2);
-  EXPECT_EQ(file_text(content.sections[2].files[0]), nested.substr(head.size()));
+  EXPECT_EQ(all_of(character_reader(text_of(content.sections[2].files[0]))),
+            nested.substr(head.size()));
   EXPECT_TRUE(verified(replaced(report, "<Y/>", "<Z/>")).tells("the sum of the report"));
 }
 
@@ -347,12 +370,7 @@ TEST(Ks2Damage, HeadsAndSizesThatLieAreTold) {
 
 TEST(Ks2Damage, WhatIsMissingAroundAnElementCostsNothingElse) {
   const std::string report = make_report();
-  struct sample {
-    const char* what;
-    const char* with;
-    const char* told;
-  };
-  const sample samples[] = {
+  const std::tuple<const char*, const char*, const char*> samples[] = {
       {"<SECTION ID=\"STORAGE\">", "",                    "outside of SECTION"          },
       {"<ROW ID=\"sda\">\r\n",     "",                    "outside of ROW"              },
       {"</ROW>\r\n",               "",                    "ROW has no end"              },
@@ -372,17 +390,17 @@ TEST(Ks2Damage, WhatIsMissingAroundAnElementCostsNothingElse) {
       {"<FILE ",                   "<BLINK>\r\n<FILE ",   "unknown element <BLINK>"     },
       {"\r\n<TABLE",               "\n<TABLE",            "lines that end in LF"        },
   };
-  for (const sample& one : samples) {
-    const std::string damaged = replaced(report, one.what, one.with);
+  for (const auto& [what, with, told] : samples) {
+    const std::string damaged = replaced(report, what, with);
     const outcome found = verified(damaged);
-    EXPECT_TRUE(found.tells(one.told)) << one.what << " -> " << one.with << "\n" << found.text;
-    EXPECT_LE(found.faults.fault_count(), 12u) << one.what << "\n" << found.text;
+    EXPECT_TRUE(found.tells(told)) << what << " -> " << with << "\n" << found.text;
+    EXPECT_LE(found.faults.fault_count(), 12u) << what << "\n" << found.text;
     fault_list faults;
     const kestrel::ks2::report content = read_ksml(damaged, k_default_max_size, faults);
-    ASSERT_GE(content.sections.size(), 2u) << one.what;
-    EXPECT_EQ(content.sections.back().tables[0].rows.size(), 4u) << one.what;
-    EXPECT_EQ(content.sections[0].tables[0].rows.size(), 4u) << one.what;
-    EXPECT_EQ(content.sections[0].files.size(), 2u) << one.what;
+    ASSERT_GE(content.sections.size(), 2u) << what;
+    EXPECT_EQ(content.sections.back().tables[0].rows.size(), 4u) << what;
+    EXPECT_EQ(content.sections[0].tables[0].rows.size(), 4u) << what;
+    EXPECT_EQ(content.sections[0].files.size(), 2u) << what;
   }
 }
 
@@ -437,7 +455,7 @@ TEST(Ks2Show, SectionsAndTablesAreFoundByPrefix) {
   EXPECT_EQ(found("stor//nowhere"), "STORAGE:1 ");
   EXPECT_EQ(found("x"), "");
   EXPECT_EQ(column_names(content.sections[0].tables[0]).size(), 5u);
-  EXPECT_EQ(file_text(content.sections[0].files[0]),
+  EXPECT_EQ(all_of(character_reader(text_of(content.sections[0].files[0]))),
             "line\r\n]]> and ]]]]>\n\xF0\x9F\x98\x80 \xEF\xBF\xBD end]]");
 }
 
@@ -447,14 +465,19 @@ TEST(Ks2Show, TablesFitAndLoseNothing) {
   EXPECT_EQ(wrap("\u4e2d\u6587\u5b57", 4), (std::vector<std::string>{"\u4e2d\u6587", "\u5b57"}));
   EXPECT_EQ(wrap("abcdef\n\nx", 3), (std::vector<std::string>{"abc", "def", "", "x"}));
   EXPECT_EQ(wrap("e\u0301e\u0301e", 2), (std::vector<std::string>{"e\u0301e\u0301", "e"}));
-  const text_table table = {
-      {{"A", false}, {"Number", true}},
-      { {"\u4e2d\u6587 and more words", "17"},  {"x", "4"},        {"short"}}
+  text_table table({
+      {"A",      false},
+      {"Number", true }
+  });
+  table.rows = {
+      {"\u4e2d\u6587 and more words", "17"},
+      {"x",                             "4"},
+      {"short"}
   };
-  EXPECT_EQ(format_table(table, 20).rows,
+  EXPECT_EQ(formatted(table, 20),
             "\u4e2d\u6587 and          17\nmore words\nx                  4\nshort\n");
   EXPECT_EQ(
-      format_table(table, 12).rows,
+      formatted(table, 12),
       "A       \u4e2d\u6587\n        and\n        more\n        word\n        s\nNumber  17\n\n"
       "A       x\nNumber  4\n\nA       shor\n        t\n\n");
   setlocale(LC_CTYPE, "C");
@@ -464,7 +487,7 @@ TEST(Ks2Show, NothingReachesTheTerminalThatItWouldActUpon) {
   const std::string text = "a\x1b[31m\tb\r\nc\rd\x7f\xC2\x9B\xE2\x80\xAE\xE9!";
   const std::string mark = "\xEF\xBF\xBD";
   EXPECT_EQ(shown(text), "a" + mark + "[31m b  c d" + mark + mark + mark + mark + "!");
-  EXPECT_EQ(shown_lines(text),
+  EXPECT_EQ(all_of(shown_reader({text}, true)),
             "a" + mark + "[31m\tb\nc" + mark + "d" + mark + mark + mark + mark + "!");
   EXPECT_EQ(json_string("\"\\\n\x1b\xC2\x9B\xE9\xF3\xA0\x80\x81"),
             "\"\\\"\\\\\\n\\u001b\\u009b\xEF\xBF\xBD\\udb40\\udc01\"");
@@ -491,6 +514,40 @@ TEST(Ks2Extract, NamesAreSafe) {
   EXPECT_EQ(names.unused_name("report.ksml", true), "report.ksml.3");
   EXPECT_EQ(names.unused_name(std::string(200, 'a'), false).size(), 200u);
   EXPECT_EQ(names.unused_name(std::string(200, 'a'), false), std::string(198, 'a') + ".2");
+}
+
+/// The most bytes of output that need no more than the stream.
+size_t whole_output(LzH& coder, byte_span stream, size_t size) {
+  file_bytes output(size);
+  size_t least = 0;
+  for (size_t most = size; least < most;) {
+    const size_t middle = most - (most - least) / 2;
+    // Equal sizes would mean stored; the next size is asked instead.
+    const size_t asked = middle + (middle == stream.size() ? 1 : 0);
+    const bool is_whole =
+        asked <= size && coder.Decode(stream, std::span(output).first(asked)) == 0;
+    (is_whole ? least : most) = is_whole ? middle : middle - 1;
+  }
+  return least;
+}
+
+TEST(Ks2Damage, OfACutStreamExactlyTheGoodBeginningIsKept) {
+  LzH coder;
+  for (const std::string& text : {std::string(3000, ' ') + std::string(500, 'x'), make_report(),
+                                  make_report().substr(0, 300) + std::string(9000, '~')}) {
+    file_bytes stream(2 * text.size()), output(text.size());
+    LzwComp sizes = {};
+    ASSERT_EQ(coder.Encode(bytes_of(text), stream, &sizes), 0);
+    for (size_t size = 0; size <= sizes.compressed_size; ++size) {
+      const byte_span cut_stream = byte_span(stream).first(size);
+      const size_t expected = whole_output(coder, cut_stream, text.size());
+      const bool is_whole = coder.Decode(cut_stream, output) == 0;
+      ASSERT_TRUE(coder.output_made() == expected || coder.output_made() == size) << size;
+      ASSERT_EQ(is_whole, coder.output_made() == text.size()) << size;
+      ASSERT_TRUE(std::equal(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(expected),
+                             reinterpret_cast<const char*>(output.data())));
+    }
+  }
 }
 
 }  // namespace

@@ -44,11 +44,11 @@ constexpr command k_commands[] = {
      "  -o, --output OUT      the file to write, - for standard output (FILE's name with .html)\n"
      "  -f, --force           replace it if it exists\n",                               run_html   },
     {"stuff",   "FILE",                   "of",   1, 1,  "make the form without zero bytes",
-     "  -o, --output OUT      the file to write; it must not exist\n"
-     "  -f, --force           replace it if it does\n",                                 run_stuff  },
+     "  -o, --output OUT      the file to write, - for standard output\n"
+     "  -f, --force           replace it if it exists\n",                               run_stuff  },
     {"unstuff", "FILE",                   "of",   1, 1,  "undo stuff",
-     "  -o, --output OUT      the file to write; it must not exist\n"
-     "  -f, --force           replace it if it does\n",                                 run_unstuff},
+     "  -o, --output OUT      the file to write, - for standard output\n"
+     "  -f, --force           replace it if it exists\n",                               run_unstuff},
 };
 
 constexpr option k_options[] = {
@@ -87,9 +87,8 @@ void print_help(const command& asked) {
 }
 
 int complain_usage(const command* about, const char* text) {
-  std::fprintf(stderr, "ks2%s%s: %s\nTry 'ks2%s%s --help'.\n", about == nullptr ? "" : " ",
-               about == nullptr ? "" : about->name, text, about == nullptr ? "" : " ",
-               about == nullptr ? "" : about->name);
+  const std::string name = about == nullptr ? "ks2" : std::string("ks2 ") + about->name;
+  print_text(stderr, name + ": " + text + "\nTry '" + name + " --help'.\n");
   return exit_usage;
 }
 
@@ -209,7 +208,7 @@ int ks2_main(int argc, char** argv) {
 
 void complain(std::string_view path, std::string_view text) {
   std::fflush(stdout);
-  std::fprintf(stderr, "ks2: %s: %s\n", shown(path).c_str(), shown(text).c_str());
+  print_text(stderr, "ks2: " + shown(path) + ": " + shown(text) + "\n");
 }
 
 int refuse(const input_file& file) {

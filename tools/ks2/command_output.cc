@@ -2,31 +2,26 @@
 #include "tools/ks2/command_output.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
-#include "tools/ks2/safe_output.h"
-
 namespace kestrel::ks2 {
 
 command_output::command_output(const char* input, std::string path, bool force)
-    : path_(std::move(path)), status_(exit_whole) {
+    : path_(std::move(path)), is_standard_(path_ == "-") {
+  if (is_standard_) return;
   if (is_same_file(AT_FDCWD, path_.c_str(), input)) {
     refuse(exit_usage, "is the input itself");
-    return;
+  } else if (!file_.create(AT_FDCWD, path_, force)) {
+    refuse(exit_damaged, creation_trouble(errno));
   }
-  file_ = create_safely(path_.c_str(), force);
-  if (file_ == nullptr) refuse(exit_damaged, creation_trouble(errno, force));
 }
 
 int command_output::finish() {
-  if (file_ != nullptr && !close_checked(std::move(file_))) {
-    refuse(exit_damaged, std::strerror(errno));
-    unlink(path_.c_str());
-  }
-  return status_;
+  if (status_ != exit_whole) return status_;
+  if (is_standard_) return status_ = finish_output(status_);
+  return file_.finish() ? status_ : refuse(exit_damaged, std::strerror(errno));
 }
 
 int command_output::refuse(int status, const char* reason) {

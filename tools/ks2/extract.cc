@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <set>
 
 #include "gatherer/gthfile.h"
 #include "lib/utilstr.h"
@@ -35,6 +36,12 @@ bool select(const input_file& file, const char* operand, std::vector<size_t>& se
   return selected.size() > before;
 }
 
+/// The first of each stays where it is.
+void remove_repetitions(std::vector<size_t>& selected) {
+  std::set<size_t> seen;
+  std::erase_if(selected, [&seen](size_t index) { return !seen.insert(index).second; });
+}
+
 /// What is written of an item.
 struct content {
   decoded_item decoded;
@@ -57,9 +64,8 @@ content read_content(const input_file& file, size_t index, bool is_raw) {
   return found;
 }
 
-bool write_whole(file_ptr out, std::string_view bytes) {
-  std::fwrite(bytes.data(), 1, bytes.size(), out.get());
-  return close_checked(std::move(out));
+void write_bytes(std::string_view bytes, FILE* out) {
+  if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), out);
 }
 
 class extraction {
@@ -93,6 +99,7 @@ int extraction::run() {
   for (size_t i = 0; given_.operands.size() == 1 && i < file_.items().size(); ++i) {
     selected.push_back(i);
   }
+  remove_repetitions(selected);
   fault_list faults;
   check_container(file_, faults);
   int status = warn(file_, faults);
@@ -125,13 +132,18 @@ int extraction::check(size_t index, const decoded_item& decoded) {
   fault_list faults;
   faults.set_item(static_cast<int>(index + 1));
   check_decoding(file_.items()[index], decoded, faults);
-  return warn(file_, faults);
+  const int status = warn(file_, faults);
+  return decoded.is_refused ? exit_unreadable : status;
 }
 
 int extraction::write_to_output(size_t index) {
-  const content found = read_content(file_, index, given_.raw);
+  content found;
+  {
+    progress_stage stage(format_text("%s: item %zu", file_.path(), index + 1));
+    found = read_content(file_, index, given_.raw);
+  }
   const int status = check(index, found.decoded);
-  std::fwrite(found.bytes.data(), 1, found.bytes.size(), stdout);
+  write_bytes(found.bytes, stdout);
   return finish_output(status);
 }
 
@@ -139,23 +151,24 @@ int extraction::write_item(size_t index) {
   progress_stage stage(format_text("%s: item %zu", file_.path(), index + 1));
   const content found = read_content(file_, index, given_.raw);
   const int status = check(index, found.decoded);
+  if (found.decoded.is_refused) return status;
   const std::string name = names_.unused_name(found.name, found.is_named_by_type);
   const std::string path = folder_.path() + "/" + name;
-  if (folder_.is_file(name, file_.path())) {
+  if (is_same_file(folder_.descriptor(), name.c_str(), file_.path())) {
     complain(path, "is the input itself");
     return exit_usage;
   }
-  file_ptr out = folder_.create(name, given_.force);
-  if (out == nullptr) {
-    complain(path, creation_trouble(errno, given_.force));
+  new_file out;
+  if (!out.create(folder_.descriptor(), name, given_.force)) {
+    complain(path, creation_trouble(errno));
     return exit_damaged;
   }
-  if (!write_whole(std::move(out), found.bytes)) {
+  write_bytes(found.bytes, out.get());
+  if (!out.finish()) {
     complain(path, std::strerror(errno));
-    folder_.remove(name);
     return exit_damaged;
   }
-  std::printf("%s\n", shown(path).c_str());
+  print_text(stdout, shown(path) + "\n");
   return status;
 }
 

@@ -49,6 +49,8 @@ class fault_list {
   void add(severity level, size_t offset, std::string text);
   /// Places that are added later belong to this item.
   void set_item(int item) { item_ = item; }
+  /// Takes what another list holds; with `is_excused` its faults are only warnings.
+  void append(const fault_list& other, bool is_excused);
 
   const std::vector<fault>& all() const { return all_; }
   std::vector<fault>& all() { return all_; }

@@ -1,7 +1,6 @@
 // ks2 html FILE [-o OUT]
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <optional>
 
 #include "tools/ks2/command.h"
@@ -32,7 +31,7 @@ int write_to_file(const page_source& source, const std::string& path, const argu
     write_page(source, out.get());
   }
   const int status = out.finish();
-  if (status == exit_whole && given.output == nullptr) std::printf("%s\n", shown(path).c_str());
+  if (status == exit_whole && given.output == nullptr) print_text(stdout, shown(path) + "\n");
   return status;
 }
 
@@ -48,18 +47,11 @@ int run_html(const arguments& given) {
     opened = open_report(file, faults);
   }
   const int status = warn(file, faults);
-  if (!opened) {
-    complain(file.path(), "holds no ksml report; it holds: " + describe_contents(file));
-    return exit_damaged;
-  }
+  if (!opened) return refuse_without_report(file);
   std::string_view name = file.path();
   name.remove_prefix(name.rfind('/') + 1);  // npos + 1 is 0
   const page_source source = {std::string(name), file.bytes().size(), read_identity(file),
                               opened->content, faults};
-  if (given.output != nullptr && std::strcmp(given.output, "-") == 0) {
-    write_page(source, stdout);
-    return finish_output(status);
-  }
   const std::string path = given.output != nullptr ? given.output : default_output(file.path());
   return finish_output(std::max(status, write_to_file(source, path, given)));
 }

@@ -13,7 +13,6 @@ constexpr size_t k_first_bytes = 2000;
 constexpr size_t k_piece_lines = 200;
 constexpr size_t k_piece_bytes = 32 * 1024;
 constexpr size_t k_spared_lines = 4;  // this few more are not worth a fold
-constexpr std::string_view k_joint = "]]><![CDATA[";
 
 size_t line_count(std::string_view text) {
   const auto ends = static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));

@@ -70,10 +70,6 @@ size_t row_count(const report_section& section) {
   return rows;
 }
 
-std::string_view title_of(const report_section& section, const section_part& part) {
-  return part.is_file ? section.files[part.index].path : section.tables[part.index].title;
-}
-
 void write_entries(page& to, size_t number) {
   const report_section& section = to.source.content.sections[number];
   html_writer& out = to.out;

@@ -98,15 +98,6 @@ std::vector<page_column> columns_of(const report_table& table) {
   return columns;
 }
 
-/// Some row has a name that none of its cells says. Rows that were cut do not count.
-bool has_own_names(const report_table& table, size_t columns) {
-  return std::any_of(table.rows.begin(), table.rows.end(), [&](const report_row& row) {
-    return !row.name.empty() && row.cell_count == columns &&
-           std::none_of(table.begin_of(row), table.end_of(row),
-                        [&](const report_cell& cell) { return cell.value == row.name; });
-  });
-}
-
 const bar_rule* bar_rule_of(const report_table& table) {
   for (const bar_rule& rule : k_bars) {
     if (table.title == rule.table) return &rule;

@@ -18,9 +18,9 @@ namespace kestrel::ks2 {
 
 namespace {
 
-/// Bytes that the decoder may make of the zero bits behind a stream that ends too early.
-constexpr size_t k_most_made_up = 8192;
-constexpr size_t k_ident_start = 6;  ///< letters that both forms have in common
+constexpr size_t k_ident_start = 6;             ///< letters that both forms have in common
+constexpr uint64_t k_beginning = 4096;          ///< bytes that tell what a file is
+constexpr size_t k_longest_header_line = 4096;  ///< no path is longer
 
 struct known_type {
   uint8_t type;
@@ -49,38 +49,15 @@ const known_type* find_type(uint8_t type) {
 /// Takes "label: value\n" off the text.
 bool take_header_line(std::string_view& text, std::string_view label, std::string_view& value) {
   if (!text.starts_with(label)) return false;
-  const size_t end = text.find('\n');
+  const size_t end = text.substr(0, k_longest_header_line).find('\n');
   if (end == std::string_view::npos) return false;
   value = text.substr(label.size(), end - label.size());
   text.remove_prefix(end + 1);
   return true;
 }
 
-/// A stream that is not the output itself (which is what equal sizes would mean).
-bool unpack_stream(LzH& coder, byte_span stream, std::span<unsigned char> output) {
-  return stream.size() != output.size() && coder.Decode(stream, output) == 0;
-}
-
-/// Unpacks as much as the stream holds, which is too little for the output, and returns its size.
-/// Two outputs that began different are the same as far as anything was written; the last part of
-/// that may be made of bits that are not there.
-size_t unpack_beginning(LzH& coder, byte_span stream, std::span<unsigned char> output) {
-  std::vector<unsigned char> other(output.size(), 0xFF);
-  std::fill(output.begin(), output.end(), static_cast<unsigned char>(0));
-  unpack_stream(coder, stream, output);
-  unpack_stream(coder, stream, other);
-  const auto end = std::mismatch(output.begin(), output.end(), other.begin()).first;
-  auto most = static_cast<size_t>(end - output.begin());
-  size_t size = most - std::min(most, k_most_made_up);
-  while (size < most) {
-    const size_t middle = most - (most - size) / 2;
-    if (unpack_stream(coder, stream, output.first(middle))) {
-      size = middle;
-    } else {
-      most = middle - 1;
-    }
-  }
-  return unpack_stream(coder, stream, output.first(size)) ? size : 0;
+bool has_ident(std::string_view bytes) {
+  return bytes.starts_with(k_gth_ident.substr(0, k_ident_start));
 }
 
 }  // namespace
@@ -101,7 +78,7 @@ input_file::input_file(const char* path, std::vector<unsigned char> bytes, uint6
 void input_file::understand(uint64_t max_size) {
   if (bytes_.size() > max_size) return refuse(exit_unreadable, "is larger than --max-size allows");
   memory_left_ = max_size - bytes_.size();
-  if (text_of(bytes_).starts_with(k_gth_ident.substr(0, k_ident_start))) return read_container();
+  if (has_ident(text_of(bytes_))) return read_container();
   if (is_ksml(text_of(bytes_))) return;
   refuse(exit_not_gather_file,
          bytes_.empty() ? "is empty" : "is no gather file and no ksml report");
@@ -119,13 +96,21 @@ bool input_file::read(uint64_t max_size) {
     refuse(exit_unreadable, errno == EINVAL ? "is no regular file" : std::strerror(errno));
     return false;
   }
-  if (static_cast<uint64_t>(status.st_size) > max_size) {
+  const auto size = static_cast<uint64_t>(status.st_size);
+  bytes_.resize(static_cast<size_t>(std::min(size, k_beginning)));
+  bytes_.resize(std::fread(bytes_.data(), 1, bytes_.size(), file.get()));
+  // What is another file altogether is not read whole.
+  const bool is_ours = has_ident(text_of(bytes_)) || is_ksml(text_of(bytes_));
+  if (is_ours && size > max_size) {
     refuse(exit_unreadable, "is larger than --max-size allows");
     return false;
   }
-  bytes_.resize(static_cast<size_t>(status.st_size));
-  // A file that changes meanwhile is read as far as it goes.
-  bytes_.resize(std::fread(bytes_.data(), 1, bytes_.size(), file.get()));
+  if (is_ours && bytes_.size() == k_beginning) {
+    bytes_.resize(static_cast<size_t>(size));
+    // A file that changes meanwhile is read as far as it goes.
+    bytes_.resize(k_beginning + std::fread(bytes_.data() + k_beginning, 1,
+                                           bytes_.size() - k_beginning, file.get()));
+  }
   if (std::ferror(file.get()) != 0) {
     refuse(exit_unreadable, std::strerror(errno));
     return false;
@@ -197,27 +182,27 @@ void input_file::unpack(const input_item& item, decoded_item& result) const {
   }
   const uint64_t most = std::min<uint64_t>(item.size, LzH::most_output(item.data.size()));
   if (most > memory_left_) {
+    result.is_refused = true;
     result.trouble = format_text("its %u bytes are more than --max-size allows", item.size);
     return;
   }
-  result.unpacked.resize(static_cast<size_t>(most));
+  // A cut stream that happens to be as long as its contents must not be taken for stored.
+  const uint64_t room = most + (most == item.data.size() ? 1 : 0);
+  result.unpacked.resize(static_cast<size_t>(room));
   const auto coder = std::make_unique<LzH>();
-  if (!item.is_cut && unpack_stream(*coder, item.data, result.unpacked)) {
-    result.is_complete = true;
-    if (coder->input_used() != item.compressed_size) {
-      result.trouble =
-          format_text("%u bytes need %llu of the %u packed ones", item.size,
-                      static_cast<unsigned long long>(coder->input_used()), item.compressed_size);
-    }
-  } else {
-    if (!item.is_cut) {
-      result.trouble =
-          format_text("%u packed bytes are too few for %u", item.compressed_size, item.size);
-    }
-    const bool has_room = 2 * most <= memory_left_;
-    result.unpacked.resize(has_room ? unpack_beginning(*coder, item.data, result.unpacked) : 0);
-  }
+  const bool is_whole = coder->Decode(item.data, result.unpacked) == 0;
+  result.unpacked.resize(static_cast<size_t>(std::min(coder->output_made(), most)));
   result.bytes = result.unpacked;
+  if (item.is_cut) return;
+  result.is_complete = is_whole;
+  if (!is_whole) {
+    result.trouble =
+        format_text("%u packed bytes are too few for %u", item.compressed_size, item.size);
+  } else if (coder->input_used() != item.compressed_size) {
+    result.trouble =
+        format_text("%u bytes need %llu of the %u packed ones", item.size,
+                    static_cast<unsigned long long>(coder->input_used()), item.compressed_size);
+  }
 }
 
 std::optional<stored_header> parse_stored_header(std::string_view bytes) {

@@ -33,6 +33,7 @@ struct decoded_item {
   std::vector<unsigned char> unpacked;  ///< empty for a stored item
   byte_span bytes;                      ///< the contents, in `unpacked` or in the file
   bool is_complete = false;             ///< all of them
+  bool is_refused = false;              ///< nothing is wrong but that they exceed the limit
   std::string trouble;                  ///< why not, or what else is wrong; empty: nothing
 
   decoded_item() = default;
@@ -95,7 +96,8 @@ struct stored_header {
   std::string_view mime_type;
   size_t size;  ///< of the header
 };
-/// Nothing when the bytes do not begin with a whole header.
+/// Nothing when the bytes do not begin with a whole header, or with one whose lines are longer than
+/// 4 KiB.
 std::optional<stored_header> parse_stored_header(std::string_view bytes);
 
 /// What an item is.

@@ -1,7 +1,6 @@
 // See json.h.
 #include "tools/ks2/json.h"
 
-#include "lib/mbcs.h"
 #include "lib/utilstr.h"
 #include "tools/ks2/shown_text.h"
 
@@ -17,22 +16,37 @@ void append_escape(std::string& out, uint32_t value) {
   out += format_text("\\u%04x", value);
 }
 
+void append_json(std::string& out, wchar_t c) {
+  if (c == L'\n') {
+    out += "\\n";
+  } else if (is_unsafe(c)) {
+    append_escape(out, static_cast<uint32_t>(c));
+  } else {
+    if (c == L'"' || c == L'\\') out += '\\';
+    append_character(out, c);
+  }
+}
+
 }  // namespace
 
 std::string json_string(std::string_view text) {
   std::string out = "\"";
-  for_each_character(text, [&out](wchar_t c) {
-    if (c == L'"' || c == L'\\') out += '\\';
-    if (c == L'\n') {
-      out += "\\n";
-    } else if (is_unsafe(c)) {
-      append_escape(out, static_cast<uint32_t>(c));
-    } else {
-      char bytes[4];
-      out.append(bytes, static_cast<size_t>(widechar_to_utf8bytes(c, bytes)));
-    }
-  });
+  for_each_character(text, [&out](wchar_t c) { append_json(out, c); });
   return out + '"';
+}
+
+void write_json_string(report_text text, text_output& out) {
+  constexpr size_t k_piece = 4096;
+  character_reader characters(text);
+  std::string piece = "\"";
+  for (wchar_t c; characters.next(c);) {
+    append_json(piece, c);
+    if (piece.size() < k_piece) continue;
+    out.write(piece);
+    piece.clear();
+    if (!out.is_wanted()) return;
+  }
+  out.write(piece + '"');
 }
 
 bool is_json_integer(std::string_view digits) {

@@ -18,7 +18,7 @@ constexpr size_t k_section_sum_width = 8;
 constexpr int k_most_columns = 20;
 /// A gatherer that rejects an imported file counts it with this, and leaves no other trace of it.
 constexpr uint32_t k_rejected_import = 42;
-constexpr uint32_t k_most_rejected = 1000;
+constexpr uint32_t k_most_rejected = 64;
 constexpr size_t k_most_characters_told = 20;
 
 /// Decodes without fail: a byte that is no UTF-8 is one character.
@@ -224,7 +224,7 @@ void report_checker::check_total(uint32_t sections) {
     if (std::find(sums.begin(), sums.end(), wanted) == sums.end()) continue;
     if (rejected == 0) return;
     return faults_.add(
-        severity::note, report_.offset_of(report_.sum.digits),
+        severity::warning, report_.offset_of(report_.sum.digits),
         format_text("files that were to be imported but were no ksml: %u", rejected));
   }
   tell_sum(report_.sum, "report", format_text("%8X", sums[0]));
@@ -334,7 +334,6 @@ value_sums sums_of_value(std::string_view raw) {
 }
 
 file_sums sums_of_file(const embedded_file& file) {
-  constexpr std::string_view k_joint = "]]><![CDATA[";
   file_sums sums = {0, 0};
   for (std::string_view rest = file.content; !rest.empty();) {
     const auto byte = static_cast<unsigned char>(rest[0]);

@@ -3,6 +3,7 @@
 #include "tools/ks2/ksml_reader.h"
 
 #include <algorithm>
+#include <span>
 
 #include "lib/mbcs.h"
 #include "lib/utilstr.h"
@@ -95,7 +96,8 @@ class ksml_reader {
   void pop(size_t end, bool is_in_order);
   void pop_to(level wanted, size_t offset);
   void need(level wanted, const ksml_token& token);
-  void check_columns(const ksml_token& token);
+  void check_order(std::string_view what, size_t offset);
+  void take_count(const ksml_token& token);
   report_sum* current_sum();
   bool charge(size_t bytes, size_t offset);
   void fail(size_t offset, std::string text) {
@@ -222,6 +224,7 @@ void ksml_reader::push(level opened, std::string_view name, size_t offset) {
                                        sizeof(report_row),
                                        sizeof(embedded_file)};
   if (!charge(k_sizes[static_cast<size_t>(opened)], offset)) return;
+  check_order(name_of(opened), offset);
   level_ = opened;
   if (opened == level::section) {
     report_.sections.push_back({.title = name, .offset = offset, .import = import_});
@@ -234,6 +237,13 @@ void ksml_reader::push(level opened, std::string_view name, size_t offset) {
     section().parts.push_back({true, section().files.size()});
     section().files.push_back({.path = name, .offset = offset});
   }
+}
+
+/// The sum of what is open comes last in it.
+void ksml_reader::check_order(std::string_view what, size_t offset) {
+  const report_sum* const sum = current_sum();
+  if (sum == nullptr || !sum->is_present()) return;
+  fail(offset, std::string(what) + " behind the sum of its " + name_of(level_));
 }
 
 /// Sees to it that `wanted` is the innermost thing open.
@@ -297,16 +307,17 @@ void ksml_reader::take_value(const ksml_token& token) {
     report_.version = token.text;
   } else if (token.name == "COLS" || token.name == "ROWS") {
     need(level::table, token);
-    if (!memory_.is_spent) check_columns(token);
+    if (!memory_.is_spent) take_count(token);
   } else {
     fail(token.offset, "unknown element <" + shown(token.name, 40) + ">");
   }
 }
 
-void ksml_reader::check_columns(const ksml_token& token) {
+void ksml_reader::take_count(const ksml_token& token) {
   const bool is_heading = token.name == "COLS";
   std::string_view& target = is_heading ? table().column_count : table().row_count;
-  const bool is_late = is_heading ? !table().rows.empty() : table().sum.is_present();
+  check_order(token.name, token.offset);
+  const bool is_late = is_heading && !table().rows.empty();
   if (target.data() != nullptr || is_late) {
     fail(token.offset, "<" + std::string(token.name) + "> stands in the wrong place");
   }
@@ -316,7 +327,7 @@ void ksml_reader::check_columns(const ksml_token& token) {
 void ksml_reader::take_cell(cell_kind kind, const ksml_token& token) {
   need(level::row, token);
   if (!charge(sizeof(report_cell), token.offset)) return;
-  if (row().sum.is_present()) fail(token.offset, "a cell behind the sum of its row");
+  check_order("a cell", token.offset);
   if (token.id.data() == nullptr) fail(token.offset, "a cell without a name");
   int64_t width = 0;
   std::string_view digits = token.width;
@@ -373,6 +384,7 @@ void ksml_reader::take_comment(const ksml_token& token) {
   text.remove_prefix(k_import_start.size());
   if (!text.empty()) text.remove_suffix(1);
   if (level_ != level::report && level_ != level::section) need(level::report, token);
+  check_order("an imported file", token.offset);
   take_import(text, token.offset);
 }
 
@@ -434,12 +446,17 @@ void ksml_reader::show_import() {
 
 bool is_ksml(std::string_view bytes) {
   constexpr size_t k_beginning = 4096;
+  // One that has lost its head still shows what it is made of.
+  constexpr std::string_view k_marks[] = {"<GATHERED_DATA>", "<SECTION ID=\"", "<TABLE ID=\"",
+                                          "<ROW ID=\"",      "</ROW>\r\n",     "</SECTION>\r\n"};
+  constexpr std::string_view k_other_marks[] = {"<KS_GATHERED_DATA>", "<InventoryTable "};
   const std::string_view start = bytes.substr(0, k_beginning);
-  const auto holds = [start](std::string_view text) {
-    return start.find(text) != std::string_view::npos;
+  const auto first_of = [start](std::span<const std::string_view> marks) {
+    size_t first = std::string_view::npos;
+    for (const std::string_view mark : marks) first = std::min(first, start.find(mark));
+    return first;
   };
-  if (holds("<KS_GATHERED_DATA>") || holds("<InventoryTable ")) return false;
-  return holds("<GATHERED_DATA>") || holds("<SECTION ID=\"");
+  return first_of(k_marks) < first_of(k_other_marks);
 }
 
 report read_ksml(std::string_view bytes, uint64_t memory, fault_list& faults) {

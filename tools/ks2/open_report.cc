@@ -5,6 +5,7 @@
 
 #include "gatherer/gthfile.h"
 #include "lib/utilstr.h"
+#include "tools/ks2/command.h"
 #include "tools/ks2/ksml_check.h"
 #include "tools/ks2/ksml_reader.h"
 
@@ -16,6 +17,9 @@ namespace {
 
 constexpr const char* k_identity_labels[] = {"Node name", "Maker",      "Model", "Serial number",
                                              "UUID",      "Time stamp", "Login", "Domain"};
+
+/// A line of the identity block that is longer is cut.
+constexpr size_t k_longest_identity = 4096;
 
 struct fault_text {
   gth_fault fault;
@@ -35,6 +39,15 @@ bool is_valid(const gthStamp& stamp) {
          stamp.year <= 9999;
 }
 
+/// Where the byte at `offset` of a stuffed file stands in its plain form.
+size_t plain_offset(byte_span stuffed, size_t offset) {
+  const auto length = [&](size_t i) -> size_t { return stuffed[i] == 0xFF ? 2 : 1; };
+  size_t plain = 0;
+  offset = std::min(offset, stuffed.size());
+  for (size_t i = 0; i < offset && i + length(i) <= offset; i += length(i)) ++plain;
+  return plain;
+}
+
 void fail(fault_list& faults, size_t offset, std::string text) {
   faults.add(severity::fault, offset, std::move(text));
 }
@@ -46,13 +59,17 @@ void check_container(const input_file& file, fault_list& faults) {
   if (!file.is_gather_file()) return;
   const gth_container& container = file.container();
   for (const fault_text& known : k_container_faults) {
-    if (known.fault == container.fault()) fail(faults, container.fault_offset(), known.text);
+    if (known.fault != container.fault()) continue;
+    const size_t offset = container.fault_offset();
+    fail(faults,
+         known.fault == gth_fault::stuffing ? plain_offset(file.bytes(), offset - 1) : offset,
+         known.text);
   }
   if (container.fault() == gth_fault::head_cut) return;
   if (container.is_stuffed()) {
     const auto zero = std::find(file.bytes().begin(), file.bytes().end(), 0);
     if (zero != file.bytes().end()) {
-      fail(faults, static_cast<size_t>(zero - file.bytes().begin()),
+      fail(faults, plain_offset(file.bytes(), static_cast<size_t>(zero - file.bytes().begin())),
            "a zero byte in the stuffed form");
     }
   }
@@ -77,7 +94,9 @@ void check_decoding(const input_item& item, const decoded_item& decoded, fault_l
          format_text("the file ends inside the item; %zu of its %u bytes could be read",
                      decoded.bytes.size(), item.size));
   }
-  if (!decoded.trouble.empty()) fail(faults, decoded.bytes.size(), decoded.trouble);
+  if (decoded.trouble.empty()) return;
+  faults.add(decoded.is_refused ? severity::warning : severity::fault, decoded.bytes.size(),
+             decoded.trouble);
 }
 
 report read_and_check(std::string_view bytes, uint64_t memory, fault_list& faults) {
@@ -107,6 +126,10 @@ std::optional<opened_report> open_report(const input_file& file, fault_list& fau
     const input_item& item = file.items()[i];
     if (item.type != item_report) continue;
     decoded_item decoded = file.decode(item);
+    if (decoded.is_refused) {
+      faults.set_item(static_cast<int>(i + 1));
+      check_decoding(item, decoded, faults);
+    }
     if (!is_ksml(decoded.text())) continue;
     opened.emplace(opened_report{static_cast<int>(i + 1), std::move(decoded), {}});
     faults.set_item(opened->item);
@@ -129,11 +152,22 @@ std::vector<identity_line> read_identity(const input_file& file) {
       if (line.empty()) continue;
       const size_t known = k_identity_letters.find(line[0]);
       const char* label = known == std::string_view::npos ? "" : k_identity_labels[known];
-      lines.push_back({line[0], label, std::string(line.substr(1))});
+      lines.push_back({line[0], label, std::string(line.substr(1, k_longest_identity))});
     }
     break;
   }
   return lines;
+}
+
+int refuse_without_report(const input_file& file) {
+  const bool is_refused =
+      std::any_of(file.items().begin(), file.items().end(), [&file](const input_item& item) {
+        return item.type == item_report && file.decode(item).is_refused;
+      });
+  complain(file.path(), (is_refused ? "holds no ksml report that --max-size allows; it holds: "
+                                    : "holds no ksml report; it holds: ") +
+                            describe_contents(file));
+  return is_refused ? exit_unreadable : exit_damaged;
 }
 
 std::string describe_contents(const input_file& file) {

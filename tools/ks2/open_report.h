@@ -27,12 +27,15 @@ std::optional<opened_report> open_report(const input_file& file, fault_list& fau
 struct identity_line {
   char letter;        ///< as it stands in the block
   const char* label;  ///< for people; "" for an unknown letter
-  std::string value;  ///< as it stands there
+  std::string value;  ///< as it stands there, 4 KiB of it at most
 };
 std::vector<identity_line> read_identity(const input_file& file);
 
 /// For a file without a ksml report: what it holds instead, in words.
 std::string describe_contents(const input_file& file);
+/// Complains of a file whose report could not be opened, and returns the status to end with: it
+/// holds none, or none that the limit allows.
+int refuse_without_report(const input_file& file);
 
 // The steps of which opening and verifying consist; each appends what is wrong.
 

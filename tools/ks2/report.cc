@@ -26,7 +26,6 @@ constexpr entity k_entities[] = {
 };
 
 constexpr size_t k_longest_name = 100;  // characters
-constexpr std::string_view k_joint = "]]><![CDATA[";
 
 /// Index of the element that the byte at `offset` belongs to, -1: none.
 template <class T>
@@ -49,6 +48,19 @@ void fault_list::add(severity level, size_t offset, std::string text) {
   where.item = item_;
   where.offset = offset;
   all_.push_back({level, std::move(text), where});
+}
+
+void fault_list::append(const fault_list& other, bool is_excused) {
+  if (!is_excused) fault_count_ += other.fault_count_;
+  dropped_ += other.dropped_;
+  for (const fault& found : other.all_) {
+    if (all_.size() >= k_most) {
+      ++dropped_;
+      continue;
+    }
+    all_.push_back(found);
+    if (is_excused && found.level == severity::fault) all_.back().level = severity::warning;
+  }
 }
 
 void report::locate(place& where) const {
@@ -97,15 +109,12 @@ std::string plain_text(std::string_view raw) {
   return text;
 }
 
-std::string file_text(const embedded_file& file) {
-  std::string_view rest = file.content;
-  std::string text;
-  text.reserve(rest.size());
-  for (size_t at; !file.is_markup && (at = rest.find(k_joint)) != std::string_view::npos;) {
-    text.append(rest, 0, at);
-    rest.remove_prefix(at + k_joint.size());
-  }
-  return text.append(rest);
+report_text text_of(const embedded_file& file) {
+  return {file.content, file.is_markup ? text_form::characters : text_form::sections};
+}
+
+std::string_view title_of(const report_section& section, const section_part& part) {
+  return part.is_file ? section.files[part.index].path : section.tables[part.index].title;
 }
 
 std::vector<std::string_view> column_names(const report_table& table) {
@@ -116,6 +125,14 @@ std::vector<std::string_view> column_names(const report_table& table) {
     }
   }
   return names;
+}
+
+bool has_own_names(const report_table& table, size_t columns) {
+  return std::any_of(table.rows.begin(), table.rows.end(), [&](const report_row& row) {
+    return !row.name.empty() && row.cell_count == columns &&
+           std::none_of(table.begin_of(row), table.end_of(row),
+                        [&row](const report_cell& cell) { return cell.value == row.name; });
+  });
 }
 
 }  // namespace kestrel::ks2

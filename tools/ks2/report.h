@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "tools/ks2/fault.h"
+#include "tools/ks2/report_text.h"
 
 namespace kestrel::ks2 {
 
@@ -128,11 +129,18 @@ struct raw_character {
 };
 raw_character next_character(std::string_view raw);
 
-/// The embedded file as it was: a CDATA end mark inside it is written as two sections, which are
-/// joined here.
-std::string file_text(const embedded_file& file);
+/// A CDATA end mark inside a file is written so, as the end of one section and the start of another
+/// in the middle of it.
+inline constexpr std::string_view k_joint = "]]><![CDATA[";
+/// The embedded file as it was.
+report_text text_of(const embedded_file& file);
+
+/// The title of a table, the path of a file.
+std::string_view title_of(const report_section& section, const section_part& part);
 
 /// The names of a table's columns, in order, as its rows tell them; a table without rows has none.
 std::vector<std::string_view> column_names(const report_table& table);
+/// Whether some row of `columns` cells, which is all of them, has a name that none of them says.
+bool has_own_names(const report_table& table, size_t columns);
 
 }  // namespace kestrel::ks2

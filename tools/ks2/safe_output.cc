@@ -23,21 +23,20 @@ std::string numbered(const std::string& name, int number) {
   return cut(name, k_longest_file_name - suffix.size()) + suffix;
 }
 
-/// A file, or a link, which goes without what it points to; no device, pipe or folder.
-bool is_replaceable(int folder, const char* name) {
+enum class in_the_way { nothing, a_file, another_thing };
+
+/// A link counts as what it leads to: /dev/stdout is no file. One that leads nowhere is a file.
+in_the_way look_at(int folder, const char* name) {
   struct stat status;
-  return fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-         (S_ISREG(status.st_mode) || S_ISLNK(status.st_mode));
+  if (fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return in_the_way::nothing;
+  if (S_ISLNK(status.st_mode) && fstatat(folder, name, &status, 0) != 0) return in_the_way::a_file;
+  return S_ISREG(status.st_mode) ? in_the_way::a_file : in_the_way::another_thing;
 }
 
-file_ptr create_at(int folder, const char* name, bool force) {
-  if (force && is_replaceable(folder, name) && unlinkat(folder, name, 0) != 0) return nullptr;
-  const int descriptor =
-      openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-  if (descriptor < 0) return nullptr;
-  FILE* const file = fdopen(descriptor, "wb");
-  if (file == nullptr) close(descriptor);
-  return file_ptr(file);
+/// Beside `name`, so that it can be renamed to it.
+std::string temporary_name(const std::string& name, int attempt) {
+  return name.substr(0, name.rfind('/') + 1) +
+         format_text(".ks2-%d-%d", static_cast<int>(getpid()), attempt);
 }
 
 }  // namespace
@@ -48,8 +47,7 @@ std::string safe_file_name(std::string_view path) {
   for_each_character(path, [&name](wchar_t c) {
     const bool is_bad = is_unsafe(c) || c == 0xFFFD || c == L':' || c == L'*' || c == L'?' ||
                         c == L'"' || c == L'<' || c == L'>' || c == L'|';
-    char bytes[4];
-    name.append(bytes, static_cast<size_t>(widechar_to_utf8bytes(is_bad ? L'_' : c, bytes)));
+    append_character(name, is_bad ? L'_' : c);
   });
   name = cut(name, k_longest_file_name);
   if (!name.empty() && (name[0] == '.' || name[0] == '-' || name[0] == '~')) name[0] = '_';
@@ -65,14 +63,48 @@ std::string name_giver::unused_name(const std::string& wanted, bool may_be_reser
   }
 }
 
+new_file::~new_file() {
+  if (file_ != nullptr) unlinkat(folder_, created_.c_str(), 0);
+}
+
+bool new_file::create(int folder, const std::string& name, bool force) {
+  folder_ = folder;
+  name_ = created_ = name;
+  const in_the_way there = look_at(folder, name.c_str());
+  if (there == in_the_way::another_thing) return errno = EINVAL, false;
+  const bool is_replaced = force && there == in_the_way::a_file;
+  int descriptor = -1;
+  for (int attempt = 0; descriptor < 0 && attempt < k_most_numbers; ++attempt) {
+    if (is_replaced) created_ = temporary_name(name, attempt);
+    descriptor = openat(folder, created_.c_str(),
+                        O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (descriptor < 0 && (errno != EEXIST || !is_replaced)) return false;
+  }
+  if (descriptor < 0) return false;
+  file_.reset(fdopen(descriptor, "wb"));
+  if (file_ == nullptr) close(descriptor);
+  return file_ != nullptr;
+}
+
+bool new_file::finish() {
+  const bool is_complete =
+      close_checked(std::move(file_)) &&
+      (created_ == name_ || renameat(folder_, created_.c_str(), folder_, name_.c_str()) == 0);
+  if (is_complete) return true;
+  const int reason = errno;
+  unlinkat(folder_, created_.c_str(), 0);
+  errno = reason;
+  return false;
+}
+
 output_folder::~output_folder() {
   if (descriptor_ >= 0) close(descriptor_);
 }
 
 bool output_folder::open(const std::string& path) {
+  path_ = path;
   if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) return false;
   descriptor_ = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  path_ = path;
   return descriptor_ >= 0;
 }
 
@@ -86,29 +118,16 @@ bool output_folder::create_new(const std::string& name) {
   return descriptor_ >= 0;
 }
 
-file_ptr output_folder::create(const std::string& name, bool force) const {
-  return create_at(descriptor_, name.c_str(), force);
-}
-
-void output_folder::remove(const std::string& name) const {
-  unlinkat(descriptor_, name.c_str(), 0);
-}
-
-bool output_folder::is_file(const std::string& name, const char* path) const {
-  return is_same_file(descriptor_, name.c_str(), path);
-}
-
-file_ptr create_safely(const char* path, bool force) { return create_at(AT_FDCWD, path, force); }
-
 bool is_same_file(int folder, const char* name, const char* path) {
   struct stat a, b;
   return fstatat(folder, name, &a, 0) == 0 && stat(path, &b) == 0 && a.st_dev == b.st_dev &&
          a.st_ino == b.st_ino;
 }
 
-const char* creation_trouble(int error, bool force) {
-  if (error != EEXIST) return std::strerror(error);
-  return force ? "is no regular file" : "exists; --force replaces it";
+const char* creation_trouble(int error) {
+  return error == EEXIST   ? "exists; --force replaces it"
+         : error == EINVAL ? "is no regular file"
+                           : std::strerror(error);
 }
 
 }  // namespace kestrel::ks2

@@ -29,6 +29,31 @@ class name_giver {
   std::set<std::string> used_;
 };
 
+/// A file on its way: it has its name only when it is complete.
+class new_file {
+ public:
+  new_file() = default;
+  new_file(const new_file&) = delete;
+  new_file& operator=(const new_file&) = delete;
+  /// What is not complete is removed.
+  ~new_file();
+
+  /// Creates `name`, mode 0600, never through a link, in the folder of this descriptor, which must
+  /// stay open (or AT_FDCWD). With `force` an existing file, or a link to one, is replaced when the
+  /// new one is complete; a device or a folder never is. False with errno: EEXIST for a file,
+  /// EINVAL for another thing that is in the way.
+  bool create(int folder, const std::string& name, bool force);
+  FILE* get() const { return file_.get(); }
+  /// Closes the file and gives it its name. False with errno.
+  bool finish();
+
+ private:
+  int folder_ = -1;
+  std::string name_;
+  std::string created_;  ///< the name that it has until it is complete
+  file_ptr file_;
+};
+
 /// A folder to write into, held open, so that nobody can put a link in its place.
 class output_folder {
  public:
@@ -43,24 +68,17 @@ class output_folder {
   bool create_new(const std::string& name);
   const std::string& path() const { return path_; }
 
-  /// Creates a file, mode 0600, never through a link. A file or link that exists is only replaced
-  /// when `force` is on, anything else (a device, a folder) never. Null with errno, EEXIST for what
-  /// is in the way.
-  file_ptr create(const std::string& name, bool force) const;
-  void remove(const std::string& name) const;
-  /// Whether the name in this folder is the file of that path.
-  bool is_file(const std::string& name, const char* path) const;
+  /// For `new_file` and `is_same_file`; -1 until it is open.
+  int descriptor() const { return descriptor_; }
 
  private:
   int descriptor_ = -1;
   std::string path_;
 };
 
-/// The same for a path that the user gave.
-file_ptr create_safely(const char* path, bool force);
 /// Whether `name` in the folder of this descriptor (or AT_FDCWD) and `path` are one file.
 bool is_same_file(int folder, const char* name, const char* path);
-/// What to tell the user of a file that could not be created, with the errno of it.
-const char* creation_trouble(int error, bool force);
+/// What to tell the user of a file that could not be created, from the errno of it.
+const char* creation_trouble(int error);
 
 }  // namespace kestrel::ks2

@@ -25,10 +25,6 @@ match match_of(std::string_view raw_title, const std::wstring& wanted) {
   return title == wanted ? same : title.starts_with(wanted) ? begins : none;
 }
 
-std::string_view title_of(const report_section& section, const section_part& part) {
-  return part.is_file ? section.files[part.index].path : section.tables[part.index].title;
-}
-
 /// Keeps those that match best.
 template <class Element, class Match>
 std::vector<Element> best(std::vector<Element> elements, Match match_of_element) {

@@ -23,6 +23,10 @@ const show_format& format_named(std::string_view name) {
 }  // namespace
 
 int run_show(const arguments& given) {
+  if (given.all && given.operands.size() > 1) {
+    complain("show", "either all sections (-a) or those that are named");
+    return exit_usage;
+  }
   const input_file file(given.operands[0], given.max_size);
   if (file.status() != exit_whole) return refuse(file);
   fault_list faults;
@@ -32,10 +36,7 @@ int run_show(const arguments& given) {
     opened = open_report(file, faults);
   }
   const int status = warn(file, faults);
-  if (!opened) {
-    complain(file.path(), "holds no ksml report; it holds: " + describe_contents(file));
-    return exit_damaged;
-  }
+  if (!opened) return refuse_without_report(file);
   const show_format& format = format_named(given.format);
   const bool is_list = given.operands.size() == 1 && !given.all;
   std::vector<selected_section> sections;
@@ -48,7 +49,7 @@ int run_show(const arguments& given) {
     }
   }
   {
-    paged_output out;
+    paged_output out(format.readers);
     if (is_list) {
       format.list(opened->content, out);
     } else {

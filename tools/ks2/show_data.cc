@@ -11,94 +11,128 @@ namespace kestrel::ks2 {
 
 namespace {
 
+constexpr size_t k_piece = 4096;
+
 // --- CSV --------------------------------------------------------------------------------------
 
-std::string csv_field(const std::string& text) {
-  if (text.find_first_of(",\"\n") == std::string::npos && !text.starts_with(' ')) return text;
-  std::string field = "\"";
-  for (const char c : text) {
-    if (c == '"') field += '"';
-    field += c;
+report_text raw(std::string_view text) { return {text, text_form::raw}; }
+
+/// One line, field by field.
+class csv_line {
+ public:
+  explicit csv_line(text_output& out) : out_(out) {}
+  csv_line(const csv_line&) = delete;
+  csv_line& operator=(const csv_line&) = delete;
+  ~csv_line() { out_.write("\r\n"); }
+
+  csv_line& add(shown_reader field);
+  csv_line& add(std::string_view field) { return add(shown_reader({field})); }
+  csv_line& add_name(std::string_view name) { return add(shown_reader(raw(name))); }
+  csv_line& add_value(report_text value) { return add(shown_reader(value, true)); }
+
+ private:
+  text_output& out_;
+  bool is_first_ = true;
+};
+
+bool needs_quotes(shown_reader field) {
+  bool is_first = true;
+  for (wchar_t c; field.next(c); is_first = false) {
+    if (c == L',' || c == L'"' || c == L'\n' || (is_first && c == L' ')) return true;
   }
-  return field + '"';
+  return false;
 }
 
-void write_line(const std::vector<std::string>& fields, paged_output& out) {
-  std::string line;
-  for (const std::string& field : fields) {
-    if (&field != &fields.front()) line += ',';
-    line += csv_field(field);
+csv_line& csv_line::add(shown_reader field) {
+  if (!is_first_) out_.write(",");
+  is_first_ = false;
+  if (!needs_quotes(field)) {
+    out_.write(field);
+    return *this;
   }
-  out.write(line + "\r\n");
+  out_.write("\"");
+  std::string piece;
+  for (wchar_t c; field.next(c);) {
+    if (c == L'"') piece += '"';
+    append_character(piece, c);
+    if (piece.size() < k_piece) continue;
+    out_.write(piece);
+    piece.clear();
+    if (!out_.is_wanted()) break;
+  }
+  out_.write(piece + '"');
+  return *this;
 }
 
-std::string value_of(const report_cell& cell) { return shown_lines(plain_text(cell.value)); }
-
-void list_csv(const report& content, paged_output& out) {
-  write_line({"Section", "Table", "Rows"}, out);
+void list_csv(const report& content, text_output& out) {
+  csv_line(out).add("Section").add("Table").add("Rows");
   for (const report_section& section : content.sections) {
     for (const report_table& table : section.tables) {
-      write_line({shown(plain_text(section.title)), shown(plain_text(table.title)),
-                  std::to_string(table.rows.size())},
-                 out);
+      if (!out.is_wanted()) return;
+      csv_line(out)
+          .add_name(section.title)
+          .add_name(table.title)
+          .add(std::to_string(table.rows.size()));
     }
   }
 }
 
-void write_table(const report_table& table, paged_output& out) {
-  const bool is_named = has_row_names(table);
-  std::vector<std::string> headings = column_headings(table);
-  if (is_named) headings.insert(headings.begin(), "(row)");
-  write_line(headings, out);
+void write_table(const report_table& table, text_output& out) {
+  const std::vector<std::string_view> names = column_names(table);
+  const bool is_named = has_own_names(table, names.size());
+  {
+    csv_line line(out);
+    if (is_named) line.add("(row)");
+    for (const std::string_view name : names) line.add_name(name);
+  }
   for (const report_row& row : table.rows) {
-    std::vector<std::string> fields;
-    if (is_named) fields.push_back(shown(plain_text(row.name)));
-    for (const report_cell* cell = table.begin_of(row); cell != table.end_of(row); ++cell) {
-      fields.push_back(value_of(*cell));
+    if (!out.is_wanted()) return;
+    csv_line line(out);
+    if (is_named) line.add_name(row.name);
+    const report_cell* const cells = table.begin_of(row);
+    for (size_t i = 0; i < names.size(); ++i) {
+      line.add_value(raw(i < row.cell_count ? cells[i].value : ""));
     }
-    fields.resize(headings.size());
-    write_line(fields, out);
   }
 }
 
-void write_cells(const std::string& section, const report_table& table, paged_output& out) {
-  const std::string title = shown(plain_text(table.title));
+void write_cells(const report_section& section, const report_table& table, text_output& out) {
   for (size_t i = 0; i < table.rows.size() && out.is_wanted(); ++i) {
     const report_row& row = table.rows[i];
     for (const report_cell* cell = table.begin_of(row); cell != table.end_of(row); ++cell) {
-      write_line(
-          {section, title, std::to_string(i + 1), shown(plain_text(cell->name)), value_of(*cell)},
-          out);
+      csv_line line(out);
+      line.add_name(section.title).add_name(table.title).add(std::to_string(i + 1));
+      line.add_name(cell->name).add_value(raw(cell->value));
     }
   }
 }
 
-void show_csv(const std::vector<selected_section>& sections, paged_output& out) {
+void show_csv(const std::vector<selected_section>& sections, text_output& out) {
   if (sections.size() == 1 && sections[0].parts.size() == 1 && !sections[0].parts[0].is_file) {
     return write_table(sections[0].section->tables[sections[0].parts[0].index], out);
   }
-  write_line({"Section", "Table", "Row", "Column", "Value"}, out);
+  csv_line(out).add("Section").add("Table").add("Row").add("Column").add("Value");
   for (const selected_section& selected : sections) {
-    const std::string title = shown(plain_text(selected.section->title));
     for (const section_part& part : selected.parts) {
+      if (!out.is_wanted()) return;
       if (!part.is_file) {
-        write_cells(title, selected.section->tables[part.index], out);
+        write_cells(*selected.section, selected.section->tables[part.index], out);
         continue;
       }
       const embedded_file& file = selected.section->files[part.index];
-      write_line({title, shown(plain_text(file.path)), "", "", shown_lines(file_text(file))}, out);
+      csv_line line(out);
+      line.add_name(selected.section->title).add_name(file.path).add("").add("");
+      line.add_value(text_of(file));
     }
   }
 }
 
 // --- JSON -------------------------------------------------------------------------------------
 
-std::string json_of(std::string_view raw) { return json_string(plain_text(raw)); }
-
 /// Writes the separator between the elements of a list.
 class json_list {
  public:
-  json_list(paged_output& out, const char* indent) : out_(out), indent_(indent) {}
+  json_list(text_output& out, const char* indent) : out_(out), indent_(indent) {}
   void next() {
     out_.write(is_first_ ? "\n" : ",\n");
     out_.write(indent_);
@@ -106,63 +140,76 @@ class json_list {
   }
 
  private:
-  paged_output& out_;
+  text_output& out_;
   const char* indent_;
   bool is_first_ = true;
 };
 
-std::string cell_json(const report_cell& cell) {
-  if (cell.kind == cell_kind::decimal && is_json_integer(cell.value)) {
-    return std::string(cell.value);
+void write_cell_json(const report_cell& cell, text_output& out) {
+  const bool is_boolean = cell.value == "true" || cell.value == "false";
+  if ((cell.kind == cell_kind::decimal && is_json_integer(cell.value)) ||
+      (cell.kind == cell_kind::boolean && is_boolean)) {
+    out.write(cell.value);
+  } else {
+    write_json_string(raw(cell.value), out);
   }
-  if (cell.kind == cell_kind::boolean && (cell.value == "true" || cell.value == "false")) {
-    return std::string(cell.value);
-  }
-  return json_of(cell.value);
 }
 
-std::string row_json(const report_table& table, const report_row& row) {
-  std::string json = "{\"name\": " + json_of(row.name) + ", \"cells\": [";
+void write_row_json(const report_table& table, const report_row& row, text_output& out) {
+  out.write("{\"name\": ");
+  write_json_string(raw(row.name), out);
+  out.write(", \"cells\": [");
   for (const report_cell* cell = table.begin_of(row); cell != table.end_of(row); ++cell) {
-    if (cell != table.begin_of(row)) json += ", ";
-    json += cell_json(*cell);
-  }
-  return json + "]}";
-}
-
-void write_table_json(const report_table& table, paged_output& out) {
-  std::string columns;
-  for (const std::string_view name : column_names(table)) {
-    if (!columns.empty()) columns += ", ";
-    columns += json_of(name);
-  }
-  out.write("{\"table\": " + json_of(table.title) + ", \"columns\": [" + columns +
-            "], \"rows\": [");
-  json_list rows(out, "      ");
-  for (const report_row& row : table.rows) {
-    if (!out.is_wanted()) return;
-    rows.next();
-    out.write(row_json(table, row));
+    if (cell != table.begin_of(row)) out.write(", ");
+    write_cell_json(*cell, out);
   }
   out.write("]}");
 }
 
-void write_file_json(const embedded_file& file, paged_output& out) {
-  out.write("{\"file\": " + json_of(file.path) + ", \"text\": ");
-  out.write(file.content.data() == nullptr ? "null" : json_string(file_text(file)));
+void write_table_json(const report_table& table, text_output& out) {
+  out.write("{\"table\": ");
+  write_json_string(raw(table.title), out);
+  out.write(", \"columns\": [");
+  bool is_first = true;
+  for (const std::string_view name : column_names(table)) {
+    if (!is_first) out.write(", ");
+    is_first = false;
+    write_json_string(raw(name), out);
+  }
+  out.write("], \"rows\": [");
+  json_list rows(out, "      ");
+  for (const report_row& row : table.rows) {
+    if (!out.is_wanted()) return;
+    rows.next();
+    write_row_json(table, row, out);
+  }
+  out.write("]}");
+}
+
+void write_file_json(const embedded_file& file, text_output& out) {
+  out.write("{\"file\": ");
+  write_json_string(raw(file.path), out);
+  out.write(", \"text\": ");
+  if (file.content.data() == nullptr) {
+    out.write("null");
+  } else {
+    write_json_string(text_of(file), out);
+  }
   out.write("}");
 }
 
 /// Sections with their parts; `write_part` gives what is told of one.
 template <class WritePart>
-void write_sections(const std::vector<selected_section>& sections, paged_output& out,
+void write_sections(const std::vector<selected_section>& sections, text_output& out,
                     WritePart write_part) {
   out.write("[");
   json_list list(out, "  ");
   for (const selected_section& selected : sections) {
     list.next();
-    out.write("{\"section\": " + json_of(selected.section->title) + ", \"imported\": " +
-              (selected.section->import >= 0 ? "true" : "false") + ", \"parts\": [");
+    out.write("{\"section\": ");
+    write_json_string(raw(selected.section->title), out);
+    out.write(selected.section->import >= 0 ? ", \"imported\": true" : ", \"imported\": false");
+    out.write(", \"parts\": [");
     json_list parts(out, "    ");
     for (const section_part& part : selected.parts) {
       parts.next();
@@ -173,20 +220,19 @@ void write_sections(const std::vector<selected_section>& sections, paged_output&
   out.write("\n]\n");
 }
 
-void list_json(const report& content, paged_output& out) {
-  write_sections(select_all(content), out,
-                 [&out](const report_section& section, const section_part& part) {
-                   if (part.is_file) {
-                     out.write("{\"file\": " + json_of(section.files[part.index].path) + "}");
-                     return;
-                   }
-                   const report_table& table = section.tables[part.index];
-                   out.write("{\"table\": " + json_of(table.title) +
-                             format_text(", \"rows\": %zu}", table.rows.size()));
-                 });
+void list_json(const report& content, text_output& out) {
+  write_sections(
+      select_all(content), out, [&out](const report_section& section, const section_part& part) {
+        out.write(part.is_file ? "{\"file\": " : "{\"table\": ");
+        write_json_string(raw(title_of(section, part)), out);
+        if (!part.is_file) {
+          out.write(format_text(", \"rows\": %zu", section.tables[part.index].rows.size()));
+        }
+        out.write("}");
+      });
 }
 
-void show_json(const std::vector<selected_section>& sections, paged_output& out) {
+void show_json(const std::vector<selected_section>& sections, text_output& out) {
   write_sections(sections, out, [&out](const report_section& section, const section_part& part) {
     if (part.is_file) {
       write_file_json(section.files[part.index], out);
@@ -198,7 +244,7 @@ void show_json(const std::vector<selected_section>& sections, paged_output& out)
 
 }  // namespace
 
-const show_format k_csv_output = {"csv", list_csv, show_csv};
-const show_format k_json_output = {"json", list_json, show_json};
+const show_format k_csv_output = {"csv", audience::programs, list_csv, show_csv};
+const show_format k_json_output = {"json", audience::programs, list_json, show_json};
 
 }  // namespace kestrel::ks2

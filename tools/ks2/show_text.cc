@@ -1,7 +1,6 @@
 // Sections as tables that fit the terminal.
-#include <algorithm>
+#include <string>
 
-#include "lib/utilstr.h"
 #include "tools/ks2/show_formats.h"
 #include "tools/ks2/shown_text.h"
 #include "tools/ks2/text_table.h"
@@ -10,78 +9,118 @@ namespace kestrel::ks2 {
 
 namespace {
 
-std::string counted_rows(size_t count) {
-  return format_text("%zu row%s", count, count == 1 ? "" : "s");
-}
+shown_reader raw_line(std::string_view raw) { return shown_reader({raw, text_form::raw}); }
 
-void list_text(const report& content, paged_output& out) {
-  text_table table = {
-      {{"Section", false}, {"Table or file", false}, {"Rows", true}},
-      {              }
+/// What a report holds, a row for each part of its sections.
+class contents_table : public table_source {
+ public:
+  explicit contents_table(const report& content) {
+    for (const report_section& section : content.sections) {
+      if (section.parts.empty()) rows_.push_back({&section, nullptr});
+      for (const section_part& part : section.parts) rows_.push_back({&section, &part});
+    }
+  }
+  size_t column_count() const override { return std::size(k_headings); }
+  shown_reader heading(size_t column) const override { return shown_reader({k_headings[column]}); }
+  bool is_number(size_t column) const override { return column == 2; }
+  size_t row_count() const override { return rows_.size(); }
+  size_t cell_count(size_t row) const override {
+    return rows_[row].part == nullptr ? 1 : std::size(k_headings);
+  }
+  shown_reader cell(size_t row, size_t column) const override;
+
+ private:
+  static constexpr std::string_view k_headings[] = {"Section", "Table or file", "Rows", ""};
+  struct entry {
+    const report_section* section;
+    const section_part* part;  ///< null: the section has none
   };
-  for (const report_section& section : content.sections) {
-    std::string title = shown(plain_text(section.title));
-    if (section.import >= 0) title += " (imported)";
-    if (section.parts.empty()) table.rows.push_back({title, "", ""});
-    for (const section_part& part : section.parts) {
-      const bool is_file = part.is_file;
-      table.rows.push_back(
-          {std::move(title),
-           shown(plain_text(is_file ? section.files[part.index].path
-                                    : section.tables[part.index].title)),
-           is_file ? "file" : std::to_string(section.tables[part.index].rows.size())});
-      title.clear();
+  std::vector<entry> rows_;
+  mutable std::string digits_;  ///< of the cell that was asked for last
+};
+
+shown_reader contents_table::cell(size_t row, size_t column) const {
+  const auto [section, part] = rows_[row];
+  const bool is_first = part == nullptr || part == section->parts.data();
+  if (column == 0) return raw_line(is_first ? section->title : "");
+  if (column == 1) return raw_line(title_of(*section, *part));
+  if (column == 3) return shown_reader({is_first && section->import >= 0 ? "imported" : ""});
+  if (part->is_file) return shown_reader({"file"});
+  digits_ = std::to_string(section->tables[part->index].rows.size());
+  return shown_reader({digits_});
+}
+
+/// A table of the report; in front of its columns the rows' names, where they say something.
+class report_rows : public table_source {
+ public:
+  explicit report_rows(const report_table& table)
+      : table_(table),
+        names_(column_names(table)),
+        first_(has_own_names(table, names_.size()) ? 1 : 0),
+        are_numbers_(names_.size(), true) {
+    for (const report_row& row : table.rows) {
+      for (size_t i = 0; i < row.cell_count; ++i) {
+        const cell_kind kind = table.begin_of(row)[i].kind;
+        if (kind != cell_kind::decimal && kind != cell_kind::hex) are_numbers_[i] = false;
+      }
     }
   }
-  const formatted_table text = format_table(table, output_width());
-  out.write(text.heading, style::heading);
-  out.write(text.rows);
-}
-
-text_table table_of(const report_table& table) {
-  text_table text;
-  const bool is_named = has_row_names(table);
-  if (is_named) text.columns.push_back({"(row)", false});
-  for (std::string& heading : column_headings(table)) {
-    text.columns.push_back({std::move(heading), true});
+  size_t column_count() const override { return first_ + names_.size(); }
+  shown_reader heading(size_t column) const override {
+    return column < first_ ? shown_reader({"(row)"}) : raw_line(names_[column - first_]);
   }
-  for (const report_row& row : table.rows) {
-    std::vector<std::string> cells;
-    if (is_named) cells.push_back(shown(plain_text(row.name)));
-    for (const report_cell* cell = table.begin_of(row); cell != table.end_of(row); ++cell) {
-      const bool is_number = cell->kind == cell_kind::decimal || cell->kind == cell_kind::hex;
-      if (!is_number) text.columns[cells.size()].is_number = false;
-      cells.push_back(shown_lines(plain_text(cell->value)));
-    }
-    text.rows.push_back(std::move(cells));
+  bool is_number(size_t column) const override {
+    return column >= first_ && are_numbers_[column - first_];
   }
-  return text;
+  size_t row_count() const override { return table_.rows.size(); }
+  size_t cell_count(size_t row) const override { return first_ + table_.rows[row].cell_count; }
+  shown_reader cell(size_t row, size_t column) const override {
+    const report_row& from = table_.rows[row];
+    if (column < first_) return raw_line(from.name);
+    return shown_reader({table_.begin_of(from)[column - first_].value, text_form::raw}, true);
+  }
+
+ private:
+  const report_table& table_;
+  std::vector<std::string_view> names_;
+  size_t first_;  ///< column of the first cell
+  std::vector<bool> are_numbers_;
+};
+
+void list_text(const report& content, text_output& out) {
+  write_table(contents_table(content), output_width(), out);
 }
 
-void show_table(const report_table& table, paged_output& out) {
-  out.write("\n" + shown(plain_text(table.title)) + " (" + counted_rows(table.rows.size()) + ")\n",
-            style::heading);
-  if (table.rows.empty()) return;
-  const formatted_table text = format_table(table_of(table), output_width());
-  out.write(text.heading, style::heading);
-  out.write(text.rows);
+void show_table(const report_table& table, text_output& out) {
+  out.write("\n");
+  out.write(raw_line(table.title), style::heading);
+  out.write(" (" + counted(table.rows.size(), "row") + ")\n", style::heading);
+  if (!table.rows.empty()) write_table(report_rows(table), output_width(), out);
 }
 
-void show_file(const embedded_file& file, paged_output& out) {
-  out.write("\nFile: " + shown(plain_text(file.path)) + "\n", style::heading);
+void show_file(const embedded_file& file, text_output& out) {
+  out.write("\nFile: ", style::heading);
+  out.write(raw_line(file.path), style::heading);
+  out.write("\n");
   if (file.content.data() == nullptr) return out.write("(could not be read by the gatherer)\n");
-  std::string text = shown_lines(file_text(file));
-  if (!text.ends_with('\n')) text += '\n';
-  out.write(text);
+  out.write(shown_reader(text_of(file), true));
+  if (!file.content.ends_with('\n')) out.write("\n");
 }
 
-void show_sections(const std::vector<selected_section>& sections, paged_output& out) {
-  bool is_first = true;
+void show_title(const report_section& section, text_output& out) {
+  size_t columns = 0;
+  shown_reader title = raw_line(section.title);
+  for (wchar_t c; columns < output_width() && title.next(c);) {
+    columns += static_cast<size_t>(columns_of(c));
+  }
+  out.write(raw_line(section.title), style::title);
+  out.write("\n" + std::string(columns, '=') + "\n", style::title);
+}
+
+void show_sections(const std::vector<selected_section>& sections, text_output& out) {
   for (const selected_section& selected : sections) {
-    const std::string title = shown(plain_text(selected.section->title));
-    if (!is_first) out.write("\n");
-    is_first = false;
-    out.write(title + "\n" + std::string(columns_of(title), '=') + "\n", style::title);
+    if (&selected != &sections.front()) out.write("\n");
+    show_title(*selected.section, out);
     for (const section_part& part : selected.parts) {
       if (!out.is_wanted()) return;
       if (part.is_file) {
@@ -95,22 +134,6 @@ void show_sections(const std::vector<selected_section>& sections, paged_output& 
 
 }  // namespace
 
-const show_format k_text_output = {"text", list_text, show_sections};
-
-std::vector<std::string> column_headings(const report_table& table) {
-  std::vector<std::string> headings;
-  for (const std::string_view name : column_names(table)) {
-    headings.push_back(shown(plain_text(name)));
-  }
-  return headings;
-}
-
-bool has_row_names(const report_table& table) {
-  return std::any_of(table.rows.begin(), table.rows.end(), [&table](const report_row& row) {
-    return !row.name.empty() &&
-           std::none_of(table.begin_of(row), table.end_of(row),
-                        [&row](const report_cell& cell) { return cell.value == row.name; });
-  });
-}
+const show_format k_text_output = {"text", audience::people, list_text, show_sections};
 
 }  // namespace kestrel::ks2

@@ -3,11 +3,14 @@
 
 #include <wchar.h>
 
+#include <algorithm>
+
+#include "lib/mbcs.h"
+#include "lib/utilstr.h"
+
 namespace kestrel::ks2 {
 
 namespace {
-
-constexpr wchar_t k_replacement = 0xFFFD;
 
 struct range {
   uint32_t first, last;
@@ -27,11 +30,6 @@ constexpr range k_unsafe[] = {
     {0xFFFE,  0xFFFF },
     {0xE0000, 0xE007F}, // tags
 };
-
-void append(std::string& out, wchar_t c) {
-  char bytes[4];
-  out.append(bytes, static_cast<size_t>(widechar_to_utf8bytes(c, bytes)));
-}
 
 bool is_plain(std::string_view text) {
   for (const char c : text) {
@@ -57,7 +55,7 @@ std::string shown(std::string_view text) {
   out.reserve(text.size());
   for_each_character(text, [&out](wchar_t c) {
     const bool is_blank = c == L'\n' || c == L'\t' || c == L'\r';
-    append(out, is_blank ? L' ' : is_unsafe(c) ? k_replacement : c);
+    append_character(out, is_blank ? L' ' : is_unsafe(c) ? k_unshown : c);
   });
   return out;
 }
@@ -74,21 +72,33 @@ std::string shown(std::string_view text, size_t most) {
   return out;
 }
 
-std::string shown_lines(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  bool is_behind_cr = false;
-  for_each_character(text, [&](wchar_t c) {
-    if (is_behind_cr && c != L'\n') append(out, k_replacement);
-    is_behind_cr = c == L'\r';
-    if (is_behind_cr) return;
-    append(out, c == L'\n' || c == L'\t' ? c : is_unsafe(c) ? k_replacement : c);
-  });
-  if (is_behind_cr) append(out, k_replacement);
-  return out;
+std::string local_text(std::string_view utf8) {
+  if (ascii_prefix(utf8) == utf8.size()) return std::string(utf8);
+  return wide_to_mbcs(utf8_to_wide(utf8));
+}
+
+void print_text(FILE* out, std::string_view utf8) {
+  const std::string local = local_text(utf8);
+  std::fwrite(local.data(), 1, local.size(), out);
+}
+
+std::string counted(size_t count, const char* one) {
+  return format_text("%zu %s%s", count, one, count == 1 ? "" : "s");
+}
+
+void append_character(std::string& out, wchar_t c) {
+  char bytes[4];
+  out.append(bytes, static_cast<size_t>(widechar_to_utf8bytes(c, bytes)));
+}
+
+size_t take_character(std::string_view text, wchar_t& c) {
+  const size_t length = decode_utf8_character(text, c);
+  if (length == 0 || is_escaped_byte(c)) c = k_unshown;
+  return std::max<size_t>(length, 1);
 }
 
 int columns_of(wchar_t c) {
+  if (c >= L' ' && c <= L'~') return 1;
   const int width = wcwidth(c);
   return width < 0 ? 1 : width;
 }

@@ -2,8 +2,10 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "lib/utilstr.h"
 #include "tools/ks2/command.h"
 #include "tools/ks2/command_output.h"
+#include "tools/ks2/progress.h"
 
 namespace kestrel::ks2 {
 
@@ -55,6 +57,7 @@ int convert_file(const arguments& given, bool to_stuffed) {
     complain(name, "the output (-o) is missing");
     return exit_usage;
   }
+  const progress_stage stage(format_text("%s: %sing", given.operands[0], name));
   const input_file file(given.operands[0], given.max_size);
   if (file.status() != exit_whole) return refuse(file);
   if (const char* const reason = objection(file, to_stuffed); reason != nullptr) {

@@ -11,8 +11,8 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "lib/mbcs.h"
 #include "lib/utilstr.h"
+#include "tools/ks2/shown_text.h"
 
 extern char** environ;
 
@@ -20,6 +20,7 @@ namespace kestrel::ks2 {
 
 namespace {
 
+constexpr size_t k_block = 64 * 1024;
 constexpr size_t k_default_width = 80;
 constexpr size_t k_least_width = 20;
 constexpr size_t k_greatest_width = 1000;
@@ -46,11 +47,45 @@ size_t terminal_width() {
   return k_default_width;
 }
 
-bool may_colour() {
+/// Whether the terminal can do more than print lines.
+bool is_capable() {
   const char* const terminal = std::getenv("TERM");
+  return terminal != nullptr && *terminal != '\0' && std::string_view(terminal) != "dumb";
+}
+
+bool may_colour() {
   const char* const refused = std::getenv("NO_COLOR");
-  return terminal != nullptr && std::string_view(terminal) != "dumb" &&
-         (refused == nullptr || *refused == '\0');
+  return refused == nullptr || *refused == '\0';
+}
+
+/// Starts a shell with the pager, whose input is `input`; 0 on failure. Signals do to it what they
+/// usually do, whatever they do here.
+pid_t spawn_pager(int input) {
+  posix_spawn_file_actions_t actions;
+  posix_spawnattr_t attributes;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawnattr_init(&attributes);
+  posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
+  sigset_t usual;
+  sigemptyset(&usual);
+  for (const int signal : {SIGINT, SIGQUIT, SIGPIPE}) sigaddset(&usual, signal);
+  posix_spawnattr_setsigdefault(&attributes, &usual);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+  const char* const words[] = {"sh", "-c", k_pager_command, nullptr};
+  pid_t child;
+  const int result =
+      posix_spawn(&child, "/bin/sh", &actions, &attributes, const_cast<char**>(words), environ);
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&actions);
+  return result == 0 ? child : 0;
+}
+
+/// Length of the text's beginning of at most `most` bytes that ends with a whole character.
+size_t whole_characters(std::string_view text, size_t most) {
+  if (text.size() <= most) return text.size();
+  size_t end = most;
+  while (end + 3 > most && end > 1 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+  return end;
 }
 
 }  // namespace
@@ -63,8 +98,45 @@ size_t output_width() {
   return terminal_width();
 }
 
-paged_output::paged_output() {
-  if (isatty(STDOUT_FILENO) == 0) return;
+template <class Write>
+void text_output::write_styled(style how, Write write_text) {
+  const bool is_styled = is_coloured_ && how != style::plain;
+  if (is_styled) block_ += k_styles[static_cast<size_t>(how)];
+  write_text();
+  if (is_styled) block_ += k_plain;
+}
+
+void text_output::write(std::string_view text, style how) {
+  write_styled(how, [this, text]() mutable {
+    while (!text.empty()) {
+      const size_t size = whole_characters(text, k_block);
+      block_ += text.substr(0, size);
+      if (block_.size() >= k_block) flush();
+      text.remove_prefix(size);
+    }
+  });
+}
+
+void text_output::write(shown_reader text, style how) {
+  write_styled(how, [this, &text] {
+    for (wchar_t c; is_wanted() && text.next(c);) {
+      append_character(block_, c);
+      if (block_.size() >= k_block) flush();
+    }
+  });
+}
+
+void text_output::flush() {
+  if (readers_ == audience::people) {
+    print_text(out_, block_);
+  } else {
+    std::fwrite(block_.data(), 1, block_.size(), out_);
+  }
+  block_.clear();
+}
+
+paged_output::paged_output(audience readers) : text_output(stdout, readers) {
+  if (isatty(STDOUT_FILENO) == 0 || !is_capable()) return;
   is_coloured_ = may_colour();
   start_pager();
 }
@@ -74,39 +146,38 @@ void paged_output::start_pager() {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return;
   setenv("LESS", "FRX", 0);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, ends[0], STDIN_FILENO);
-  const char* const words[] = {"sh", "-c", k_pager_command, nullptr};
-  pid_t child;
-  const int result =
-      posix_spawn(&child, "/bin/sh", &actions, nullptr, const_cast<char**>(words), environ);
-  posix_spawn_file_actions_destroy(&actions);
+  std::fflush(stdout);
+  FILE* const out = fdopen(ends[1], "w");
+  if (out == nullptr) close(ends[1]);
+  // The keys that would end this program are the pager's.
+  struct sigaction ignored = {};
+  ignored.sa_handler = SIG_IGN;
+  sigaction(SIGINT, &ignored, &interrupt_);
+  sigaction(SIGQUIT, &ignored, &quit_);
+  if (out != nullptr) pager_ = spawn_pager(ends[0]);
   close(ends[0]);
-  FILE* const out = result == 0 ? fdopen(ends[1], "w") : nullptr;
-  if (out == nullptr) {
-    close(ends[1]);
+  if (pager_ != 0) {
+    out_ = out;
     return;
   }
-  std::fflush(stdout);
-  out_ = out;
-  pager_ = child;
+  give_signals_back();
+  if (out != nullptr) std::fclose(out);
+}
+
+void paged_output::give_signals_back() {
+  sigaction(SIGINT, &interrupt_, nullptr);
+  sigaction(SIGQUIT, &quit_, nullptr);
 }
 
 paged_output::~paged_output() {
   if (pager_ == 0) return;
+  flush();
   std::fclose(out_);
+  out_ = stdout;
   int status;
   while (waitpid(pager_, &status, 0) < 0 && errno == EINTR) {
   }
-}
-
-void paged_output::write(std::string_view text, style how) {
-  const std::string local = wide_to_mbcs(utf8_to_wide(text));
-  const bool is_styled = is_coloured_ && how != style::plain;
-  if (is_styled) std::fputs(k_styles[static_cast<size_t>(how)], out_);
-  std::fwrite(local.data(), 1, local.size(), out_);
-  if (is_styled) std::fputs(k_plain, out_);
+  give_signals_back();
 }
 
 }  // namespace kestrel::ks2

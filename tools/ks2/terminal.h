@@ -1,10 +1,14 @@
 // Where output goes: its width, whether it may be coloured, and the pager.
 #pragma once
 
+#include <signal.h>
+
 #include <cstddef>
 #include <cstdio>
 #include <string>
 #include <string_view>
+
+#include "tools/ks2/report_text.h"
 
 namespace kestrel::ks2 {
 
@@ -13,25 +17,49 @@ size_t output_width();
 
 enum class style { plain, heading, title };
 
-/// Text for standard output: through the pager when that is a terminal, and coloured only there.
-class paged_output {
+/// People read in their locale's encoding; programs get UTF-8 anywhere.
+enum class audience { people, programs };
+
+/// Text on its way out, in blocks. Texts are UTF-8 and safe to show.
+class text_output {
  public:
-  paged_output();
-  paged_output(const paged_output&) = delete;
-  paged_output& operator=(const paged_output&) = delete;
-  /// Waits for the pager.
-  ~paged_output();
+  /// `out` is not owned; errors stay in it.
+  text_output(FILE* out, audience readers) : out_(out), readers_(readers) {}
+  text_output(const text_output&) = delete;
+  text_output& operator=(const text_output&) = delete;
+  ~text_output() { flush(); }
 
   void write(std::string_view text, style how = style::plain);
+  void write(shown_reader text, style how = style::plain);
+  void flush();
   /// False once nobody reads any more.
   bool is_wanted() const { return std::ferror(out_) == 0; }
 
+ protected:
+  FILE* out_;
+  bool is_coloured_ = false;
+
+ private:
+  template <class Write>
+  void write_styled(style how, Write write_text);
+
+  audience readers_;
+  std::string block_;
+};
+
+/// Standard output: through the pager when that is a terminal, and coloured only there.
+class paged_output : public text_output {
+ public:
+  explicit paged_output(audience readers);
+  /// Waits for the pager.
+  ~paged_output();
+
  private:
   void start_pager();
+  void give_signals_back();
 
-  FILE* out_ = stdout;
-  bool is_coloured_ = false;
-  int pager_ = 0;  ///< process id
+  int pager_ = 0;                                ///< process id
+  struct sigaction interrupt_ = {}, quit_ = {};  ///< what signals did before the pager
 };
 
 }  // namespace kestrel::ks2

@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <string_view>
 
-#include "lib/mbcs.h"
-#include "lib/utilstr.h"
 #include "tools/ks2/shown_text.h"
 
 namespace kestrel::ks2 {
@@ -15,85 +13,34 @@ namespace {
 constexpr size_t k_gap = 2;          ///< between columns
 constexpr size_t k_least_share = 8;  ///< a column is made no narrower than this
 constexpr size_t k_tab = 8;
+/// A line of more bytes, most of which take no column, is full.
+constexpr size_t k_longest_line = 16 * 1024;
 
-void append(std::string& out, wchar_t c) {
-  char bytes[4];
-  out.append(bytes, static_cast<size_t>(widechar_to_utf8bytes(c, bytes)));
+/// What a character takes that stands behind `columns` others on its line.
+size_t columns_taken(wchar_t c, size_t columns) {
+  return c == L'\t' ? k_tab - columns % k_tab : static_cast<size_t>(columns_of(c));
 }
 
-/// Breaks one text into lines.
-class wrapper {
- public:
-  explicit wrapper(size_t width) : width_(std::max<size_t>(width, 1)) {}
-
-  void take(wchar_t c) {
-    if (c == L'\n') return end_line();
-    if (c == L'\t') {
-      for (size_t i = columns_ % k_tab; i < k_tab; ++i) put(L' ');
-      return;
-    }
-    put(c);
+/// Columns of the longest line, or more than `most`.
+size_t natural_width(shown_reader text, size_t most) {
+  size_t widest = 0, columns = 0;
+  for (wchar_t c; widest <= most && text.next(c);) {
+    columns = c == L'\n' ? 0 : columns + columns_taken(c, columns);
+    widest = std::max(widest, columns);
   }
-  std::vector<std::string> finish() {
-    if (!line_.empty() || lines_.empty()) end_line();
-    return std::move(lines_);
-  }
-
- private:
-  void put(wchar_t c) {
-    const auto columns = static_cast<size_t>(columns_of(c));
-    if (columns_ + columns > width_ && columns_ > 0) {
-      if (c == L' ') return end_line();
-      break_line();
-    }
-    append(line_, c);
-    columns_ += columns;
-    if (c == L' ') {
-      blank_end_ = line_.size();
-      columns_at_blank_ = columns_;
-    }
-  }
-  /// At the last blank, or where the line is full.
-  void break_line() {
-    std::string rest;
-    size_t columns = 0;
-    if (blank_end_ > 0 && columns_at_blank_ < columns_) {
-      rest = line_.substr(blank_end_);
-      columns = columns_ - columns_at_blank_;
-      line_.resize(blank_end_ - 1);
-    }
-    end_line();
-    line_ = std::move(rest);
-    columns_ = columns;
-  }
-  void end_line() {
-    lines_.push_back(std::move(line_));
-    line_.clear();
-    columns_ = blank_end_ = columns_at_blank_ = 0;
-  }
-
-  size_t width_;
-  std::vector<std::string> lines_;
-  std::string line_;
-  size_t columns_ = 0;
-  size_t blank_end_ = 0;  ///< bytes of the line up to its last blank, that included
-  size_t columns_at_blank_ = 0;
-};
-
-/// Columns of the longest line.
-size_t natural_width(const std::string& text) {
-  size_t widest = 0;
-  std::string_view rest = text;
-  while (!rest.empty()) widest = std::max(widest, columns_of(next_field(rest, '\n')));
   return widest;
 }
 
-std::vector<size_t> natural_widths(const text_table& table) {
+std::vector<size_t> natural_widths(const table_source& table, size_t most) {
   std::vector<size_t> widths;
-  for (const text_column& column : table.columns) widths.push_back(natural_width(column.heading));
-  for (const auto& row : table.rows) {
-    for (size_t i = 0; i < std::min(row.size(), widths.size()); ++i) {
-      widths[i] = std::max(widths[i], natural_width(row[i]));
+  for (size_t i = 0; i < table.column_count(); ++i) {
+    widths.push_back(natural_width(table.heading(i), most));
+  }
+  for (size_t row = 0; row < table.row_count(); ++row) {
+    for (size_t i = 0; i < table.cell_count(row); ++i) {
+      if (widths[i] <= most) {
+        widths[i] = std::max(widths[i], natural_width(table.cell(row, i), most));
+      }
     }
   }
   return widths;
@@ -120,76 +67,154 @@ bool fit(std::vector<size_t>& widths, size_t width) {
   return true;
 }
 
-void append_padded(std::string& line, const std::string& text, size_t width, bool at_right) {
-  const size_t columns = columns_of(text);
-  const std::string padding(width - std::min(width, columns), ' ');
-  line += at_right ? padding + text : text + padding;
-}
+struct laid_out_cell {
+  line_breaker lines;
+  size_t width;
+  bool is_at_right;
+};
 
-/// One row of cells, as many lines as its longest cell takes.
-void append_row(std::string& out, const text_table& table, const std::vector<std::string>& cells,
-                const std::vector<size_t>& widths) {
-  std::vector<std::vector<std::string>> wrapped(widths.size());
-  size_t lines = 1;
-  for (size_t i = 0; i < widths.size(); ++i) {
-    wrapped[i] = wrap(i < cells.size() ? cells[i] : "", widths[i]);
-    lines = std::max(lines, wrapped[i].size());
-  }
-  for (size_t at = 0; at < lines; ++at) {
-    std::string line;
-    for (size_t i = 0; i < widths.size(); ++i) {
-      if (i > 0) line.append(k_gap, ' ');
-      append_padded(line, at < wrapped[i].size() ? wrapped[i][at] : "", widths[i],
-                    table.columns[i].is_number);
+/// Writes one row of cells, as many lines as its longest cell takes.
+void write_cells(std::vector<laid_out_cell>& cells, style how, text_output& out) {
+  for (bool is_first = true; out.is_wanted(); is_first = false) {
+    std::string line, piece;
+    bool has_piece = false;
+    for (laid_out_cell& cell : cells) {
+      if (&cell != &cells.front()) line.append(k_gap, ' ');
+      piece.clear();
+      if (cell.lines.next(piece)) has_piece = true;
+      const std::string padding(cell.width - std::min(cell.width, columns_of(piece)), ' ');
+      line += cell.is_at_right ? padding + piece : piece + padding;
     }
+    if (!has_piece && !is_first) return;
     line.resize(line.find_last_not_of(' ') + 1);
-    out += line + '\n';
+    out.write(line += '\n', how);
   }
 }
 
 /// One block a row.
-formatted_table format_blocks(const text_table& table, size_t width) {
+void write_blocks(const table_source& table, size_t width, text_output& out) {
   size_t label = 0;
-  for (const text_column& column : table.columns) {
-    label = std::max(label, columns_of(column.heading));
+  for (size_t i = 0; i < table.column_count() && label < width / 2; ++i) {
+    label = std::max(label, natural_width(table.heading(i), width));
   }
   label = std::min(label, width / 2);
   const size_t room = width - std::min(width, label + k_gap);
-  formatted_table text;
-  const text_table lines = {
-      {{"", false}, {"", false}},
-      {           }
-  };
-  for (const auto& row : table.rows) {
-    for (size_t i = 0; i < row.size() && i < table.columns.size(); ++i) {
-      append_row(text.rows, lines, {table.columns[i].heading, row[i]}, {label, room});
+  for (size_t row = 0; row < table.row_count() && out.is_wanted(); ++row) {
+    for (size_t i = 0; i < table.cell_count(row) && out.is_wanted(); ++i) {
+      std::vector<laid_out_cell> cells;
+      cells.push_back({line_breaker(table.heading(i), label), label, false});
+      cells.push_back({line_breaker(table.cell(row, i), room), room, false});
+      write_cells(cells, style::plain, out);
     }
-    text.rows += '\n';
+    out.write("\n");
   }
-  return text;
+}
+
+void write_headings(const table_source& table, const std::vector<size_t>& widths,
+                    text_output& out) {
+  std::vector<laid_out_cell> headings, rules;
+  const std::string rule(*std::max_element(widths.begin(), widths.end()), '-');
+  for (size_t i = 0; i < widths.size(); ++i) {
+    headings.push_back({line_breaker(table.heading(i), widths[i]), widths[i], table.is_number(i)});
+    const std::string_view line = std::string_view(rule).substr(0, widths[i]);
+    rules.push_back({line_breaker(shown_reader({line}), widths[i]), widths[i], false});
+  }
+  write_cells(headings, style::heading, out);
+  write_cells(rules, style::heading, out);
+}
+
+void write_fitted(const table_source& table, size_t width, bool has_headings, text_output& out) {
+  // Each column takes its gap at least.
+  if (table.column_count() > width) return write_blocks(table, width, out);
+  std::vector<size_t> widths = natural_widths(table, width);
+  if (!fit(widths, width)) return write_blocks(table, width, out);
+  if (has_headings && !widths.empty()) write_headings(table, widths, out);
+  for (size_t row = 0; row < table.row_count() && out.is_wanted(); ++row) {
+    std::vector<laid_out_cell> cells;
+    for (size_t i = 0; i < widths.size(); ++i) {
+      const shown_reader text = i < table.cell_count(row) ? table.cell(row, i) : shown_reader({});
+      cells.push_back({line_breaker(text, widths[i]), widths[i], table.is_number(i)});
+    }
+    write_cells(cells, style::plain, out);
+  }
 }
 
 }  // namespace
 
-std::vector<std::string> wrap(const std::string& text, size_t width) {
-  wrapper lines(width);
-  for_each_character(shown_lines(text), [&lines](wchar_t c) { lines.take(c); });
-  return lines.finish();
+line_breaker::line_breaker(shown_reader text, size_t width)
+    : text_(text), width_(std::max<size_t>(width, 1)) {}
+
+bool line_breaker::next(std::string& line) {
+  for (wchar_t c;;) {
+    if (blanks_ > 0) {
+      --blanks_;
+      if (put(L' ', line)) return true;
+      continue;
+    }
+    if (!text_.next(c)) {
+      if (is_finished_ || (has_lines_ && line_.empty())) return false;
+      is_finished_ = true;
+      end_line(line);
+      return true;
+    }
+    if (c == L'\n') {
+      end_line(line);
+      return true;
+    }
+    if (c == L'\t') {
+      blanks_ = columns_taken(c, columns_);
+    } else if (put(c, line)) {
+      return true;
+    }
+  }
 }
 
-formatted_table format_table(const text_table& table, size_t width) {
-  std::vector<size_t> widths = natural_widths(table);
-  if (!fit(widths, width)) return format_blocks(table, width);
-  formatted_table text;
-  std::vector<std::string> headings, rules;
-  for (size_t i = 0; i < widths.size(); ++i) {
-    headings.push_back(table.columns[i].heading);
-    rules.emplace_back(widths[i], '-');
+/// True when the line was full, which is `line` then.
+bool line_breaker::put(wchar_t c, std::string& line) {
+  const auto columns = static_cast<size_t>(columns_of(c));
+  const bool is_full =
+      (columns_ + columns > width_ && columns_ > 0) || line_.size() > k_longest_line;
+  if (is_full && c == L' ') {
+    end_line(line);
+    return true;
   }
-  append_row(text.heading, table, headings, widths);
-  append_row(text.heading, table, rules, widths);
-  for (const auto& row : table.rows) append_row(text.rows, table, row, widths);
-  return text;
+  if (is_full) break_line(line);
+  append_character(line_, c);
+  columns_ += columns;
+  if (c == L' ') {
+    blank_end_ = line_.size();
+    columns_at_blank_ = columns_;
+  }
+  return is_full;
+}
+
+/// At the last blank, or where the line is full.
+void line_breaker::break_line(std::string& line) {
+  std::string rest;
+  size_t columns = 0;
+  if (blank_end_ > 0 && columns_at_blank_ < columns_) {
+    rest = line_.substr(blank_end_);
+    columns = columns_ - columns_at_blank_;
+    line_.resize(blank_end_ - 1);
+  }
+  end_line(line);
+  line_ = std::move(rest);
+  columns_ = columns;
+}
+
+void line_breaker::end_line(std::string& line) {
+  line = std::move(line_);
+  line_.clear();
+  columns_ = blank_end_ = columns_at_blank_ = 0;
+  has_lines_ = true;
+}
+
+void write_table(const table_source& table, size_t width, text_output& out) {
+  write_fitted(table, width, true, out);
+}
+
+void write_rows(const table_source& table, size_t width, text_output& out) {
+  write_fitted(table, width, false, out);
 }
 
 }  // namespace kestrel::ks2

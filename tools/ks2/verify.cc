@@ -69,17 +69,17 @@ void check_identity(std::string_view bytes, fault_list& faults) {
 }
 
 /// An XML document that no sums guard: at least it begins and ends with the same element.
-void check_markup(std::string_view bytes, fault_list& faults) {
+void check_markup(std::string_view bytes, severity level, fault_list& faults) {
   std::string_view rest = trim_whitespace(bytes);
   if (rest.starts_with("<?xml")) rest.remove_prefix(std::min(rest.find("?>"), rest.size() - 2) + 2);
   rest = trim_whitespace(rest);
   const std::string_view name = rest.substr(0, rest.find_first_of(" >\r\n"));
   if (name.size() < 2 || name[0] != '<') {
-    faults.add(severity::fault, 0, "the document does not begin with an element");
+    faults.add(level, 0, "the document does not begin with an element");
   } else if (!rest.ends_with("</" + std::string(name.substr(1)) + ">")) {
-    faults.add(severity::fault, bytes.size(), "the document does not end with its first element");
+    faults.add(level, bytes.size(), "the document does not end with its first element");
   } else if (!bytes.ends_with('\n')) {
-    faults.add(severity::fault, bytes.size(), "the document's last line has no end");
+    faults.add(level, bytes.size(), "the document's last line has no end");
   }
 }
 
@@ -92,8 +92,8 @@ class file_verifier {
 
  private:
   void verify_item(size_t index);
-  void verify_packing(const input_item& item, const decoded_item& decoded);
-  void verify_contents(const input_item& item, const decoded_item& decoded);
+  bool verify_packing(const input_item& item, const decoded_item& decoded);
+  void verify_contents(const input_item& item, const decoded_item& decoded, severity oddity);
   void verify_report(std::string_view bytes, uint64_t memory);
   void check_identities();
 
@@ -102,6 +102,7 @@ class file_verifier {
   fault_list& faults_;
   verified_parts parts_;
   size_t identities_ = 0;
+  fault_list report_faults_;              ///< of the last ksml report so far
   std::map<std::string, int> unguarded_;  ///< what carries no sum, how often
 };
 
@@ -114,6 +115,7 @@ verified_parts file_verifier::verify() {
   } else {
     verify_report(text_of(file_.bytes()), file_.memory_left());
   }
+  faults_.append(report_faults_, false);
   for (const auto& [words, count] : unguarded_) {
     if (!parts_.without_sums.empty()) parts_.without_sums += ", ";
     parts_.without_sums += words;
@@ -138,29 +140,40 @@ void file_verifier::verify_item(size_t index) {
   ++parts_.items;
   const decoded_item decoded = file_.decode(item);
   check_decoding(item, decoded, faults_);
-  verify_contents(item, decoded);
-  verify_packing(item, decoded);
+  parts_.is_refused = parts_.is_refused || decoded.is_refused;
+  if (decoded.is_refused) return;
+  const bool is_as_packed = verify_packing(item, decoded);
+  verify_contents(item, decoded, is_as_packed ? severity::warning : severity::fault);
 }
 
-void file_verifier::verify_packing(const input_item& item, const decoded_item& decoded) {
-  if (decoded.unpacked.empty() || !decoded.is_complete || !decoded.trouble.empty()) return;
+/// False when the contents, packed again, give other bytes.
+bool file_verifier::verify_packing(const input_item& item, const decoded_item& decoded) {
+  if (decoded.unpacked.empty() || !decoded.is_complete || !decoded.trouble.empty()) return true;
   if (!is_thorough_ && item.size > k_packed_again) {
-    return faults_.add(severity::note, 0, "not packed again, since it is large (see --thorough)");
+    faults_.add(severity::note, 0, "not packed again, since it is large (see --thorough)");
+    return true;
   }
-  if (2 * uint64_t{item.size} + item.compressed_size >= file_.memory_left()) return;
+  if (2 * uint64_t{item.size} + item.compressed_size >= file_.memory_left()) return true;
   const size_t same = first_other_byte(item, decoded);
-  if (same == item.compressed_size) return;
+  if (same == item.compressed_size) return true;
   if (same + k_tail >= item.compressed_size && goes_on(item)) {
     faults_.add(severity::fault, item.size, "its packed bytes hold more than its size says");
   } else {
     faults_.add(severity::warning, 0,
                 "packed again it gives other bytes: it was changed, or another program packed it");
   }
+  return false;
 }
 
-void file_verifier::verify_contents(const input_item& item, const decoded_item& decoded) {
+/// `oddity` is the level of what would be odd in any file that somebody stored as a report.
+void file_verifier::verify_contents(const input_item& item, const decoded_item& decoded,
+                                    severity oddity) {
   const std::string_view bytes = decoded.text();
   if (item.type == item_report && is_ksml(bytes)) {
+    // Only the last one is the gatherer's own; the others were stored for somebody.
+    faults_.append(report_faults_, true);
+    report_faults_ = {};
+    report_faults_.set_item(static_cast<int>(parts_.items));
     return verify_report(bytes, file_.memory_left() - decoded.unpacked.size());
   }
   ++unguarded_[describe_item(item.type, bytes).words];
@@ -174,14 +187,17 @@ void file_verifier::verify_contents(const input_item& item, const decoded_item& 
   if (item.type == item_stored_file && !parse_stored_header(bytes)) {
     faults_.add(severity::fault, 0, "the stored file has no header");
   }
-  // Any file may have been stored as a report of the next generation.
-  if ((item.type == item_report && bytes.starts_with("<?xml")) || item.type == item_filescan) {
-    check_markup(bytes, faults_);
+  if (item.type == item_filescan) check_markup(bytes, severity::fault, faults_);
+  if (item.type != item_report) return;
+  if (bytes.starts_with("<?xml")) {
+    check_markup(bytes, oddity, faults_);
+  } else {
+    faults_.add(oddity, 0, "the report is of unknown form");
   }
 }
 
 void file_verifier::verify_report(std::string_view bytes, uint64_t memory) {
-  const report content = read_and_check(bytes, memory, faults_);
+  const report content = read_and_check(bytes, memory, report_faults_);
   parts_.sections += content.sections.size();
   for (const report_section& section : content.sections) {
     parts_.tables += section.tables.size();

@@ -16,6 +16,7 @@ struct verified_parts {
   size_t tables = 0;
   size_t rows = 0;
   size_t embedded_files = 0;
+  bool is_refused = false;   ///< something is larger than --max-size allows
   std::string without_sums;  ///< what nothing vouches for, in words; empty: nothing
 };
 

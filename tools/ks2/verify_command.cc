@@ -11,10 +11,6 @@ namespace kestrel::ks2 {
 
 namespace {
 
-std::string counted(size_t count, const char* one) {
-  return format_text("%zu %s%s", count, one, count == 1 ? "" : "s");
-}
-
 std::string summary(const input_file& file, const verified_parts& parts) {
   std::string words = file.is_gather_file() ? counted(parts.items, "item") : "a loose report";
   if (parts.sections > 0) {
@@ -27,16 +23,17 @@ std::string summary(const input_file& file, const verified_parts& parts) {
 }
 
 void print_verdict(const input_file& file, const verified_parts& parts, const fault_list& faults) {
-  const std::string verdict =
-      faults.is_whole() ? "whole" : "damaged, " + counted(faults.fault_count(), "fault");
-  std::printf("%s: %s: %s\n", shown(file.path()).c_str(), verdict.c_str(),
-              summary(file, parts).c_str());
+  const std::string verdict = !faults.is_whole()
+                                  ? "damaged, " + counted(faults.fault_count(), "fault")
+                              : !parts.is_refused ? "whole"
+                                                  : "not all of it could be checked";
+  print_text(stdout, shown(file.path()) + ": " + verdict + ": " + summary(file, parts) + "\n");
   for (const fault& found : faults.all()) {
     const char* level = found.level == severity::fault     ? ""
                         : found.level == severity::warning ? "warning: "
                                                            : "note: ";
-    std::printf("  %s: %s%s\n", describe_place(found.where).c_str(), level,
-                shown(found.text).c_str());
+    print_text(stdout,
+               "  " + describe_place(found.where) + ": " + level + shown(found.text) + "\n");
   }
   if (faults.dropped() > 0) std::printf("  and %zu more\n", faults.dropped());
 }
@@ -44,12 +41,13 @@ void print_verdict(const input_file& file, const verified_parts& parts, const fa
 int verify_file(const char* path, const arguments& given) {
   const input_file file(path, given.max_size);
   if (file.status() != exit_whole) {
-    std::printf("%s: %s\n", shown(path).c_str(), shown(file.message()).c_str());
+    print_text(stdout, shown(path) + ": " + shown(file.message()) + "\n");
     return file.status();
   }
   fault_list faults;
   const verified_parts parts = verify(file, given.thorough, faults);
   print_verdict(file, parts, faults);
+  if (parts.is_refused) return exit_unreadable;
   return faults.is_whole() ? exit_whole : exit_damaged;
 }
 
