@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # ks2 on what the real program writes, whole and damaged. ks2 never writes to its input.
 . "$(dirname "$0")/common.sh"
+spoiled='*cut.KS2'
 ks2=$build/ks2
 schema=$here/../../docs/ksml.xsd
 export LC_ALL=C.UTF-8
