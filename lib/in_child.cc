@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,6 +20,13 @@
 namespace kestrel {
 
 namespace {
+
+// Served over a network, by a cluster or by a process of this machine.
+constexpr std::string_view k_remote_types[] = {
+    "9p",    "acfs",  "afs",  "autofs", "beegfs", "ceph",     "cifs", "coda",
+    "davfs", "gfs",   "gfs2", "gpfs",   "lustre", "ncpfs",    "nfs",  "nfs4",
+    "ocfs2", "pvfs2", "smb3", "smbfs",  "vboxsf", "virtiofs",
+};
 
 constexpr int k_descriptors = 1024;  // more than a run ever has open
 
@@ -48,6 +56,11 @@ void kill_and_reap(pid_t child) {
 }
 
 }  // namespace
+
+bool may_hang(std::string_view type) {
+  const auto* end = std::end(k_remote_types);
+  return type.starts_with("fuse") || std::find(std::begin(k_remote_types), end, type) != end;
+}
 
 bool run_in_child(const std::function<bool(void* answer)>& work, int milliseconds, void* answer,
                   size_t size) {
@@ -79,7 +92,8 @@ bool is_answering(const char* path) {
   bool is_there = false;
   const auto look = [path](bool& found) {
     struct stat status;
-    found = stat(path, &status) == 0;
+    struct statvfs usage;
+    found = stat(path, &status) == 0 && statvfs(path, &usage) == 0;
     return true;
   };
   return read_in_child(look, k_server_patience, is_there);

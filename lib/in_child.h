@@ -4,9 +4,13 @@
 
 #include <cstddef>
 #include <functional>
+#include <string_view>
 #include <type_traits>
 
 namespace kestrel {
+
+/// True for the types of file systems whose answer may wait for another machine or another process.
+bool may_hang(std::string_view type);
 
 /// What a server that is alive may take, in milliseconds.
 inline constexpr int k_server_patience = 5000;

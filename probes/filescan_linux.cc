@@ -14,6 +14,7 @@
 
 #include "lib/debug.h"
 #include "lib/filelst.h"
+#include "lib/in_child.h"
 
 namespace kestrel {
 namespace {
@@ -144,6 +145,10 @@ bool filescan_linux::enter(const dentry& folder) {
          static_cast<int>(directories_scanned));
   ++directories_scanned;
 
+  if (folder.named && !is_answering(current_path_.c_str())) {
+    print_error(current_path_.c_str(), errno);
+    return false;
+  }
   errno = 0;
   const int opened = open_folder(folder);
   stream_.reset(opened < 0 ? nullptr : fdopendir(opened));
@@ -176,6 +181,7 @@ bool filescan_linux::read_file_data() {
     if (entry == nullptr) return false;
     name_ = entry->d_name;
     printd("filescan: fdata.filename: %s\n", name_.c_str());
+    if (is_silent_mount()) continue;
     if (!is_dot_or_dotdot(name_)) {
       read_attributes(entry->d_type);
       printd("I'm fine with: %s (%d)\n", name_.c_str(), attributes_.is_directory);
@@ -221,6 +227,13 @@ bool filescan_linux::is_kernel_tree() const {
   const bool known = fstatfs(opened, &status) == 0;
   close(opened);
   return known && (status.f_type == PROC_SUPER_MAGIC || status.f_type == SYSFS_MAGIC);
+}
+
+bool filescan_linux::is_silent_mount() {
+  const inode_key& folder = ancestors_.back().key;
+  if (!silent_mounts_.hold(folder.device, folder.inode, name_)) return false;
+  printd("filescan: not scanning %s, as its server does not answer\n", name_.c_str());
+  return true;
 }
 
 bool filescan_linux::file_exists(const char* directory, const char* pattern) {

@@ -11,6 +11,7 @@
 #include <set>
 
 #include "probes/filescan.h"
+#include "probes/filescan_mounts.h"
 
 namespace kestrel {
 
@@ -64,7 +65,8 @@ class time_text {
 };
 
 /// See `filescan`. What the kernel makes (proc, sysfs) is not walked into from another file system,
-/// nor is a folder in which the walk is already.
+/// nor is a folder in which the walk is already; a mount point
+/// whose server does not answer is left out.
 class filescan_linux : public filescan {
  public:
   void add_directory_to_scan(const char* path) override;
@@ -115,6 +117,7 @@ class filescan_linux : public filescan {
   bool is_restricted() const;
   bool is_on_own_path() const;
   bool is_kernel_tree() const;
+  bool is_silent_mount();
   std::string full_pathname() const;
 
   directory_stream stream_;
@@ -125,6 +128,7 @@ class filescan_linux : public filescan {
   file_attributes attributes_;
   bool ruled_out_ = false;  ///< the name fails the filters, so `attributes_` were not read
   std::string unread_;      ///< the latest entry whose attributes were not read
+  silent_mounts silent_mounts_;
   std::set<inode_key, inode_cmp> scanned_;  // Never filled, on purpose.
   int permission_mask_ = k_all_permissions;
   int permission_check_ = 0;

@@ -39,13 +39,6 @@ constexpr column k_filesystem_columns[] = {
 constexpr std::string_view k_excluded_types[] = {"devfs",  "tmpfs",    "proc",
                                                  "devpts", "usbdevfs", "shm"};
 
-// Served over a network, by a cluster or by a process of this machine.
-constexpr std::string_view k_remote_types[] = {
-    "9p",    "acfs",  "afs",  "autofs", "beegfs", "ceph",     "cifs", "coda",
-    "davfs", "gfs",   "gfs2", "gpfs",   "lustre", "ncpfs",    "nfs",  "nfs4",
-    "ocfs2", "pvfs2", "smb3", "smbfs",  "vboxsf", "virtiofs",
-};
-
 uint64_t size_in_bytes(uint64_t count, uint64_t block_size) { return count * block_size; }
 
 bool read_usage(const char* folder, filesystem_usage& usage) {
@@ -136,11 +129,6 @@ bool is_excluded(std::string_view type) {
   const bool found = std::find(std::begin(k_excluded_types), end, type) != end;
   printd("fs_linux: %s is %d\n", std::string(type).c_str(), found);
   return found;
-}
-
-bool may_hang(std::string_view type) {
-  const auto* end = std::end(k_remote_types);
-  return type.starts_with("fuse") || std::find(std::begin(k_remote_types), end, type) != end;
 }
 
 bool get_mounted_filesystems(FILE* fp, FILE* mounts) {

@@ -18,8 +18,6 @@ struct filesystem_usage {
 
 /// True for the types that are not reported.
 bool is_excluded(std::string_view type);
-/// True for the types whose answer may wait for another machine or another process.
-bool may_hang(std::string_view type);
 
 /// Writes the table from a mount table, read to its end. True when that had an entry.
 bool get_mounted_filesystems(FILE* fp, FILE* mounts);

@@ -14,7 +14,7 @@ from fusepy import FUSE, Operations
 
 class Server(Operations):
     def getattr(self, path, fh=None):
-        while path != "/" and sys.argv[2] != "well":
+        while path != "/" and sys.argv[2] != "well" or sys.argv[2] == "mute":
             signal.pause()
         return {"st_mode": stat.S_IFDIR | 0o755}
 
@@ -28,7 +28,7 @@ EOP
 servers=()
 end_servers() {
   [ ${#servers[@]} -eq 0 ] || kill -9 "${servers[@]}" 2> /dev/null
-  for mounted in silent again gone well; do umount -l "$mounted" 2> /dev/null; done
+  for mounted in silent again gone well tree/mute; do umount -l "$mounted" 2> /dev/null; done
 }
 trap 'end_servers; rm -rf "$scratch"' EXIT
 serve() {  # FOLDER NAME
@@ -48,7 +48,7 @@ run() {  # FOLDER OPTION...: sets report; nobody may be left who holds the conso
   ! kill -0 $! 2> /dev/null || { end_servers; die "run $folder does not end"; }
   wait $! || die "run $folder: $? $(cat "$folder/console")"
   expect "" "$(cat "$folder/out")" "standard output of $folder"
-  report=$(ls "$folder"/*.XML)
+  report=$(ls "$folder"/*Unknown.XML)
   $gather check "$report" || die "report of $folder"
   $gather sections "$report" | sed 's/: [0-9]*$//' > "$folder.titles"
 }
@@ -74,6 +74,14 @@ $scratch/gone|gone:/|${zeros}fuse,$scratch/well|well|3.9 MB|4096000|1003.9 KB|10
 # ---- the other rows and the rest of the report are those of a healthy machine
 expect "" "$(mounts | head -n -4 | cut -f 1,2,9 | diff before.mounts -)" "other mounts"
 expect "" "$(diff before.titles during.titles)" "sections and tables"
+
+# ---- a file scan around and of a folder whose server is dead
+mkdir tree && : > tree/found
+serve tree/mute mute
+run scan -p FILESCAN "path=$scratch/tree;$scratch/tree/mute" filter=found -probe filescan
+holds scan/gatherer.log "not scanning mute, as its server does not answer"
+holds scan/Unknown-Unknown-Unknown.FILESCAN.XML "found</"
+umount -l tree/mute
 
 # ---- a user whose folder is there
 dead_home=$scratch/silent run home -probe "regional settings"
