@@ -33,11 +33,16 @@ constexpr int k_descriptors = 1024;  // more than a run ever has open
 // Its own signal handlers would clean up after the parent, who still runs. A child that hangs in
 // the kernel outlives him, so it holds nothing whose end somebody waits for: no console, no report.
 [[noreturn]] void answer_parent(const std::function<bool(void* answer)>& work, int out,
-                                void* answer, size_t size, const sigset_t& signals) {
-  for (int caught : {SIGINT, SIGTERM, SIGHUP}) signal(caught, SIG_DFL);
+                                void* answer, size_t size, int kept, const sigset_t& signals) {
+  for (int caught : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction before = {};
+    if (sigaction(caught, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
+      signal(caught, SIG_DFL);
+    }
+  }
   sigprocmask(SIG_SETMASK, &signals, nullptr);
   for (int held = 0; held < k_descriptors; ++held) {
-    if (held != out) close(held);
+    if (held != out && held != kept) close(held);
   }
   const bool is_sent = work(answer) && write(out, answer, size) == static_cast<ssize_t>(size);
   _exit(is_sent ? 0 : 1);
@@ -63,14 +68,14 @@ bool may_hang(std::string_view type) {
 }
 
 bool run_in_child(const std::function<bool(void* answer)>& work, int milliseconds, void* answer,
-                  size_t size) {
+                  size_t size, int kept) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return false;
   std::vector<unsigned char> found(size);
   const pid_t child = [&] {
     const blocked_signals blocked;
     const pid_t forked = fork();
-    if (forked == 0) answer_parent(work, ends[1], found.data(), size, blocked.before());
+    if (forked == 0) answer_parent(work, ends[1], found.data(), size, kept, blocked.before());
     return forked;
   }();
   close(ends[1]);

@@ -17,16 +17,16 @@ inline constexpr int k_server_patience = 5000;
 
 /// Calls `work` in a child process that gets `milliseconds` and is then killed. False, and the
 /// `size` bytes at `answer` unchanged, when `work` says so (errno EIO) or did not answer in time
-/// (errno ETIMEDOUT).
+/// (errno ETIMEDOUT). Of the open descriptors the child has only `kept`.
 bool run_in_child(const std::function<bool(void* answer)>& work, int milliseconds, void* answer,
-                  size_t size);
+                  size_t size, int kept = -1);
 
 /// The same for a function that fills an `Answer`.
 template <class Answer, class Read>
-bool read_in_child(Read&& read, int milliseconds, Answer& answer) {
+bool read_in_child(Read&& read, int milliseconds, Answer& answer, int kept = -1) {
   static_assert(std::is_trivially_copyable_v<Answer>);
   return run_in_child([&read](void* found) { return read(*static_cast<Answer*>(found)); },
-                      milliseconds, &answer, sizeof answer);
+                      milliseconds, &answer, sizeof answer, kept);
 }
 
 /// Whether the file system of `path` answers at all, be it that there is no such file.

@@ -33,22 +33,25 @@ char* copy_text(char* buffer, int size, std::string_view text) {
 // --- reading --------------------------------------------------------------------------------
 
 // An entry that cannot be examined, such as a broken link, keeps the attributes of the entry
-// before.
-void filescan_linux::read_attributes(unsigned char type) {
+// before. False for a link to a server that does not answer.
+bool filescan_linux::read_attributes(unsigned char type) {
   ruled_out_ = !needs_attributes(type);
   if (ruled_out_) {
     unread_ = name_;
   } else if (stat_entry(name_.c_str())) {
     unread_.clear();
   } else {
+    const bool is_silent = errno == ETIMEDOUT;
     print_error("stat", errno);
     settle_attributes();
+    return !is_silent;
   }
+  return true;
 }
 
 bool filescan_linux::stat_entry(const char* name) {
   struct stat status;
-  if (fstatat(dirfd(stream_.get()), name, &status, 0) != 0) return false;
+  if (!silent_mounts_.look_at(dirfd(stream_.get()), name, status)) return false;
   attributes_ = {.change_time = status.st_ctime,
                  .access_time = status.st_atime,
                  .modification_time = status.st_mtime,

@@ -183,7 +183,10 @@ bool filescan_linux::read_file_data() {
     printd("filescan: fdata.filename: %s\n", name_.c_str());
     if (is_silent_mount()) continue;
     if (!is_dot_or_dotdot(name_)) {
-      read_attributes(entry->d_type);
+      if (!read_attributes(entry->d_type)) {
+        trace_silent();
+        continue;
+      }
       printd("I'm fine with: %s (%d)\n", name_.c_str(), attributes_.is_directory);
       return true;
     }
@@ -232,8 +235,12 @@ bool filescan_linux::is_kernel_tree() const {
 bool filescan_linux::is_silent_mount() {
   const inode_key& folder = ancestors_.back().key;
   if (!silent_mounts_.hold(folder.device, folder.inode, name_)) return false;
-  printd("filescan: not scanning %s, as its server does not answer\n", name_.c_str());
+  trace_silent();
   return true;
+}
+
+void filescan_linux::trace_silent() const {
+  printd("filescan: not scanning %s, as its server does not answer\n", name_.c_str());
 }
 
 bool filescan_linux::file_exists(const char* directory, const char* pattern) {

@@ -109,7 +109,7 @@ class filescan_linux : public filescan {
   int open_folder(const dentry& folder) const;
   bool next_entry();
   bool read_file_data();
-  void read_attributes(unsigned char type);
+  bool read_attributes(unsigned char type);
   bool stat_entry(const char* name);
   void settle_attributes();
   bool needs_attributes(unsigned char type);
@@ -118,6 +118,7 @@ class filescan_linux : public filescan {
   bool is_on_own_path() const;
   bool is_kernel_tree() const;
   bool is_silent_mount();
+  void trace_silent() const;
   std::string full_pathname() const;
 
   directory_stream stream_;

@@ -86,14 +86,19 @@ bool usage_reader::is_behind_remote(const std::string& folder) const {
 // "host:/folder" or "//host/share"; "" when the device names no server.
 std::string server_of(const std::string& device) {
   const bool is_share = device.starts_with("//");
-  const size_t end = is_share ? device.find('/', 2) : device.find(':');
+  // The colons of an IPv6 address stand in brackets.
+  const size_t start = device.starts_with('[') ? device.find(']') : 0;
+  const size_t end = is_share ? device.find('/', 2) : device.find(':', start);
   return end == std::string::npos ? "" : device.substr(0, end);
 }
 
 bool usage_reader::ask_remote(const mntent& entry, filesystem_usage& usage) {
   const std::string server = server_of(entry.mnt_fsname);
   const bool is_named = !server.empty();
-  if (is_named && silent_servers_.count(server) != 0) return false;
+  if (is_named && silent_servers_.count(server) != 0) {
+    errno = EHOSTDOWN;
+    return false;
+  }
   const auto read = [&entry](filesystem_usage& answer) {
     return read_usage(entry.mnt_dir, answer);
   };

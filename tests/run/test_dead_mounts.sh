@@ -76,10 +76,12 @@ expect "" "$(mounts | head -n -4 | cut -f 1,2,9 | diff before.mounts -)" "other 
 expect "" "$(diff before.titles during.titles)" "sections and tables"
 
 # ---- a file scan around and of a folder whose server is dead
-mkdir tree && : > tree/found
+mkdir tree && : > tree/found && ln -s mute tree/link
 serve tree/mute mute
 run scan -p FILESCAN "path=$scratch/tree;$scratch/tree/mute" filter=found -probe filescan
-holds scan/gatherer.log "not scanning mute, as its server does not answer"
+for name in mute link; do
+  holds scan/gatherer.log "not scanning $name, as its server does not answer"
+done
 holds scan/Unknown-Unknown-Unknown.FILESCAN.XML "found</"
 umount -l tree/mute
 
