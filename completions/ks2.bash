@@ -19,13 +19,18 @@ _ks2() {
   local cur=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
   local command=${COMP_WORDS[1]} file='' operands=0 i
   COMPREPLY=()
+  [[ $before == = ]] && before=${COMP_WORDS[COMP_CWORD - 2]}
+  [[ $cur == = ]] && cur=
   if ((COMP_CWORD == 1)); then
     _ks2_offer < <(printf '%s\n' --help --version; "$1" --help | awk '$1 == "ks2" { print $2 }')
     return
   fi
   for ((i = 2; i < COMP_CWORD; ++i)); do
     case ${COMP_WORDS[i]} in
-      -d | --directory | -F | --format | -m | --max-size | -o | --output) ((++i)) ;;
+      -d | --directory | -F | --format | -m | --max-size | -o | --output)
+        # "=" is a word of its own where the shell breaks words at it.
+        [[ ${COMP_WORDS[++i]} == = ]] && ((++i))
+        ;;
       -*) ;;
       *) ((operands++)) || file=$(printf '%s' "${COMP_WORDS[i]/#\~\//$HOME/}" | tr -d "\\\\\"'") ;;
     esac

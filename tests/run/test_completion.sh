@@ -38,6 +38,8 @@ offers "extract" ks2 Ex
 offers "--directory|--force|--max-size|--output|--raw" ks2 extract --
 offers "secevent|stored|sysevent" ks2 extract 'a\ file.KS2' s
 offers "csv" ks2 show --format c
+offers "csv|json|text" ks2 show --format = ""
+offers "secevent|stored|sysevent" ks2 extract --max-size = 1G 'a\ file.KS2' s
 offers "SYSTEM SUMMARY|SYSTEM SUMMARY/Operating System|SYSTEM SUMMARY/System Summary" \
   ks2 show -F text 'a\ file.KS2' 'system\ '
 offers "GATHERER INFORMATION/Parameters|GATHERER INFORMATION/Probes List" ks2 show '"a file.KS2"' '"Gatherer Information/p'

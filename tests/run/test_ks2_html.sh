@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # `ks2 html`: its output files, and its page in a headless browser.
 . "$(dirname "$0")/common.sh"
+spoiled='*cut.KS2'
 ks2=${KS2:-$build/ks2}
 export HOME=$scratch  # The browser writes there.
 

@@ -46,8 +46,9 @@ int run_html(const arguments& given) {
     progress_stage stage(std::string(file.path()) + ": reading the report");
     opened = open_report(file, faults);
   }
-  const int status = warn(file, faults);
+  int status = warn(file, faults);
   if (!opened) return refuse_without_report(file);
+  if (opened->content.is_refused) status = exit_unreadable;
   std::string_view name = file.path();
   name.remove_prefix(name.rfind('/') + 1);  // npos + 1 is 0
   const page_source source = {std::string(name), file.bytes().size(), read_identity(file),

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <span>
 
@@ -101,7 +102,7 @@ bool input_file::read(uint64_t max_size) {
   bytes_.resize(std::fread(bytes_.data(), 1, bytes_.size(), file.get()));
   // What is another file altogether is not read whole.
   const bool is_ours = has_ident(text_of(bytes_)) || is_ksml(text_of(bytes_));
-  if (is_ours && size > max_size) {
+  if (is_ours && (size > max_size || size > SIZE_MAX / 2)) {
     refuse(exit_unreadable, "is larger than --max-size allows");
     return false;
   }

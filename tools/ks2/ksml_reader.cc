@@ -55,6 +55,7 @@ const char* name_of(level opened) {
 struct memory_budget {
   uint64_t left;
   bool is_spent = false;
+  size_t spent_at = 0;  ///< offset in the report
 };
 
 class ksml_reader {
@@ -142,7 +143,11 @@ void ksml_reader::read() {
   take_all(token);
   scanner_.finish();
   const size_t end = report_.bytes.size();
-  if (level_ != level::outside) {
+  if (memory_.is_spent) {
+    report_.is_refused = true;
+    faults_.add(severity::warning, memory_.spent_at,
+                "the report takes more memory than --max-size allows; the rest is not read");
+  } else if (level_ != level::outside) {
     fail(end, std::string("the report ends early, inside ") + name_of(level_));
   } else if (!report_.is_complete) {
     fail(end, "the report has no end mark");
@@ -158,7 +163,7 @@ void ksml_reader::read_import() {
 
 void ksml_reader::take_all(ksml_token token) {
   for (; token.kind != ksml_token::at_end && !memory_.is_spent; token = scanner_.next()) {
-    if (faults_.fault_count() > k_most_faults) {
+    if (import_ < 0 && faults_.fault_count() > k_most_faults) {
       return fail(token.offset, "too many faults; the rest is not read");
     }
     take(token);
@@ -172,7 +177,7 @@ bool ksml_reader::charge(size_t bytes, size_t offset) {
   if (memory_.is_spent) return false;
   if (needed > memory_.left) {
     memory_.is_spent = true;
-    fail(offset, "the report takes more memory than --max-size allows; the rest is not read");
+    memory_.spent_at = offset;
     return false;
   }
   memory_.left -= needed;

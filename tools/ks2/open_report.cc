@@ -126,11 +126,12 @@ std::optional<opened_report> open_report(const input_file& file, fault_list& fau
     const input_item& item = file.items()[i];
     if (item.type != item_report) continue;
     decoded_item decoded = file.decode(item);
-    if (decoded.is_refused) {
+    if (!is_ksml(decoded.text())) {
+      // Otherwise an earlier report would silently stand for one that cannot be read.
       faults.set_item(static_cast<int>(i + 1));
       check_decoding(item, decoded, faults);
+      continue;
     }
-    if (!is_ksml(decoded.text())) continue;
     opened.emplace(opened_report{static_cast<int>(i + 1), std::move(decoded), {}});
     faults.set_item(opened->item);
     check_decoding(item, opened->decoded, faults);

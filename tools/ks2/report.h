@@ -107,6 +107,7 @@ struct report {
   std::vector<imported_file> imports;
   report_sum sum;
   bool is_complete = false;  ///< read to its end mark
+  bool is_refused = false;   ///< --max-size ended the reading
 
   size_t offset_of(std::string_view part) const {
     return static_cast<size_t>(part.data() - bytes.data());

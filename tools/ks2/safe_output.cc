@@ -69,16 +69,17 @@ new_file::~new_file() {
 
 bool new_file::create(int folder, const std::string& name, bool force) {
   folder_ = folder;
-  name_ = created_ = name;
+  name_ = name;
+  is_replacing_ = force;
   const in_the_way there = look_at(folder, name.c_str());
   if (there == in_the_way::another_thing) return errno = EINVAL, false;
-  const bool is_replaced = force && there == in_the_way::a_file;
+  if (there == in_the_way::a_file && !force) return errno = EEXIST, false;
   int descriptor = -1;
   for (int attempt = 0; descriptor < 0 && attempt < k_most_numbers; ++attempt) {
-    if (is_replaced) created_ = temporary_name(name, attempt);
+    created_ = temporary_name(name, attempt);
     descriptor = openat(folder, created_.c_str(),
                         O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (descriptor < 0 && (errno != EEXIST || !is_replaced)) return false;
+    if (descriptor < 0 && errno != EEXIST) return false;
   }
   if (descriptor < 0) return false;
   file_.reset(fdopen(descriptor, "wb"));
@@ -86,11 +87,18 @@ bool new_file::create(int folder, const std::string& name, bool force) {
   return file_ != nullptr;
 }
 
+/// Gives the complete file its name; a file that has come to carry it meanwhile stays, if it must.
+bool new_file::take_name() const {
+  const unsigned flags = is_replacing_ ? 0 : RENAME_NOREPLACE;
+  if (renameat2(folder_, created_.c_str(), folder_, name_.c_str(), flags) == 0) return true;
+  // Not every file system knows the flag.
+  if (flags == 0 || errno != EINVAL) return false;
+  if (look_at(folder_, name_.c_str()) != in_the_way::nothing) return errno = EEXIST, false;
+  return renameat(folder_, created_.c_str(), folder_, name_.c_str()) == 0;
+}
+
 bool new_file::finish() {
-  const bool is_complete =
-      close_checked(std::move(file_)) &&
-      (created_ == name_ || renameat(folder_, created_.c_str(), folder_, name_.c_str()) == 0);
-  if (is_complete) return true;
+  if (close_checked(std::move(file_)) && take_name()) return true;
   const int reason = errno;
   unlinkat(folder_, created_.c_str(), 0);
   errno = reason;

@@ -29,7 +29,8 @@ class name_giver {
   std::set<std::string> used_;
 };
 
-/// A file on its way: it has its name only when it is complete.
+/// A file on its way: it has its name only when it is complete. A run that is killed leaves it as
+/// ".ks2-" and numbers.
 class new_file {
  public:
   new_file() = default;
@@ -48,7 +49,10 @@ class new_file {
   bool finish();
 
  private:
+  bool take_name() const;
+
   int folder_ = -1;
+  bool is_replacing_ = false;
   std::string name_;
   std::string created_;  ///< the name that it has until it is complete
   file_ptr file_;

@@ -35,8 +35,9 @@ int run_show(const arguments& given) {
     progress_stage stage(std::string(file.path()) + ": reading the report");
     opened = open_report(file, faults);
   }
-  const int status = warn(file, faults);
+  int status = warn(file, faults);
   if (!opened) return refuse_without_report(file);
+  if (opened->content.is_refused) status = exit_unreadable;
   const show_format& format = format_named(given.format);
   const bool is_list = given.operands.size() == 1 && !given.all;
   std::vector<selected_section> sections;

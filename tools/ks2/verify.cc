@@ -24,6 +24,8 @@ constexpr uint32_t k_packed_again = 8 << 20;
 /// How far from the end of a stream a size that is too small can show.
 constexpr size_t k_tail = 80;
 
+constexpr size_t k_longest_element = 200;  // bytes of a name
+
 /// Where the contents, packed again, give another byte than the file holds; the packed size when
 /// they give the same. There is one packer, and what it makes of some contents is fixed: this tells
 /// changes that no sum tells.
@@ -45,6 +47,12 @@ bool goes_on(const input_item& item) {
          std::make_unique<LzH>()->Decode(item.data, longer) == 0;
 }
 
+bool holds_unsafe(std::string_view text) {
+  bool is_found = false;
+  for_each_character(text, [&is_found](wchar_t c) { is_found = is_found || is_unsafe(c); });
+  return is_found;
+}
+
 /// The eight lines of the identity block, each with its letter.
 void check_identity(std::string_view bytes, fault_list& faults) {
   std::string_view rest = bytes;
@@ -57,7 +65,7 @@ void check_identity(std::string_view bytes, fault_list& faults) {
       return;
     }
     const std::string_view line = rest.substr(0, end);
-    if (shown(line) != line) {
+    if (holds_unsafe(line)) {
       faults.add(severity::fault, offset, format_text("line %c holds control characters", letter));
     }
     rest.remove_prefix(end + 1);
@@ -74,7 +82,7 @@ void check_markup(std::string_view bytes, severity level, fault_list& faults) {
   if (rest.starts_with("<?xml")) rest.remove_prefix(std::min(rest.find("?>"), rest.size() - 2) + 2);
   rest = trim_whitespace(rest);
   const std::string_view name = rest.substr(0, rest.find_first_of(" >\r\n"));
-  if (name.size() < 2 || name[0] != '<') {
+  if (name.size() < 2 || name.size() > k_longest_element || name[0] != '<') {
     faults.add(level, 0, "the document does not begin with an element");
   } else if (!rest.ends_with("</" + std::string(name.substr(1)) + ">")) {
     faults.add(level, bytes.size(), "the document does not end with its first element");
@@ -153,7 +161,11 @@ bool file_verifier::verify_packing(const input_item& item, const decoded_item& d
     faults_.add(severity::note, 0, "not packed again, since it is large (see --thorough)");
     return true;
   }
-  if (2 * uint64_t{item.size} + item.compressed_size >= file_.memory_left()) return true;
+  if (2 * uint64_t{item.size} + item.compressed_size >= file_.memory_left()) {
+    faults_.add(severity::note, 0, "not packed again: --max-size leaves no room");
+    parts_.is_refused = true;
+    return true;
+  }
   const size_t same = first_other_byte(item, decoded);
   if (same == item.compressed_size) return true;
   if (same + k_tail >= item.compressed_size && goes_on(item)) {
@@ -198,6 +210,7 @@ void file_verifier::verify_contents(const input_item& item, const decoded_item& 
 
 void file_verifier::verify_report(std::string_view bytes, uint64_t memory) {
   const report content = read_and_check(bytes, memory, report_faults_);
+  parts_.is_refused = parts_.is_refused || content.is_refused;
   parts_.sections += content.sections.size();
   for (const report_section& section : content.sections) {
     parts_.tables += section.tables.size();
