@@ -101,7 +101,7 @@ bool is_answering(const char* path) {
     found = stat(path, &status) == 0 && statvfs(path, &usage) == 0;
     return true;
   };
-  return read_in_child(look, k_server_patience, is_there);
+  return read_in_child(look, k_server_patience, is_there) || errno != ETIMEDOUT;
 }
 
 }  // namespace kestrel

@@ -29,7 +29,8 @@ bool read_in_child(Read&& read, int milliseconds, Answer& answer, int kept = -1)
                       milliseconds, &answer, sizeof answer, kept);
 }
 
-/// Whether the file system of `path` answers at all, be it that there is no such file.
+/// Whether the file system of `path` answers at all, be it that there is no such file. One that
+/// could not be asked, for want of a process, is taken for one that answers.
 bool is_answering(const char* path);
 
 }  // namespace kestrel

@@ -41,14 +41,9 @@ int run_html(const arguments& given) {
   const input_file file(given.operands[0], given.max_size);
   if (file.status() != exit_whole) return refuse(file);
   fault_list faults;
-  std::optional<opened_report> opened;
-  {
-    progress_stage stage(std::string(file.path()) + ": reading the report");
-    opened = open_report(file, faults);
-  }
-  int status = warn(file, faults);
-  if (!opened) return refuse_without_report(file);
-  if (opened->content.is_refused) status = exit_unreadable;
+  int status = exit_whole;
+  const std::optional<opened_report> opened = open_or_complain(file, faults, status);
+  if (!opened) return status;
   std::string_view name = file.path();
   name.remove_prefix(name.rfind('/') + 1);  // npos + 1 is 0
   const page_source source = {std::string(name), file.bytes().size(), read_identity(file),

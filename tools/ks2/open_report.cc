@@ -8,6 +8,7 @@
 #include "tools/ks2/command.h"
 #include "tools/ks2/ksml_check.h"
 #include "tools/ks2/ksml_reader.h"
+#include "tools/ks2/progress.h"
 
 namespace kestrel::ks2 {
 
@@ -50,6 +51,18 @@ size_t plain_offset(byte_span stuffed, size_t offset) {
 
 void fail(fault_list& faults, size_t offset, std::string text) {
   faults.add(severity::fault, offset, std::move(text));
+}
+
+/// Complains of a file whose report could not be opened, and returns the status to end with.
+int refuse_without_report(const input_file& file) {
+  const bool is_refused =
+      std::any_of(file.items().begin(), file.items().end(), [&file](const input_item& item) {
+        return item.type == item_report && file.decode(item).is_refused;
+      });
+  complain(file.path(), (is_refused ? "holds no ksml report that --max-size allows; it holds: "
+                                    : "holds no ksml report; it holds: ") +
+                            describe_contents(file));
+  return is_refused ? exit_unreadable : exit_damaged;
 }
 
 }  // namespace
@@ -160,17 +173,6 @@ std::vector<identity_line> read_identity(const input_file& file) {
   return lines;
 }
 
-int refuse_without_report(const input_file& file) {
-  const bool is_refused =
-      std::any_of(file.items().begin(), file.items().end(), [&file](const input_item& item) {
-        return item.type == item_report && file.decode(item).is_refused;
-      });
-  complain(file.path(), (is_refused ? "holds no ksml report that --max-size allows; it holds: "
-                                    : "holds no ksml report; it holds: ") +
-                            describe_contents(file));
-  return is_refused ? exit_unreadable : exit_damaged;
-}
-
 std::string describe_contents(const input_file& file) {
   std::string words;
   for (const input_item& item : file.items()) {
@@ -179,6 +181,22 @@ std::string describe_contents(const input_file& file) {
     words += describe_item(item.type, decoded.text()).words;
   }
   return words.empty() ? "no items" : words;
+}
+
+std::optional<opened_report> open_or_complain(const input_file& file, fault_list& faults,
+                                              int& status) {
+  std::optional<opened_report> opened;
+  {
+    progress_stage stage(std::string(file.path()) + ": reading the report");
+    opened = open_report(file, faults);
+  }
+  status = warn(file, faults);
+  if (!opened) {
+    status = refuse_without_report(file);
+  } else if (opened->content.is_refused) {
+    status = exit_unreadable;
+  }
+  return opened;
 }
 
 }  // namespace kestrel::ks2

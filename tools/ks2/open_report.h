@@ -33,9 +33,10 @@ std::vector<identity_line> read_identity(const input_file& file);
 
 /// For a file without a ksml report: what it holds instead, in words.
 std::string describe_contents(const input_file& file);
-/// Complains of a file whose report could not be opened, and returns the status to end with: it
-/// holds none, or none that the limit allows.
-int refuse_without_report(const input_file& file);
+/// Opens the report for a command that shows it, and complains of what is wrong. `status` is what
+/// to end with, also where there is no report, or none that the limit allows.
+std::optional<opened_report> open_or_complain(const input_file& file, fault_list& faults,
+                                              int& status);
 
 // The steps of which opening and verifying consist; each appends what is wrong.
 

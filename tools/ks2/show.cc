@@ -4,7 +4,6 @@
 
 #include "tools/ks2/command.h"
 #include "tools/ks2/open_report.h"
-#include "tools/ks2/progress.h"
 #include "tools/ks2/show_formats.h"
 
 namespace kestrel::ks2 {
@@ -30,14 +29,9 @@ int run_show(const arguments& given) {
   const input_file file(given.operands[0], given.max_size);
   if (file.status() != exit_whole) return refuse(file);
   fault_list faults;
-  std::optional<opened_report> opened;
-  {
-    progress_stage stage(std::string(file.path()) + ": reading the report");
-    opened = open_report(file, faults);
-  }
-  int status = warn(file, faults);
-  if (!opened) return refuse_without_report(file);
-  if (opened->content.is_refused) status = exit_unreadable;
+  int status = exit_whole;
+  const std::optional<opened_report> opened = open_or_complain(file, faults, status);
+  if (!opened) return status;
   const show_format& format = format_named(given.format);
   const bool is_list = given.operands.size() == 1 && !given.all;
   std::vector<selected_section> sections;
