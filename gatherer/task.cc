@@ -11,6 +11,7 @@
 #include "gatherer/osinfo.h"
 #include "lib/debug.h"
 #include "lib/mbcs.h"
+#include "lib/notice.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -162,8 +163,10 @@ void task::print_banner() {
 }
 
 void task::print_status(bool ok) {
+  const std::vector<std::string> notices = take_notices();
   if (get_setting(setting_silent) != 0 || is_nameless(*this)) return;
   printm("%s\n", ok ? status_ok_text : status_fail_text);
+  for (const std::string& notice : notices) printm("%s\n", notice.c_str());
   print_file_errors();
 }
 

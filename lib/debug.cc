@@ -29,6 +29,8 @@ FILE* log_stream = nullptr;
 time_t timer = 0;
 bool at_line_start = true;
 bool at_wide_line_start = true;
+std::function<void(std::string_view text)> log_taker;
+double seconds_before = 0;
 
 // One test for the common case that nothing is logged.
 bool logging = false;
@@ -76,7 +78,7 @@ bool ends_line(std::basic_string_view<Char> format) {
 }
 
 void print_stamp(bool& line_start, bool next) {
-  if (line_start) printd_noflush("%8.4f ", static_cast<double>(clock()) / 1e6);
+  if (line_start) printd_noflush("%8.4f ", seconds_before + static_cast<double>(clock()) / 1e6);
   line_start = next;
 }
 
@@ -101,6 +103,11 @@ std::string format_wide(const wchar_t* format, va_list arguments) {
     text.resize(text.size() * 4);
   }
   return {};
+}
+
+ssize_t take_log(void*, const char* text, size_t size) {
+  log_taker({text, size});
+  return static_cast<ssize_t>(size);
 }
 
 template <class Char>
@@ -170,6 +177,19 @@ void enable_log_to_stream(FILE* stream) {
 void disable_log_to_stream() {
   log_to_stream = false;
   log_stream = nullptr;
+  note_targets();
+}
+
+void redirect_log(std::function<void(std::string_view text)> take, double seconds) {
+  if (!logging) return;
+  seconds_before = seconds;
+  log_to_file = false;
+  log_stream = nullptr;  // its unwritten bytes are the parent's
+  const cookie_io_functions_t functions = {nullptr, take_log, nullptr, nullptr};
+  log_taker = std::move(take);
+  FILE* stream = fopencookie(nullptr, "w", functions);
+  log_to_stream = stream != nullptr;
+  log_stream = stream;
   note_targets();
 }
 

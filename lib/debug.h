@@ -5,6 +5,8 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <functional>
+#include <string_view>
 
 namespace kestrel {
 
@@ -23,6 +25,9 @@ void enable_log_to_stream(const char* path);
 void enable_log_to_stream(FILE* stream);
 /// Forgets the stream without closing it.
 void disable_log_to_stream();
+/// In a child process whose parent writes the log: every piece goes to `take` instead. `seconds` of
+/// the processor's time, used before, are added to the time stamps.
+void redirect_log(std::function<void(std::string_view text)> take, double seconds);
 
 /// Writes one log line or a fragment of one. A time stamp (processor seconds) precedes the first
 /// fragment of a line; a line ends where a *format* ends in a newline. Returns the characters
