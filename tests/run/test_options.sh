@@ -68,6 +68,18 @@ holds report.txt "Table: Operating System"
 holds report.html "<a name=\"SYSTEM SUMMARY\">"
 $gather check report.xml || die "check"
 
+# ---- a user whom nobody knows, in a folder that is gone
+fresh
+mkdir gone && cd gone && rmdir ../gone
+chmod 755 "$scratch"
+setpriv --reuid 54321 --clear-groups "$kestrel" -batch -stdout -local -text -level 1 > "$scratch/out" ||
+  die "a run in a folder that is gone"
+cd "$scratch" || exit 1
+for row in User "Current Directo"; do
+  grep -q "^| $row *| Unknown *|$" out || die "$row: $(grep -- "| $row" out)"
+done
+grep -A 4 '^Table: System Summary' out | grep -q '| Unknown *| [^|]*|$' || die "Current User"
+
 # ---- probe list and help
 fresh
 "$kestrel" -help -listprobes > list || die "probe list"
