@@ -68,6 +68,18 @@ holds report.txt "Table: Operating System"
 holds report.html "<a name=\"SYSTEM SUMMARY\">"
 $gather check report.xml || die "check"
 
+# ---- words are those of ASCII in every language
+fresh
+localedef -i tr_TR -f UTF-8 "$scratch/tr_TR.UTF-8"
+speaking() { env LOCPATH="$scratch" LC_ALL="$1" "${@:2}"; }
+speaking tr_TR.UTF-8 "$kestrel" -batch -LOCAL -FILENAME turkish -SKIP "installed software" \
+  -P filescan FILTER=none PATH=/proc/self/fdinfo 2> console || die "Turkish"
+lacks console "understand"
+lacks console "valid parameter"
+holds turkish.FILESCAN.XML "<filescan_results>"
+speaking tr_TR.UTF-8 "$build/ks2" show turkish.XML "gatherer information" > out ||
+  die "a title in small letters"
+
 # ---- a user whom nobody knows, in a folder that is gone
 fresh
 mkdir gone && cd gone && rmdir ../gone
