@@ -73,7 +73,7 @@ bool log_ksml_file(FILE* out, const char* path) {
 
 void open_underlined_section(text_buffer& line, const char* title) {
   const std::string rule(character_count(title) + 4, '=');
-  line += "\n" + rule + "\n  " + title + "  \n" + rule + "\n";
+  line += "\n" + rule + "\n  " + report_text(title) + "  \n" + rule + "\n";
 }
 
 void close_underlined_section(text_buffer& line) { line += '\n'; }
@@ -81,7 +81,7 @@ void close_underlined_section(text_buffer& line) { line += '\n'; }
 bool log_text_file(FILE* out, const char* path, FILE* in, unsigned limit) {
   bounded_file source = in != nullptr ? bounded_file(in) : bounded_file(path);
   if (!source.is_open()) return false;
-  write_text(out, std::string("\n---> FILE: ") + path + " <---\n");
+  write_text(out, "\n---> FILE: " + report_text(path) + " <---\n");
   copy_bytes(out, source, limit);
   write_text(out, "---> END OF FILE <---\n");
   std::fflush(out);

@@ -142,9 +142,23 @@ inline void append_framed(text_buffer& line, const text_frame& frame, std::strin
 uint16_t append_number(text_buffer& line, const table_column& column, const cell_number& value,
                        std::string_view prefix, std::string_view suffix);
 
-/// The text cut to `width` characters and padded to it on the right.
+/// Report text cut to `width` characters and padded to it on the right.
 void append_padded(text_buffer& line, std::string_view text, int width);
 void append_padded(text_buffer& line, std::wstring_view text, int width);
+
+// The plain-text formats and HTML carry UTF-8 whatever the locale is. What does not decode and what
+// a terminal would obey becomes U+FFFD, see report_character.
+
+/// Appends the first `most` characters and returns how many there were.
+size_t append_report_text(text_buffer& line, std::string_view text, size_t most = SIZE_MAX);
+size_t append_report_text(text_buffer& line, std::wstring_view text, size_t most = SIZE_MAX);
+/// The same, framed.
+void append_report_value(text_buffer& line, const text_frame& frame, auto value) {
+  line += frame.before;
+  append_report_text(line, value);
+  line += frame.after;
+}
+std::string report_text(std::string_view text);
 
 /// The section frame of the plain-text formats.
 void open_underlined_section(text_buffer& line, const char* title);

@@ -87,24 +87,24 @@ TEST(Table, EveryFormatAsAWhole) {
   EXPECT_EQ(Table::get_output_format(), OUTPUT_XML) << "the lower-case flavour is stored as XML";
 }
 
-// Narrow text is in the locale's encoding, and so is what a wide cell becomes in every format but
-// markup; there sums are over the UTF-8 that is written, in wide cells over the characters.
+// Narrow text is in the locale's encoding, what is written UTF-8; sums are over that, in wide cells
+// over the characters.
 TEST(Table, LocaleThatIsNotUtf8) {
   const made_locale locale("de_DE", "ISO-8859-1");
   const std::pair<output_format_type, std::string> cases[] = {
       {OUTPUT_TEXT,
-       "\n=====\n  \xDC  \n=====\n\nTable: t\n+------+------+\n| Name | Wide |\n"
-       "+------+------+\n| \xE9<\x80  | \xE9?   |\n+------+------+\n\n"                      },
-      {OUTPUT_LIST, "\n=====\n  \xDC  \n=====\n-\nt\n-\n  Name: \xE9<\x80\nWide: \xE9?\n\n\n"},
+       "\n=====\n  Ü  \n=====\n\nTable: t\n+------+------+\n| Name | Wide |\n"
+       "+------+------+\n| é<\uFFFD  | é€   |\n+------+------+\n\n"                    },
+      {OUTPUT_LIST, "\n=====\n  Ü  \n=====\n-\nt\n-\n  Name: é<\uFFFD\nWide: é€\n\n\n"},
       {OUTPUT_HTML,
-       "<a name=\"\xDC\"><H2>\xDC</H2></a>\n<H3>t</H3><TABLE BORDER>\n"
+       "<a name=\"Ü\"><H2>Ü</H2></a>\n<H3>t</H3><TABLE BORDER>\n"
        "<TR><TH>Name</TH><TH>Wide</TH></TR>\n<TR ALIGN=CENTER>\n"
-       "<TD>\xE9<\x80</TD><TD>\xE9?</TD></TR>\n</TABLE>\n"                                   },
+       "<TD>é<\uFFFD</TD><TD>é€</TD></TR>\n</TABLE>\n"                                 },
       {OUTPUT_KSML,
        with_cr("<SECTION ID=\"Ü\">\n<TABLE ID=\"t\">\n<COLS>2</COLS>\n<ROW ID=\"r\">\n"
                "<STR ID=\"Name\" W=\"4\">é&lt;\xC2\x80</STR>\n<STR ID=\"Wide\" W=\"4\">é€</STR>\n"
                "<CHK>207F</CHK>\n</ROW>\n<ROWS>1</ROWS>\n<CHK>207F</CHK>\n</TABLE>\n"
-               "<CHK>    207F</CHK>\n</SECTION>\n")                                          },
+               "<CHK>    207F</CHK>\n</SECTION>\n")                                        },
   };
   for (const auto& [format, expected] : cases) {
     Table::set_output_format(format);
@@ -120,6 +120,42 @@ TEST(Table, LocaleThatIsNotUtf8) {
                   table.start_row("r");
                   table.log_data("\xE9<\x80");
                   table.log_wide_data(L"\u00e9\u20ac");
+                  table.end_row();
+                }
+                end_section(out);
+              }),
+              expected);
+  }
+}
+
+// Firmware may hold what a terminal obeys, in either form of the control characters.
+TEST(Table, WhatATerminalWouldObeyIsReplaced) {
+  const std::pair<output_format_type, const char*> cases[] = {
+      {OUTPUT_TEXT,
+       "\n======\n  s\uFFFD  \n======\n\nTable: t\uFFFD\n+------+------+\n| c\uFFFD   | c    |\n"
+       "+------+------+\n| é\uFFFD[2 | \uFFFD\t\uFFFD\n |\n+------+------+\n\n"},
+      {OUTPUT_LIST,
+       "\n======\n  s\uFFFD  \n======\n--\nt\uFFFD\n--\n  c\uFFFD  : é\uFFFD[2J\uFFFD\uFFFD\n"
+       "c   : \uFFFD\t\uFFFD\n\uFFFDz\n\n\n"                                    },
+      {OUTPUT_HTML,
+       "<a name=\"s\uFFFD\"><H2>s\uFFFD</H2></a>\n<H3>t\uFFFD</H3><TABLE BORDER>\n<TR>"
+       "<TH>c\uFFFD</TH><TH>c</TH></TR>\n<TR ALIGN=CENTER>\n<TD>é\uFFFD[2J\uFFFD\uFFFD</TD>"
+       "<TD>\uFFFD\t\uFFFD\n\uFFFDz</TD></TR>\n</TABLE>\n"                      },
+  };
+  constexpr column k_two[] = {
+      {"c\x1B", DT_STRING, 4},
+      {"c",     DT_STRING, 4},
+  };
+  for (const auto& [format, expected] : cases) {
+    Table::set_output_format(format);
+    EXPECT_EQ(written_by([&](FILE* out) {
+                start_section(out, "s\x1B");
+                {
+                  Table table(out, "t\r");
+                  table.declare(k_two);
+                  table.start_row("r\x1B");
+                  table.log_data("é\x1B[2J\xC2\x9B\xFF");
+                  table.log_wide_data(L"\u007f\t\r\n\u0007z");
                   table.end_row();
                 }
                 end_section(out);

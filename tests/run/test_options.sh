@@ -68,10 +68,19 @@ holds report.txt "Table: Operating System"
 holds report.html "<a name=\"SYSTEM SUMMARY\">"
 $gather check report.xml || die "check"
 
-# ---- words are those of ASCII in every language
+# ---- reports are UTF-8 and harmless on a terminal, wherever their texts come from
 fresh
-localedef -i tr_TR -f UTF-8 "$scratch/tr_TR.UTF-8"
+localedef -i tr_TR -f ISO-8859-9 "$scratch/tr_TR" && localedef -i tr_TR -f UTF-8 "$scratch/tr_TR.UTF-8"
 speaking() { env LOCPATH="$scratch" LC_ALL="$1" "${@:2}"; }
+for format in -text -html; do
+  speaking tr_TR "$kestrel" -batch $format -local -level 1 "$(printf 'caf\351\033[2J')" 2> console || die "$format"
+  report=$(ls ./*.TXT ./*.HTML 2> /dev/null)
+  iconv -f UTF-8 -t UTF-8 "$report" > /dev/null || die "$format: no UTF-8"
+  holds "$report" "$(printf 'caf\303\251\357\277\275[2J')"
+  rm "$report"
+done
+
+# ---- words are those of ASCII in every language
 speaking tr_TR.UTF-8 "$kestrel" -batch -LOCAL -FILENAME turkish -SKIP "installed software" \
   -P filescan FILTER=none PATH=/proc/self/fdinfo 2> console || die "Turkish"
 lacks console "understand"
