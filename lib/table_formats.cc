@@ -22,8 +22,8 @@ void append_padded_view(text_buffer& line, auto text, int width) {
 }  // namespace
 
 char* cell_number::write_decimal(char* to) const {
-  return is_long_ ? std::to_chars(to, to + k_longest, large_).ptr
-                  : std::to_chars(to, to + k_longest, small_).ptr;
+  return is_signed_ ? std::to_chars(to, to + k_longest, signed_).ptr
+                    : std::to_chars(to, to + k_longest, bits_).ptr;
 }
 
 char* cell_number::write(char* to, datatype type, std::string_view prefix,
@@ -32,7 +32,7 @@ char* cell_number::write(char* to, datatype type, std::string_view prefix,
   if (type == DT_BOOL) return is_true() ? copy("true", to) : copy("false", to);
   if (type != DT_HEX) return to;
   to = copy(prefix, to);
-  char* end = std::to_chars(to, to + 2 * sizeof large_, large_, 16).ptr;
+  char* end = std::to_chars(to, to + 2 * sizeof bits_, bits_, 16).ptr;
   for (; to != end; ++to) {
     if (*to >= 'a') *to = static_cast<char>(*to - 'a' + 'A');
   }

@@ -8,6 +8,8 @@
 #include "lib/table.h"
 #include "tests/lib/report_capture.h"
 
+using namespace std::string_literals;
+
 namespace kestrel {
 namespace {
 
@@ -161,6 +163,56 @@ TEST(Table, WhatATerminalWouldObeyIsReplaced) {
                 end_section(out);
               }),
               expected);
+  }
+}
+
+TEST(Table, EveryIntegerAndEveryText) {
+  constexpr column k_kinds[] = {
+      {"d", DT_INTEGER},
+      {"x", DT_HEX    },
+      {"s", DT_STRING },
+  };
+  Table::set_output_format(OUTPUT_XML_LOWERCASE);
+  const auto cells = [&](auto number, auto text) {
+    return written_by([&](FILE* out) {
+      Table table(out, "t");
+      table.declare(k_kinds);
+      table.start_row("");
+      EXPECT_TRUE(table.log_data(number) && table.log_data(number) && table.log_data(text));
+      table.end_row();
+    });
+  };
+  const auto expected = [](std::string decimal, std::string hex) {
+    return with_cr("<t>\n<d>" + decimal + "</d>\n<x>0x" + hex + "</x>\n<s>text</s>\n</t>\n");
+  };
+  EXPECT_EQ(cells(int16_t{-5}, "text"), expected("-5", "FFFFFFFB"));
+  EXPECT_EQ(cells(uint8_t{200}, "text"s), expected("200", "C8"));
+  EXPECT_EQ(cells(4000000000u, std::string_view("text more", 4)),
+            expected("4000000000", "EE6B2800"));
+  EXPECT_EQ(cells(-5L, "text\0more"s), expected("-5", "FFFFFFFB"));
+  EXPECT_EQ(cells(-5000000000LL, "text"), expected("-5000000000", "FFFFFFFED5FA0E00"));
+  EXPECT_EQ(cells(18446744073709551615ull, "text"),
+            expected("18446744073709551615", "FFFFFFFFFFFFFFFF"));
+  // Counts stay whole where unsigned long has 32 bits, too.
+  EXPECT_EQ(cells(int64_t{1} << 40, "text"), expected("1099511627776", "10000000000"));
+}
+
+// A full disk must not pass for success; the tasks ask when they close the report.
+TEST(Table, FailedStreamsAreTold) {
+  const sample_file file("content");
+  for (const output_format_type format : {OUTPUT_TEXT, OUTPUT_KSML}) {
+    FILE* full = std::fopen("/dev/full", "w");
+    Table::set_output_format(format);
+    start_section(full, "s");
+    {
+      Table table(full, "t");
+      table.declare(std::span(k_columns, 1));
+      table.start_row("r");
+      EXPECT_FALSE(table.end_row());
+    }
+    EXPECT_FALSE(log_file(full, file.path()));
+    EXPECT_FALSE(end_section(full));
+    std::fclose(full);
   }
 }
 
