@@ -89,6 +89,22 @@ holds turkish.FILESCAN.XML "<filescan_results>"
 speaking tr_TR.UTF-8 "$build/ks2" show turkish.XML "gatherer information" > out ||
   die "a title in small letters"
 
+# ---- an interface whose message exceeds the buffer hides behind the end of the dump; the log says so
+fresh
+unshare --net bash -c 'python3 - && exec "$0" -batch -local -debug -probe network' "$kestrel" 2> console << 'END' || die "network"
+import socket, struct
+def attribute(kind, data):
+    return (struct.pack("HH", 4 + len(data), kind) + data).ljust(4 + len(data) + 3 & ~3, b"\0")
+link = socket.socket(socket.AF_NETLINK, socket.SOCK_RAW, 0)
+for i in range(70):  # other names of the first interface, for RTM_NEWLINKPROP
+    names = attribute(52 | 0x8000, attribute(53, b"%03d" % i + 120 * b"n" + b"\0"))
+    body = struct.pack("BxHiII", 0, 0, 1, 0, 0) + names
+    link.send(struct.pack("IHHII", 16 + len(body), 108, 5, i, 0) + body)
+    assert struct.unpack("i", link.recv(8192)[16:20]) == (0,)
+END
+grep -qE "net: (lo is missing in the dump|the dump is incomplete: Message too long)" gatherer.log ||
+  die "nothing told of a hidden interface"
+
 # ---- a user whom nobody knows, in a folder that is gone
 fresh
 mkdir gone && cd gone && rmdir ../gone
