@@ -4,7 +4,6 @@
 
 #include <fcntl.h>
 #include <linux/magic.h>
-#include <strings.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <unistd.h>
@@ -12,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "lib/ascii_case.h"
 #include "lib/debug.h"
 #include "lib/filelst.h"
 #include "lib/in_child.h"
@@ -45,7 +45,7 @@ void filescan_linux::add_directory_to_scan(const char* path) {
     trace_scanned_already(path);
     return;
   }
-  if (strcasecmp(path, "%LocalDrives%") == 0) {
+  if (same_word(path, "%LocalDrives%")) {
     add_directory_to_scan("/");
     return;
   }

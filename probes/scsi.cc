@@ -1,10 +1,9 @@
 // See scsi.h.
 #include "probes/scsi.h"
 
-#include <strings.h>
-
 #include <algorithm>
 
+#include "lib/ascii_case.h"
 #include "lib/debug.h"
 #include "lib/utilstr.h"
 
@@ -56,7 +55,7 @@ char* put_text(char* buffer, int size, const std::string& text) {
 
 bool field_matches(const char* wanted, const char* field) {
   std::string_view trimmed = trim_whitespace(std::string_view(field));
-  return wanted == nullptr || strcasecmp(wanted, std::string(trimmed).c_str()) == 0;
+  return wanted == nullptr || same_word(wanted, trimmed);
 }
 
 const char* shown(const char* field) { return field == nullptr ? "" : field; }

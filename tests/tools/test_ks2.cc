@@ -160,7 +160,8 @@ std::vector<bool> unguarded(const std::string& report) {
   mark("<GATHERER_VERSION>", "<");
   mark("<COLS>", "<");
   mark("<!-- import ", " -->");
-  // Sums take the low 16 bits of a character; the plane is in the first two of its four bytes.
+  // Cells' sums take the low 16 bits of a character; the plane is in the first two of its four
+  // bytes.
   for (size_t at = 0; (at = report.find("\xF0\x9F", at)) != std::string::npos; ++at) {
     offsets[at] = offsets[at + 1] = true;
   }
@@ -242,6 +243,13 @@ TEST(Ks2Verify, ImportsCountAsTheirWriterCountedThem) {
   EXPECT_EQ(all_of(character_reader(text_of(content.sections[2].files[0]))),
             nested.substr(head.size()));
   EXPECT_TRUE(verified(replaced(report, "<Y/>", "<Z/>")).tells("the sum of the report"));
+}
+
+TEST(Ks2Verify, FilesCountWithWholeCharacters) {
+  const file_sums sums =
+      sums_of_file({.path = {}, .offset = 0, .content = "\xF0\x9F\x98\x80]]]]><![CDATA[>"});
+  EXPECT_EQ(sums.whole, 0x1F600u + ']' * 2 + '>');
+  EXPECT_EQ(sums.low_halves, 0xF600u + ']' * 2 + '>') << "as older gatherers counted";
 }
 
 TEST(Ks2Verify, CellsOfARowMixTheTwoRules) {
