@@ -62,12 +62,17 @@ template <class Source>
 struct source;  // a member, or a function of the record
 template <class Value, class Record>
 struct source<Value Record::*> {
-  using record = Record;
+  using record_type = Record;
   using value = Value;
 };
 template <class Value, class Record>
+struct source<Value (Record::*)() const> {
+  using record_type = Record;
+  using value = std::remove_cvref_t<Value>;
+};
+template <class Value, class Record>
 struct source<Value (*)(const Record&)> {
-  using record = Record;
+  using record_type = Record;
   using value = std::remove_cvref_t<Value>;
 };
 
@@ -82,7 +87,7 @@ void log_value(Table& table, const Value& value) {
     table.log_data(static_cast<unsigned long>(value));
   } else if constexpr (std::integral<Value>) {
     table.log_data(static_cast<int>(value));
-  } else if constexpr (is_text<Value> && !std::convertible_to<const Value&, const char*>) {
+  } else if constexpr (std::derived_from<Value, std::string>) {
     table.log_data(static_cast<const std::string&>(value));
   } else {
     table.log_data(value);
@@ -96,7 +101,7 @@ template <class Record>
 struct shown_as {
   datatype type;
   int width;  ///< 0: the default
-  void (*log)(Table& table, const Record& record);
+  void (*log)(Table& table, const Record& from);
 
   /// The same in a column of `columns` characters.
   constexpr shown_as wide(int columns) const { return {type, columns, log}; }
@@ -105,16 +110,17 @@ struct shown_as {
 template <auto Source, datatype Type>
 constexpr auto make_shown() {
   using source = cells::source<decltype(Source)>;
-  using record = typename source::record;
+  using record_type = typename source::record_type;
   using value = typename source::value;
   static_assert(cells::is_shown<value>, "a cell shows a text, a number, a bool or a date");
-  return shown_as<record>{Type, cells::width_of<value>, [](Table& table, const record& from) {
-                            cells::log_value<value>(table, std::invoke(Source, from));
-                          }};
+  return shown_as<record_type>{Type, cells::width_of<value>,
+                               [](Table& table, const record_type& from) {
+                                 cells::log_value<value>(table, std::invoke(Source, from));
+                               }};
 }
 
-/// Shows a member (`&account::name`) or a function of the record (`flag_words`): texts and dates in
-/// a STRING column, numbers in an INTEGER one, truth values in a BOOL one.
+/// Shows a member (`&account::name`), a const member function or a function of the record: texts
+/// and dates in a STRING column, numbers in an INTEGER one, truth values in a BOOL one.
 template <auto Source>
 constexpr auto show =
     make_shown<Source, cells::type_of<typename cells::source<decltype(Source)>::value>>();
@@ -132,7 +138,7 @@ struct cell_of {
       : heading{name, how.type, how.width}, log(how.log) {}
 
   column heading;
-  void (*log)(Table& table, const Record& record);
+  void (*log)(Table& table, const Record& from);
 };
 
 /// A table with a row a record.
@@ -151,13 +157,13 @@ class record_table {
   }
 
   /// Writes the row of that name.
-  void add(const std::string& name, const Record& record) {
+  void add(const std::string& name, const Record& from) {
     table_.start_row(name.c_str());
-    fill(record);
+    fill(from);
   }
-  void add(const std::wstring& name, const Record& record) {
+  void add(const std::wstring& name, const Record& from) {
     table_.start_row(name.c_str());
-    fill(record);
+    fill(from);
   }
   size_t rows() const { return rows_; }
 
@@ -171,8 +177,8 @@ class record_table {
     }
     table_.end_heading();
   }
-  void fill(const Record& record) {
-    for (const cell_of<Record>& cell : cells_) cell.log(table_, record);
+  void fill(const Record& from) {
+    for (const cell_of<Record>& cell : cells_) cell.log(table_, from);
     table_.end_row();
     ++rows_;
   }
@@ -194,8 +200,8 @@ void add_lines(record_table<Record>& table, FILE* in, const char* module, Parse&
                Name&& name) {
   if (in == nullptr) return;
   for_each_line(in, module, [&](const std::string& line) {
-    const std::optional<Record> record = parse(std::string_view(line.c_str()));
-    if (record) table.add(std::invoke(name, *record), *record);
+    const std::optional<Record> found = parse(std::string_view(line.c_str()));
+    if (found) table.add(std::invoke(name, *found), *found);
   });
 }
 
