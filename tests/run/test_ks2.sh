@@ -142,6 +142,46 @@ status 0 xmllint --noout --schema "$schema" example.ksml
 status 0 "$ks2" extract -o - example.KS2 2
 expect aaaaaaaa "$(cat out)" "the packed example"
 
+# ---- verify, show and html judge alike
+printf '%s\n' {1..400} > numbers.txt
+mkdir judged && (cd judged && "$kestrel" -batch -textfile ../numbers.txt -level 1 2> /dev/null)
+whole=$(gather_file judged)
+python3 - "$whole" "$ks2" << 'END'
+import subprocess, sys
+data = bytearray(open(sys.argv[1], "rb").read())
+at = 20 + 10 + int.from_bytes(data[21:25], "little")
+assert data[at] == 66
+for offset in range(400, 800, 10):  # Nearly half of them still decode to the right size.
+    flipped = bytearray(data)
+    flipped[at + 10 + offset] ^= 4
+    open("suspect-cut.KS2", "wb").write(flipped)
+    verdict = subprocess.run([sys.argv[2], "verify", "suspect-cut.KS2"], capture_output=True)
+    if b"cut.KS2: suspect: " in verdict.stdout:
+        break
+shorter = bytearray(data)
+shorter[at + 2] -= 1
+open("lying-cut.KS2", "wb").write(shorter)
+at += 10 + int.from_bytes(data[at + 6:at + 10], "little")
+assert data[at] == 15
+data[at] = 18
+open("type-cut.KS2", "wb").write(data)
+END
+for kind in suspect lying; do
+  for command in "verify" "verify --thorough" "show" "html -o page.$kind"; do
+    # shellcheck disable=SC2086
+    status 1 "$ks2" $command $kind-cut.KS2
+  done
+  status 0 "$ks2" html -f -o page.whole "$whole"
+done
+"$ks2" verify suspect-cut.KS2 | grep -q '^suspect-cut.KS2: suspect: ' || die "the word for scripts"
+"$ks2" show suspect-cut.KS2 2>&1 > out | grep -q 'it was changed' || die "show tells it"
+holds page.suspect "This file may have been changed."
+holds page.lying "This file is damaged."
+lacks page.whole 'id="faults"'
+status 1 "$ks2" verify type-cut.KS2
+holds out "suspect: it holds a report"
+status 0 "$ks2" verify --thorough "$whole"
+
 # ---- statuses and texts
 printf 'nothing of ours' > other.txt
 status 3 "$ks2" verify "$file" other.txt
@@ -158,6 +198,10 @@ status 0 "$ks2" --version
 for command in list extract verify show html stuff unstuff; do
   status 0 "$ks2" $command --help
   holds out "Usage: ks2 $command"
+  for option in $(grep -oE '^  -[a-zA-Z]' out); do
+    status 2 "$ks2" $command $option  # The file is missing, or the option's word.
+    lacks err "it has no option"
+  done
 done
 "$ks2" list "$file" > /dev/full 2> err && die "a full disk"
 mkdir qxr && (cd qxr && "$build/kestrel-qxr" -batch 2> /dev/null)
@@ -169,6 +213,9 @@ holds err "XML report"
 # ---- the limit and the terminal
 status 4 "$ks2" show -m $(($(stat -c %s "$file") + 1000)) "$file"
 holds err "holds no ksml report that --max-size allows"
+status 4 "$ks2" html -m $((2 * $(stat -c %s report.xml))) -o page.cut report.xml
+holds page.cut "This page is cut."
+holds page.cut "The page is cut here: the report goes on."
 python3 -c 'print("<GATHERED_DATA>\r\n<SECTION ID=\"S\">\r\n<FILE ID=\"f\">\r\n<![CDATA["
   + "x" * 20_000_000 + "]]>\r\n</FILE>")' > long.ksml
 for format in text csv json; do

@@ -31,7 +31,7 @@ constexpr command k_commands[] = {
      "  -o, --output -        one item to standard output\n"
      "  -r, --raw             leave the header lines of stored files on\n"
      "  -f, --force           replace files that exist\n",                              run_extract},
-    {"verify",  "FILE...",                "",     1, -1, "check that files are whole",
+    {"verify",  "FILE...",                "t",    1, -1, "check that files are whole",
      "Checks every size, count and sum of gather files and ksml reports. A line a file; below it\n"
      "what is wrong, with item, section, table, row and the byte in the decoded item.\n"
      "  -t, --thorough        pack items of more than 8 MiB again, too, and compare\n", run_verify },

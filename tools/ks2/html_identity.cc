@@ -138,7 +138,7 @@ void write_origin(page& to) {
 }
 
 void write_fault_item(page& to, size_t index) {
-  const fault& found = to.source.faults.all()[index];
+  const fault& found = to.source.found.faults.all()[index];
   html_writer& out = to.out;
   out.markup("<li>");
   if (found.where.section >= 0) {
@@ -160,6 +160,33 @@ std::vector<size_t> told_faults(const fault_list& faults) {
   return told;
 }
 
+/// What is said of the file.
+struct verdict {
+  const char* title;
+  const char* text;
+};
+constexpr verdict k_damaged = {"This file is damaged.",
+                               "What could be read of it is shown, marked where it is wrong."};
+constexpr verdict k_suspect = {
+    "This file may have been changed.",
+    "It is not as the gatherer leaves one: somebody changed it, or another "
+    "program made it."};
+constexpr verdict k_cut = {"This page is cut.",
+                           "The limit of memory (--max-size) left no room for the whole report."};
+constexpr verdict k_unchecked = {"Not all of this file was checked.",
+                                 "The limit of memory (--max-size) left no room for it."};
+constexpr verdict k_odd = {"This file is whole, with remarks.",
+                           "Nothing that it vouches for was changed."};
+
+std::vector<verdict> verdicts_of(const page_source& source) {
+  std::vector<verdict> verdicts;
+  if (source.found.faults.is_damaged()) verdicts.push_back(k_damaged);
+  if (source.found.faults.is_suspect()) verdicts.push_back(k_suspect);
+  if (source.found.is_refused) verdicts.push_back(source.content.is_refused ? k_cut : k_unchecked);
+  if (verdicts.empty()) verdicts.push_back(k_odd);
+  return verdicts;
+}
+
 }  // namespace
 
 void write_identity(page& to) {
@@ -174,16 +201,19 @@ void write_identity(page& to) {
 }
 
 void write_faults(page& to) {
-  const fault_list& faults = to.source.faults;
+  const fault_list& faults = to.source.found.faults;
   const std::vector<size_t> told = told_faults(faults);
-  if (told.empty()) return;
+  if (told.empty() && to.source.found.status() == exit_whole) return;
   html_writer& out = to.out;
-  out.markup("<div id=\"faults\" role=\"note\">\n<p><strong>");
-  out.markup(faults.is_whole() ? "This file is whole, with remarks." : "This file is damaged.");
-  out.markup("</strong> ");
-  out.markup(faults.is_whole() ? "Nothing that it vouches for was changed."
-                               : "What could be read of it is shown, marked where it is wrong.");
-  out.markup("</p>\n<ul>\n");
+  out.markup("<div id=\"faults\" role=\"note\">\n");
+  for (const verdict& each : verdicts_of(to.source)) {
+    out.markup("<p><strong>");
+    out.markup(each.title);
+    out.markup("</strong> ");
+    out.markup(each.text);
+    out.markup("</p>\n");
+  }
+  out.markup("<ul>\n");
   for (size_t i = 0; i < told.size(); ++i) {
     if (i == k_listed_faults) {
       out.markup("</ul>\n<details><summary>");
@@ -230,7 +260,7 @@ void write_mark(page& to, size_t fault, std::string_view tag) {
   out.markup(" class=\"mark\" id=\"x");
   out.index(fault + 1);
   out.markup("\">");
-  out.text(to.source.faults.all()[fault].text);
+  out.text(to.source.found.faults.all()[fault].text);
   out.markup("</");
   out.markup(tag);
   out.markup(">");

@@ -190,6 +190,9 @@ void write_page(const page_source& source, FILE* out) {
   if (source.content.sections.empty()) {
     to.out.markup("<p class=\"note\">The report has no sections.</p>\n");
   }
+  if (source.content.is_refused) {
+    to.out.markup("<p class=\"mark\">The page is cut here: the report goes on.</p>\n");
+  }
   write_foot(to.out);
 }
 

@@ -34,7 +34,7 @@ struct page {
   const page_source& source;
   fault_marks marks;
 
-  page(const page_source& shown, FILE* to) : out(to), source(shown), marks(shown.faults) {}
+  page(const page_source& shown, FILE* to) : out(to), source(shown), marks(shown.found.faults) {}
 };
 
 void write_identity(page& to);
