@@ -210,6 +210,24 @@ status 0 "$ks2" verify "$qxr"
 status 1 "$ks2" show "$qxr"
 holds err "XML report"
 
+# ---- the command line: options in front, help, standard input, the words of list
+status 0 "$ks2" -m 1G list "$file"
+status 0 "$ks2" help show
+holds out "Usage: ks2 show"
+status 2 "$ks2" help nonsense
+status 2 "$ks2" -m 1G
+for command in list verify "show -a" "html -o -" "stuff -o -" "extract -o - - identity"; do
+  case $command in *" - "*) operand='' ;; *) operand=- ;; esac
+  # shellcheck disable=SC2086
+  status 0 "$ks2" $command $operand < <(cat "$file")
+  [ -s out ] || die "$command of standard input"
+done
+status 3 "$ks2" verify - < other.txt
+status 4 "$ks2" verify -m 1000 - < "$file"
+status 0 "$ks2" extract -o - "$file" "Machine Identity"
+status 2 "$ks2" extract -o - "$file" "stored file"
+status 0 "$ks2" extract -o - "$file" odd/report.ksml
+
 # ---- the limit and the terminal
 status 4 "$ks2" show -m $(($(stat -c %s "$file") + 1000)) "$file"
 holds err "holds no ksml report that --max-size allows"
@@ -226,6 +244,43 @@ assert resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss < 80_000
 END
   [ "$(stat -c %s out)" -gt 20000000 ] || die "the file as $format"
 done
+# A machine without memory (the sanitizers need all the address space there is).
+if ! nm "$ks2" 2> /dev/null | grep -q __asan_init; then
+  for kilobytes in 20000 30000 40000 50000 60000; do
+    (ulimit -v $kilobytes; "$ks2" show -a -F json long.ksml > out 2> err
+     case $? in 1) ;; 4) grep -q "not enough memory" err ;; *) false ;; esac) || die "memory: $(cat err)"
+  done
+  (ulimit -v 20000; "$ks2" html -o memory.html long.ksml 2> err)
+  expect 4 $? "status without memory"
+fi
+# A signal leaves nothing of an unfinished file: the page is larger than what the run may write.
+for signal in TERM INT HUP; do
+  python3 - "$ks2" $signal << 'END' || die "a file that SIG$signal ended"
+import os, signal, subprocess, sys, time
+def begin():
+    signal.signal(signal.SIGINT, signal.SIG_DFL)
+    os.setsid()
+run = subprocess.Popen([sys.argv[1], "html", "-o", "ended.html", "long.ksml"],
+                       preexec_fn=begin, stderr=subprocess.DEVNULL)
+while run.poll() is None and not [n for n in os.listdir(".") if n.startswith(".ks2-")]:
+    pass
+run.send_signal(getattr(signal, "SIG" + sys.argv[2]))
+run.wait()
+assert not [n for n in os.listdir(".") if n.startswith(".ks2-")]
+END
+  rm -f ended.html
+done
+# A terminal gets nothing that it would act upon, and a pager that does not exist loses nothing.
+printf 'before\033[2Jbehind' > escape.txt
+mkdir escapes && (cd escapes && "$kestrel" -batch -binaryfile ../escape.txt 2> /dev/null)
+TERM=xterm on_terminal "'$ks2' extract -o - '$(gather_file escapes)' stored"
+holds out "before"
+lacks out $'\e'
+"$ks2" extract -o - "$(gather_file escapes)" stored | cmp - escape.txt || die "a pipe gets other bytes"
+PAGER='no-such-pager -x' TERM=xterm on_terminal "'$ks2' show '$file' 'system summary'"
+holds out "Operating System"
+TERM=xterm on_terminal "'$ks2' show -a '$file' | cat > piped"
+python3 -c 'assert any(len(line) > 90 for line in open("piped"))' || die "a pipe gets wrapped lines"
 PAGER='sed s/^/paged:/' TERM=dumb on_terminal "'$ks2' show '$file' 'system summary'"
 lacks out "paged:"
 

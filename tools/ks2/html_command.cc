@@ -22,8 +22,9 @@ std::string default_output(const char* path) {
   return (name.empty() ? "report" : name) + ".html";
 }
 
-int write_to_file(const page_source& source, const std::string& path, const arguments& given) {
-  command_output out(given.operands[0], path, given.force);
+int write_to_file(const page_source& source, const input_file& file, const std::string& path,
+                  const arguments& given) {
+  command_output out(file.path(), path, given.force);
   if (out.status() != exit_whole) return out.status();
   {
     progress_stage stage(path + ": writing the page");
@@ -48,7 +49,7 @@ int run_html(const arguments& given) {
   const page_source source = {std::string(name), file.bytes().size(), read_identity(file),
                               opened->content, found};
   const std::string path = given.output != nullptr ? given.output : default_output(file.path());
-  return finish_output(std::max(status, write_to_file(source, path, given)));
+  return finish_output(std::max(status, write_to_file(source, file, path, given)));
 }
 
 }  // namespace kestrel::ks2

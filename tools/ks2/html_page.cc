@@ -84,10 +84,23 @@ void write_entries(page& to, size_t number) {
       out.markup("<span>");
       out.number(section.tables[part.index].rows.size());
       out.markup("</span>");
+    } else if (section.files[part.index].content.data() != nullptr) {
+      out.markup("<span>");
+      write_count(out, line_count(section.files[part.index].content), "line", "lines");
+      out.markup("</span>");
     }
     out.markup("</a></li>\n");
   }
   out.markup("</ul>");
+}
+
+/// "12", "2 files", "12 + 2 files".
+void write_size(html_writer& out, const report_section& section) {
+  out.markup("<span>");
+  if (!section.tables.empty() || section.files.empty()) out.number(row_count(section));
+  if (!section.tables.empty() && !section.files.empty()) out.markup(" + ");
+  if (!section.files.empty()) write_count(out, section.files.size(), "file", "files");
+  out.markup("</span>");
 }
 
 void write_contents(page& to) {
@@ -99,9 +112,8 @@ void write_contents(page& to) {
     write_section_id(out, i);
     out.markup("\">");
     write_title(out, section.title);
-    out.markup("<span>");
-    out.number(row_count(section));
-    out.markup("</span></a>");
+    write_size(out, section);
+    out.markup("</a>");
     if (section.parts.size() > 1) write_entries(to, i);
     out.markup("</li>\n");
   }
@@ -144,7 +156,8 @@ void write_section(page& to, size_t number) {
 void write_foot(html_writer& out) {
   out.markup(
       "<p id=\"nothing\" class=\"note\" hidden>No row matches.</p>\n"
-      "<footer class=\"note\"><p class=\"keys\"><kbd>/</kbd> search <kbd>Esc</kbd> clear "
+      "<footer class=\"note\"><p class=\"keys\"><kbd>/</kbd> search <kbd>Enter</kbd> next match "
+      "<kbd>Esc</kbd> clear "
       "<kbd>\xE2\x86\x90\xE2\x86\x91\xE2\x86\x93\xE2\x86\x92</kbd> move in a table "
       "<kbd>Enter</kbd> copy the cell</p></footer>\n"
       "</main>\n</div>\n<div id=\"said\" class=\"unseen\" role=\"status\"></div>\n"
