@@ -55,8 +55,8 @@ void write_bar(html_writer& out) {
       "<button type=\"button\" id=\"menu\" aria-expanded=\"false\" aria-controls=\"contents\">"
       "Contents</button>\n"
       "<a id=\"brand\" href=\"#top\">Kestrel</a>\n"
-      "<label id=\"find\"><span class=\"unseen\">Search all tables</span>"
-      "<input type=\"search\" id=\"search\" placeholder=\"Search all tables\" "
+      "<label id=\"find\"><span class=\"unseen\">Search tables and files</span>"
+      "<input type=\"search\" id=\"search\" placeholder=\"Search tables and files\" "
       "autocomplete=\"off\" spellcheck=\"false\"><kbd>/</kbd></label>\n"
       "<output id=\"found\" for=\"search\" aria-live=\"polite\"></output>\n"
       "<button type=\"button\" id=\"fold\">Fold all</button>\n"
@@ -155,7 +155,7 @@ void write_section(page& to, size_t number) {
 
 void write_foot(html_writer& out) {
   out.markup(
-      "<p id=\"nothing\" class=\"note\" hidden>No row matches.</p>\n"
+      "<p id=\"nothing\" class=\"note\" hidden>Nothing matches.</p>\n"
       "<footer class=\"note\"><p class=\"keys\"><kbd>/</kbd> search <kbd>Enter</kbd> next match "
       "<kbd>Esc</kbd> clear "
       "<kbd>\xE2\x86\x90\xE2\x86\x91\xE2\x86\x93\xE2\x86\x92</kbd> move in a table "
