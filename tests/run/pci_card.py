@@ -49,8 +49,8 @@ MACHINE = {
     "00/02.0": Function(0x8086, 0x100E, 0x0200, size=4096, vpd=CARD),
     "00/02.1": Function(0x8086, 0x100E, 0x0200),  # hidden by the header type
     "00/03.0": Function(0x10EC, 0x8139, 0x0200, vpd=CARD, polls=3),
-    "00/04.0": Function(0x10EC, 0x8029, 0x0200, vpd=CARD, polls=1 << 30),
-    "00/05.0": Function(0x1AF4, 0x1001, 0x0100, vpd=b"\x82\4\0Liar\x90\xff\xff"),
+    "00/04.0": Function(0x10EC, 0x8029, 0x0807, vpd=CARD, polls=1 << 30),
+    "00/05.0": Function(0x1AF4, 0x1001, 0x0100, vpd=b"\x82\4\0Liar\x90\xff\xffPN\2P1"),
     "00/07.0": Function(0x8086, 0x1237, 0x0600, size=40),  # not even a header
     "0f/1f.0": Function(0x1013, 0xFFFE, 0x1F00),
     "10/00.0": Function(0x8086, 0x1237, 0x0600),  # past the last bus

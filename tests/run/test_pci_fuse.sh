@@ -27,6 +27,7 @@ expect "Unknown|0x8086|Intel Corporation|0x1237" "$(row 0 0 4-7 | tr '\t' '|')" 
 name=$(grep -A 99999 '^8086 ' /usr/share/misc/pci.ids | grep -P -m 1 '^\t100e  ' | cut -c 8-)
 expect "$name|Network|Ethernet" "$(row 2 0 8-10 | tr '\t' '|')" "names"
 expect "Bridge|PCI-to-ISA" "$(row 1 0 9-10 | tr '\t' '|')" "class"
+expect "System|Root Complex Event Collector" "$(row 4 0 9-10 | tr '\t' '|')" "a later class"
 expect "Unknown|Encryption / Decryption|Unknown" "$(tail -n 1 table | cut -f 8-10 | tr '\t' '|')" \
   "a card without names"
 
@@ -34,7 +35,7 @@ expect "Unknown|Encryption / Decryption|Unknown" "$(tail -n 1 table | cut -f 8-1
 expect "Fast card|12A3456|A.1|0AB|S123" "$(row 2 0 11-15 | tr '\t' '|')" "VPD"
 expect "Fast card|12A3456|A.1|0AB|S123" "$(row 3 0 11-15 | tr '\t' '|')" "late VPD"
 expect "||||" "$(row 4 0 11-15 | tr '\t' '|')" "VPD that never comes"
-expect "Liar||||" "$(row 5 0 11-15 | tr '\t' '|')" "VPD that lies"
+expect "Liar|P1|||" "$(row 5 0 11-15 | tr '\t' '|')" "VPD that lies"
 
 # ---- the door: exact widths, nothing written but read requests, no header read twice
 log=$scratch/accesses
