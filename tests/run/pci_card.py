@@ -5,7 +5,7 @@ them. Cards answer VPD address cycles at once, late, never, or with lies.
   pci_card.py FOLDER LOG     stays in the foreground; FOLDER then holds pci/BUS/DEVICE.FUNCTION
 
 Every access goes into LOG: "00/02.0 r 34 1" reads one byte at offset 34 hexadecimal, "w 42 2 0005"
-writes two bytes. Nothing is cached in between, so the widths are those that the program asked for.
+writes two bytes; "00/02.1 missing" asked for what no folder lists. Nothing is cached in between, so the widths are those that the program asked for.
 """
 import errno
 import stat
@@ -66,7 +66,13 @@ class Space(Operations):
             return {"st_mode": stat.S_IFREG | 0o644, "st_size": len(MACHINE[name].registers)}
         if path in ("/", "/pci") or any(key[:2] == name for key in MACHINE):
             return {"st_mode": stat.S_IFDIR | 0o555}
+        self.log.write("%s missing\n" % path[5:])
         raise FuseOSError(errno.ENOENT)
+
+    def readdir(self, path, fh):
+        keys = ["pci/" + key for key in MACHINE]
+        inside = [key[len(path[1:]):].strip("/") for key in keys if key.startswith(path[1:])]
+        return [".", "..", *sorted({name.split("/")[0] for name in inside})]
 
     def truncate(self, path, length, fh=None):
         pass

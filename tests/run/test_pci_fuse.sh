@@ -42,6 +42,7 @@ log=$scratch/accesses
 expect "" "$(grep ' r ' "$log" | grep -v -E ' (1|2)$| r 00 64$')" "reads of other widths"
 expect "" "$(grep ' w ' "$log" | grep -v -E ' w 42 2 [0-7]...$')" "writes that are no requests"
 expect "" "$(grep ' r 00 64' "$log" | sort | uniq -d)" "functions tried twice"
+lacks "$log" missing
 expect "0000 0003 0004 " "$(grep '02.0 w' "$log" | head -n 3 | cut -d' ' -f5 | tr '\n' ' ')" \
   "requests"
 expect "pci_linux: read: 40 of 64 bytes" "$(grep -o 'pci_linux: .*' gatherer.log)" "trouble logged"
