@@ -150,9 +150,6 @@ bool scsi_probe::read_inquiry() {
   std::array<unsigned char, k_scsi_inquiry_size> data = {};
   byte_span reply = ask(*this, k_inquiry, data);
   if (reply.empty() || device_ == nullptr) return false;
-  // Behind the length that the device tells there is only what the buffer held.
-  const size_t sent = std::min<size_t>(data[4] + size_t{5}, data.size());
-  std::fill(data.begin() + static_cast<std::ptrdiff_t>(sent), data.end(), 0);
   device_->type = data[0];
   device_->inquiry = data;
   return true;
