@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
+#include <functional>
 #include <map>
 #include <set>
 #include <vector>
@@ -233,19 +234,34 @@ int remote_patience() {
   return table.silent < k_most_patient_waits ? k_worker_patience : k_hurried_patience;
 }
 
-bool is_reachable(const char* path) {
-  remote_mount* on = remote_on_way(path);
+namespace {
+
+bool answers(remote_mount* on, const std::function<std::string()>& work) {
   if (on == nullptr) return true;
   errno = ETIMEDOUT;
   if (is_silent(*on)) return false;
-  const auto look = [path] {
+  std::string answer;
+  if (ask_worker(work, answer, remote_patience())) return true;
+  if (errno == ETIMEDOUT) note_silent(*on);
+  return errno != ETIMEDOUT;
+}
+
+}  // namespace
+
+bool is_reachable(const char* path) {
+  return answers(remote_on_way(path), [path] {
     struct stat status;
     return std::to_string(stat(path, &status));
-  };
-  std::string answer;
-  if (ask_worker(look, answer, remote_patience())) return true;
-  if (errno == ETIMEDOUT) note_silent(*on);
-  return false;
+  });
+}
+
+bool is_folder_answering() {
+  return answers(remote_on_way("."), [] {
+    const std::string name = "kestr" + std::to_string(getpid()) + ".try";
+    const int made = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (made >= 0) close(made);
+    return std::to_string(made >= 0 && unlink(name.c_str()) == 0);
+  });
 }
 
 }  // namespace kestrel

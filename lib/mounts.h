@@ -47,5 +47,8 @@ int remote_patience();
 /// Whether the file at `path` can be asked for at all, be it that there is none. Asks in a worker
 /// where the path leads over a remote mount; false, errno ETIMEDOUT, where that is silent.
 bool is_reachable(const char* path);
+/// Whether files can be made in the current folder, or cannot: false only for one on a mount that
+/// does not answer, which would hold the run for ever.
+bool is_folder_answering();
 
 }  // namespace kestrel

@@ -287,4 +287,47 @@ bool remote_files::go_on_behind(remote_entry& entry) {
   return false;
 }
 
+// --- files ----------------------------------------------------------------------------------
+
+namespace {
+
+constexpr size_t k_piece = 65536;
+
+// The first record is errno of opening; what was read follows.
+void send_file(worker_link& link, const char* path) {
+  const file_ptr in = open_local_file(path);
+  link.send(bytes_of(in == nullptr ? errno : 0));
+  if (in == nullptr) return;
+  std::string piece(k_piece, '\0');
+  for (size_t count = 0; (count = fread(piece.data(), 1, piece.size(), in.get())) > 0;) {
+    link.send(std::string_view(piece).substr(0, count));
+  }
+}
+
+}  // namespace
+
+file_ptr copy_remote_file(const char* path, remote_mount& on) {
+  errno = ETIMEDOUT;
+  if (is_silent(on)) return nullptr;
+  worker reader([path](worker_link& link) { send_file(link, path); });
+  if (!reader.is_started()) return open_local_file(path);
+  std::string piece;
+  int reason = EIO;
+  worker::event got = reader.next(piece, remote_patience());
+  if (got == worker::event::record) read_bytes(piece, reason);
+  file_ptr copy(reason == 0 ? tmpfile() : nullptr);
+  if (reason == 0 && copy == nullptr) reason = errno;
+  while (copy != nullptr &&
+         (got = reader.next(piece, remote_patience())) == worker::event::record) {
+    fwrite(piece.data(), 1, piece.size(), copy.get());
+  }
+  if (got == worker::event::silent) {
+    note_silent(on);
+    reason = ETIMEDOUT;
+  }
+  if (copy != nullptr) rewind(copy.get());
+  errno = reason;
+  return copy;
+}
+
 }  // namespace kestrel

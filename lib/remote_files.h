@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 
+#include "lib/file.h"
 #include "lib/mounts.h"
 #include "lib/worker.h"
 
@@ -58,6 +59,11 @@ class remote_files {
   std::string path_;            ///< of the folder that is listed
   remote_mount* on_ = nullptr;  ///< and its mount
 };
+
+/// A copy of a regular file whose path leads over `on`, read by a worker, ready to be read from its
+/// start. Where the mount falls silent, of what it had sent. Null, with errno as
+/// `open_regular_file`, ETIMEDOUT for a silent mount, when nothing could be read.
+file_ptr copy_remote_file(const char* path, remote_mount& on);
 
 /// Whether `name` in the open folder is a folder that the kernel makes (proc, sysfs).
 bool is_made_by_kernel(int folder, const char* name);
