@@ -273,7 +273,7 @@ int GatherFile::AddItemFile(unsigned char type, const char* path, bool compress)
       format_text("%X.tmp", static_cast<unsigned>(std::time(nullptr)));
   printd("gthfile: tmpName %s\n", temporary_name.c_str());
 
-  file_ptr source = open_regular_file(path);
+  file_ptr source = open_local_file(path);
   if (source == nullptr) return report(path, gth_cannot_open);
   const int64_t size = size_of(source.get());
   if (size < 0 || size > k_offset_limit) {
