@@ -12,6 +12,7 @@
 #include "lib/ascii_case.h"
 #include "lib/command.h"
 #include "lib/debug.h"
+#include "lib/file.h"
 #include "lib/table.h"
 
 namespace kestrel {
@@ -193,7 +194,7 @@ void probe::print_probe() {
 namespace {
 
 bool is_readable(const char* path) {
-  if (access(path, R_OK) == 0) return true;
+  if (is_accessible(path, R_OK)) return true;
   print_error(path, errno);
   return false;
 }

@@ -71,7 +71,7 @@ distribution name_distribution(int row, const std::optional<std::string>& line) 
 distribution check_files() {
   for (int row = 0; row < k_release_files; ++row) {
     const char* path = k_distributions[row].path;
-    if (access(path, F_OK) != 0) continue;
+    if (!is_accessible(path, F_OK)) continue;
     std::string line;
     if (get_dist(path, line)) return name_distribution(row, line);
     return name_distribution(row, std::nullopt);

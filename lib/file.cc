@@ -57,6 +57,10 @@ file_ptr open_local_file(const char* path) {
   return stream_on(descriptor, "rb");
 }
 
+bool is_accessible(const char* path, int mode) {
+  return is_reachable(path) && access(path, mode) == 0;
+}
+
 file_ptr create_output_file(const char* path, const char* mode) {
   if (unlink(path) != 0 && errno != ENOENT) return nullptr;
   const int access = std::strchr(mode, '+') != nullptr ? O_RDWR : O_WRONLY;

@@ -22,6 +22,8 @@ file_ptr open_for_reading(const char* path);
 file_ptr open_regular_file(const char* path);
 /// The same, asked by this process wherever the file stands.
 file_ptr open_local_file(const char* path);
+/// access(2) that does not hang: false with errno ETIMEDOUT for what stands on a silent mount.
+bool is_accessible(const char* path, int mode);
 /// Removes what `path` names (never what a link points to), then creates it exclusively with mode
 /// 0600. `mode` is "wb" or "wb+". Null on failure, with errno.
 file_ptr create_output_file(const char* path, const char* mode);

@@ -112,7 +112,7 @@ bool read_cut_line(FILE* in, std::string& line) {
 
 const char* first_readable_grub_file() {
   for (const char* path : k_grub_files) {
-    if (access(path, R_OK) == 0) return path;
+    if (is_accessible(path, R_OK)) return path;
   }
   return nullptr;
 }
@@ -307,7 +307,7 @@ bool grub_probe::run(FILE* fp) {
 
 // A plain file is asked to be executable on purpose.
 bool boot_probe::test() {
-  return access(k_boot_folder, R_OK | X_OK) == 0 || access(k_command_line, R_OK | X_OK) == 0;
+  return is_accessible(k_boot_folder, R_OK | X_OK) || is_accessible(k_command_line, R_OK | X_OK);
 }
 
 bool boot_probe::run(FILE* fp) {

@@ -186,14 +186,14 @@ bool net_probe::run(FILE* fp) {
   return scan_route(fp);
 }
 
-bool hosts_probe::test() { return access("/etc/hosts", R_OK) == 0; }
+bool hosts_probe::test() { return is_accessible("/etc/hosts", R_OK); }
 
 bool hosts_probe::run(FILE* fp) {
   write_hosts(fp);
   return true;
 }
 
-bool resolv_probe::test() { return access("/etc/resolv.conf", R_OK) == 0; }
+bool resolv_probe::test() { return is_accessible("/etc/resolv.conf", R_OK); }
 
 bool resolv_probe::run(FILE* fp) {
   write_resolver(fp);

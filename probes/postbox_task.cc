@@ -10,6 +10,7 @@
 #include "gatherer/gthfile.h"
 #include "gatherer/ks2file.h"
 #include "lib/debug.h"
+#include "lib/file.h"
 #include "lib/table.h"
 #include "lib/util_linux.h"
 #include "lib/utilstr.h"
@@ -66,7 +67,7 @@ bool postbox_task::run(FILE* fp) {
   remove_filename_from_path(program, sizeof program);
   const std::string postbox = std::string(program) + "/POSTBOX";
   printd("postbox: %s\n", postbox.c_str());
-  if (access(postbox.c_str(), F_OK) != 0) {
+  if (!is_accessible(postbox.c_str(), F_OK)) {
     print_error(postbox.c_str(), errno);
     status_fail_text = "Directory not found";
     return false;

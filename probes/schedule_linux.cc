@@ -47,7 +47,7 @@ void write_crontab(FILE* fp, FILE* in) {
   add_lines(table, in, "crontab", parse_crontab_line, id_of);
 }
 
-bool crontab_probe::test() { return access(k_crontab, R_OK) == 0; }
+bool crontab_probe::test() { return is_accessible(k_crontab, R_OK); }
 
 bool crontab_probe::run(FILE* fp) {
   const file_ptr in = open_regular_file(k_crontab);

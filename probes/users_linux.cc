@@ -100,7 +100,7 @@ void write_groups(FILE* fp, FILE* in) {
   add_lines(table, in, "group", parse, &user_group::name);
 }
 
-bool passwd_probe::test() { return access(k_passwd_file, R_OK) == 0; }
+bool passwd_probe::test() { return is_accessible(k_passwd_file, R_OK); }
 
 bool passwd_probe::run(FILE* fp) {
   write_accounts(fp, open_list(k_passwd_file, "passwd: fopen").get());

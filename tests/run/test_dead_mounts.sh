@@ -77,7 +77,7 @@ serve() {  # FOLDER NAME CALL:PATH stay|die
 run() {
   local folder=$1
   mkdir -p "$folder"
-  (cd "$folder" && { timeout -s KILL "${limit:-30}" "$kestrel" -batch -local "${@:2}" 2>&1 > out |
+  (cd "$folder" && { timeout -s KILL 30 env "PATH=${tools:-}$PATH" "$kestrel" -batch -local "${@:2}" 2>&1 > out |
     timeout -s KILL 30 cat > console; exit "${PIPESTATUS[0]}"; })
 }
 [ -r /etc/mtab ] || die "no mount table to read"
@@ -160,8 +160,9 @@ place_case() {  # NUMBER home|work CALL:PATH stay|die WANTED
     status=$?
     text=$(grep -c 'ID="Current Thread"' "$at/run/Unknown-Unknown-Unknown.XML")
   else
-    run "$at/dead" -probe "time zone" 2> /dev/null > "$at/told"
+    (cd "$at/dead" && exec timeout -s KILL 30 "$kestrel" -batch -local > "$at/out" 2> "$at/told")
     status=$?
+    holds "$at/told" "$at/dead: does not answer"
     text=
   fi
   echo "$status $text" > "$at.verdict"
@@ -177,7 +178,6 @@ home getattr:/.i18n stay 0 1
 home open:/.i18n stay 0 1
 home read:/.i18n stay 0 1
 home read:/.i18n die 0 1
-work getattr:/ stay 1
 work getattr:other stay 1
 EOC
 wait
@@ -189,7 +189,7 @@ end_servers
 
 # ---- a command that looks for its program there: given up at its limit, like any that hangs
 serve "$scratch/tools" tools: getattr:other stay
-PATH=$scratch/tools:$PATH run path -fdebug -timeout 1 -probe "processes;time zone" || die "tools"
+tools=$scratch/tools: run path -fdebug -timeout 1 -probe "processes;time zone" || die "tools"
 holds path/gatherer.log "killed: deadline passed"
 holds path/Unknown-Unknown-Unknown.XML 'SECTION ID="TIME ZONE"'
 
