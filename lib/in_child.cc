@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/wait.h>
@@ -34,6 +35,7 @@ constexpr int k_descriptors = 1024;  // more than a run ever has open
 // the kernel outlives him, so it holds nothing whose end somebody waits for: no console, no report.
 [[noreturn]] void answer_parent(const std::function<bool(void* answer)>& work, int out,
                                 void* answer, size_t size, int kept, const sigset_t& signals) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);  // a run that is ended leaves nobody behind
   for (int caught : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction before = {};
     if (sigaction(caught, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
