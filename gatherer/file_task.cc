@@ -193,6 +193,7 @@ bool stdout_output_task::test() { return !writes_file(); }
 
 bool stdout_output_task::run(FILE*) {
   output_file = stdout;
+  note_kept("standard output");
   return true;
 }
 

@@ -179,7 +179,8 @@ GatherFile::~GatherFile() { CloseFile(); }
 int GatherFile::CloseFile() {
   const bool closed = file_ == nullptr || std::fclose(file_.release()) == 0;
   const bool is_named = !new_.is_kept() || new_.rename();
-  new_.forget();
+  if (name_.empty()) new_.forget();
+  new_.remove();  // one that never got an item nor a name
   return !closed ? gth_cannot_write : is_named ? gth_ok : gth_cannot_create;
 }
 
