@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "gatherer/gthfile_io.h"
 #include "lib/blocked_signals.h"
 #include "lib/debug.h"
 #include "lib/lzh.h"
@@ -23,81 +24,19 @@
 
 namespace kestrel {
 
+using namespace gth_io;
+
 namespace {
 
 constexpr int64_t k_offset_limit = std::numeric_limits<uint32_t>::max();
-constexpr size_t k_block_size = 16384;
-constexpr int k_attempts = 8;
 // What LzH::Encode answers where a stream, not the packing, failed.
 constexpr int k_read_error = -2;
 constexpr int k_write_error = -3;
-
-using block = std::array<unsigned char, k_block_size>;
-
-int fail(int code, int errnum) {
-  errno = errnum;
-  return code;
-}
-
-int report(const char* what, int code) {
-  const int errnum = errno;
-  print_error(what, errnum);
-  return fail(code, errnum);
-}
-
-bool read_at(FILE* file, int64_t offset, std::span<unsigned char> bytes) {
-  return fseeko(file, offset, SEEK_SET) == 0 &&
-         std::fread(bytes.data(), bytes.size(), 1, file) == 1;
-}
-
-bool write_at(FILE* file, int64_t offset, byte_span bytes) {
-  return fseeko(file, offset, SEEK_SET) == 0 &&
-         std::fwrite(bytes.data(), bytes.size(), 1, file) == 1 && std::fflush(file) == 0;
-}
-
-int64_t size_of(FILE* file) {
-  struct stat status;
-  return fstat(fileno(file), &status) == 0 ? status.st_size : -1;
-}
-
-/// The same of a stream that need not be a file; it stands at its start then.
-int64_t length_of(FILE* stream) {
-  if (fseeko(stream, 0, SEEK_END) != 0) return -1;
-  const int64_t length = ftello(stream);
-  return fseeko(stream, 0, SEEK_SET) == 0 ? length : -1;
-}
 
 std::string make_temporary_name() {
   const std::string name = format_text("%X.tmp", static_cast<unsigned>(std::time(nullptr)));
   printd("gthfile: tmpName %s\n", name.c_str());
   return name;
-}
-
-/// Hands the next `size` bytes, block by block, to `take`, which answers a code. Fewer bytes end as
-/// gth_cannot_read.
-template <typename taker>
-int read_blocks(FILE* file, uint64_t size, taker take) {
-  block bytes;
-  while (size > 0) {
-    const size_t wanted = static_cast<size_t>(std::min<uint64_t>(size, bytes.size()));
-    const size_t count = std::fread(bytes.data(), 1, wanted, file);
-    if (count > 0) {
-      const int code = take(byte_span(bytes.data(), count));
-      if (code != gth_ok) return code;
-    }
-    if (count < wanted) return fail(gth_cannot_read, std::ferror(file) != 0 ? errno : 0);
-    size -= count;
-  }
-  return gth_ok;
-}
-
-int write_block(FILE* file, byte_span bytes) {
-  return std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() ? gth_ok
-                                                                          : gth_cannot_write;
-}
-
-int copy_bytes(FILE* from, FILE* to, uint64_t size) {
-  return read_blocks(from, size, [to](byte_span bytes) { return write_block(to, bytes); });
 }
 
 /// Copies the stuffed container from its start to `plain`.
@@ -131,38 +70,6 @@ int copy_stuffed(FILE* plain, int64_t size, FILE* stuffed) {
     stuff(piece, bytes);
     return write_block(stuffed, bytes);
   });
-}
-
-/// The stream takes the descriptor over, but for a failure.
-file_ptr unbuffered_stream(int descriptor) {
-  FILE* file = fdopen(descriptor, "rb+");
-  if (file != nullptr) std::setvbuf(file, nullptr, _IONBF, 0);
-  return file_ptr(file);
-}
-
-/// "rb+", regular files only, no links. Null with errno.
-file_ptr open_container(const char* path) {
-  const int descriptor = open(path, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (descriptor < 0) return nullptr;
-  struct stat status;
-  int errnum = fstat(descriptor, &status) != 0 ? errno : S_ISREG(status.st_mode) ? 0 : EINVAL;
-  file_ptr file = errnum == 0 ? unbuffered_stream(descriptor) : nullptr;
-  if (file == nullptr) {
-    if (errnum == 0) errnum = errno;
-    close(descriptor);
-    errno = errnum;
-  }
-  return file;
-}
-
-/// Creates the file anew, noted until it holds something, and answers its descriptor or -1.
-int create_container(const char* path, noted_file& note) {
-  for (int attempt = 1;; ++attempt) {
-    if (unlink(path) != 0 && errno != ENOENT) return -1;
-    const int descriptor = note.create(path);
-    // Another run may have created it in between: the last one has the name.
-    if (descriptor >= 0 || errno != EEXIST || attempt == k_attempts) return descriptor;
-  }
 }
 
 }  // namespace
