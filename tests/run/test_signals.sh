@@ -107,6 +107,7 @@ done
 
 # ---- ended at any of its system calls: a whole gather file, or none. STEP=1 takes every call.
 cd "$scratch" && rm -rf work && mkdir work && cd work || exit 1
+export ASAN_OPTIONS=detect_leaks=0  # which ptrace does not allow
 options=(-batch -probe "gatherer information" -binaryfile ../zeros -level 5)
 strace -c -U calls,name -o ../calls "$kestrel" "${options[@]}" 2> ../console || die "strace"
 runs=0
