@@ -17,22 +17,25 @@ _ks2_parts() {
 
 _ks2() {
   local cur=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
-  local command=${COMP_WORDS[1]} file='' operands=0 i
+  local command='' file='' operands=0 i
   COMPREPLY=()
   [[ $before == = ]] && before=${COMP_WORDS[COMP_CWORD - 2]}
   [[ $cur == = ]] && cur=
-  if ((COMP_CWORD == 1)); then
-    _ks2_offer < <(printf '%s\n' --help --version; "$1" --help | awk '$1 == "ks2" { print $2 }')
-    return
-  fi
-  for ((i = 2; i < COMP_CWORD; ++i)); do
+  for ((i = 1; i < COMP_CWORD; ++i)); do
     case ${COMP_WORDS[i]} in
       -d | --directory | -F | --format | -m | --max-size | -o | --output)
         # "=" is a word of its own where the shell breaks words at it.
         [[ ${COMP_WORDS[++i]} == = ]] && ((++i))
         ;;
-      -*) ;;
-      *) ((operands++)) || file=$(printf '%s' "${COMP_WORDS[i]/#\~\//$HOME/}" | tr -d "\\\\\"'") ;;
+      -?*) ;;
+      *)
+        # Options may stand in front of the command, too.
+        if [[ -z $command ]]; then
+          command=${COMP_WORDS[i]}
+        else
+          ((operands++)) || file=$(printf '%s' "${COMP_WORDS[i]/#\~\//$HOME/}" | tr -d "\\\\\"'")
+        fi
+        ;;
     esac
   done
   case $before in
@@ -40,7 +43,10 @@ _ks2() {
     -F | --format) _ks2_offer < <(printf '%s\n' text csv json); return ;;
     -m | --max-size) return ;;
   esac
-  if [[ $cur == -* ]]; then
+  if [[ -z $command || $command == help ]]; then
+    _ks2_offer < <([[ -n $command ]] || printf '%s\n' --help --version
+      "$1" --help | awk '$1 == "ks2" && $2 != "help" { print $2 }')
+  elif [[ $cur == -* ]]; then
     _ks2_offer < <("$1" "$command" --help | grep -o -e '--[a-z-]*')
   elif [[ $command == show && $operands -gt 0 ]]; then
     compopt -o filenames

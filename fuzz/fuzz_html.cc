@@ -17,13 +17,13 @@ size_t count(std::string_view text, std::string_view part) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace kestrel::ks2;
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-  fault_list faults;
-  const report content = read_and_check(bytes, 1 << 26, faults);
+  judgement found;
+  const report content = read_and_check(bytes, 1 << 26, found.faults);
   const page_source source = {std::string(bytes.substr(0, 20)),
                               size,
                               {{'C', "Node name", std::string(bytes)}},
                               content,
-                              faults};
+                              found};
   char* text = nullptr;
   size_t length = 0;
   FILE* const out = open_memstream(&text, &length);

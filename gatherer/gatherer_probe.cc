@@ -71,7 +71,8 @@ void get_gatherer_information(FILE* fp) {
   row("Build on", format_text("%s %s", k_build_date, k_build_time));
   row("Build by", k_build_user);
   row("Build host", k_build_host);
-  row("Current Directory", GetCurrentDir());
+  const std::string folder = GetCurrentDir();
+  row("Current Directory", folder.empty() ? "Unknown" : folder);
   row("User", get_user_name());
 }
 

@@ -12,6 +12,7 @@
 #include "gatherer/probe.h"
 #include "gatherer/version.h"
 #include "gatherer/zeng.h"
+#include "lib/ascii_case.h"
 #include "lib/cleanup.h"
 #include "lib/command.h"
 #include "lib/debug.h"
@@ -89,8 +90,7 @@ constexpr command_line_option k_options[] = {
 };
 
 bool is_word(const command_line_option& option, const wchar_t* argument) {
-  return option.exact_case ? wcscmp(option.word, argument) == 0
-                           : wcscasecmp(option.word, argument) == 0;
+  return option.exact_case ? wcscmp(option.word, argument) == 0 : same_word(option.word, argument);
 }
 
 void not_understood(const wchar_t* text) {
@@ -174,13 +174,12 @@ void gatherer_parse_command_line(int argc, const wchar_t** argv) {
 
 void gatherer_parse_common(const wchar_t* word, const wchar_t* value) {
   for (const keyword& row : k_keywords) {
-    if (wcscasecmp(row.word, word) == 0) {
+    if (same_word(row.word, word)) {
       row.effect(value);
       return;
     }
-    size_t length = wcslen(row.word);
-    if (row.is_prefix && wcsncasecmp(row.word, word, length) == 0) {
-      row.effect(word + length);
+    if (row.is_prefix && begins_with_word(word, row.word)) {
+      row.effect(word + wcslen(row.word));
       return;
     }
   }
@@ -285,7 +284,7 @@ void gatherer_parse_property(wchar_t* name, wchar_t* value) {
       {L"enable", probe_task::enable_list},
   };
   for (const list_property& row : k_lists) {
-    if (wcscasecmp(row.word, name) != 0) continue;
+    if (!same_word(row.word, name)) continue;
     set_probe_list(row.kind, value);
     return;
   }

@@ -233,7 +233,7 @@ int GatherFile::AddItemFile(unsigned char type, const char* path, bool compress)
   if (file_ == nullptr || path == nullptr) return fail(gth_bad_argument, 0);
   if (count_ >= k_max_items) return fail(gth_table_full, 0);
   const std::string temporary_name = make_temporary_name();
-  const file_ptr source = open_regular_file(path);
+  const file_ptr source = open_local_file(path);
   if (source == nullptr) return report(path, gth_cannot_open);
   return add_source(type, source.get(), path, compress, temporary_name);
 }

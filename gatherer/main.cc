@@ -1,9 +1,11 @@
 // See main.h.
 #include "gatherer/main.h"
 
+#include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "gatherer/console.h"
 #include "gatherer/file_task.h"
@@ -18,6 +20,8 @@
 #include "lib/cleanup.h"
 #include "lib/debug.h"
 #include "lib/file.h"
+#include "lib/mounts.h"
+#include "lib/notice.h"
 #include "lib/stop.h"
 
 namespace kestrel {
@@ -62,7 +66,11 @@ int gatherer_run(int argc, const wchar_t** argv) {
   if (mode == mode_list_probes) gatherer_list_probes();
   if (mode == mode_help) gatherer_help(argc > 0 ? argv[0] : L"");
   gatherer_banner();
-  if (gatherer_disclaimer() == 0) {
+  if (!is_folder_answering()) {
+    for (const std::string& notice : take_notices()) printm("%s\n", notice.c_str());
+    report_file_error("current folder", ETIMEDOUT);
+    fail_run();
+  } else if (gatherer_disclaimer() == 0) {
     gatherer_debug(argc, argv);
     gather();
   }

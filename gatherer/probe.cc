@@ -1,7 +1,6 @@
 // Probes, their groups, and the user's selection of probes: see probe.h.
 #include "gatherer/probe.h"
 
-#include <strings.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -10,6 +9,7 @@
 
 #include "gatherer/kestrel2.h"
 #include "gatherer/osinfo.h"
+#include "lib/ascii_case.h"
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "lib/stop.h"
@@ -84,7 +84,7 @@ void probe_task::set_probe_status(const char* name, bool enable) {
   std::string wanted = make_task_id(std::string(name));
   printd("task: locating task %s\n", wanted.c_str());
   for (probe_task_iterator at; at.valid(); at.advance()) {
-    if (strcasecmp(at.get()->id.c_str(), wanted.c_str()) != 0) continue;
+    if (!same_word(at.get()->id, wanted)) continue;
     printd("task: found task at %p, set status to %u\n", static_cast<void*>(at.get()),
            static_cast<unsigned>(enable));
     at.get()->set_status(enable);
@@ -98,7 +98,7 @@ void probe_task::disable_all_probes() {
 void probe_task::block_task_by_name(const char* name) {
   std::string wanted = make_task_id(std::string(name));
   for (task* unit = first; unit != nullptr; unit = unit->next) {
-    if (strcasecmp(unit->id.c_str(), wanted.c_str()) != 0) continue;
+    if (!same_word(unit->id, wanted)) continue;
     printd("blocking %s\n", unit->name);
     unit->set_blocked(true);
   }

@@ -1,14 +1,13 @@
 // The registry of tasks, and running them: all in order, by range, by list, or step by step.
 #include "gatherer/task.h"
 
-#include <strings.h>
-
 #include <cstring>
 #include <string_view>
 
 #include "gatherer/console.h"
 #include "gatherer/kestrel2.h"
 #include "gatherer/osinfo.h"
+#include "lib/ascii_case.h"
 #include "lib/cleanup.h"
 #include "lib/debug.h"
 #include "lib/mbcs.h"
@@ -122,7 +121,7 @@ std::string task::make_task_id(std::string text) {
 task* task::get_task(const char* wanted) {
   printd("task: locating task %s\n", wanted);
   for (task* unit = first; unit != nullptr; unit = unit->next) {
-    if (strcasecmp(unit->id.c_str(), wanted) != 0) continue;
+    if (!same_word(unit->id, wanted)) continue;
     printd("task: found task at %p\n", static_cast<void*>(unit));
     return unit;
   }

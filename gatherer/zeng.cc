@@ -1,8 +1,6 @@
 // See zeng.h.
 #include "gatherer/zeng.h"
 
-#include <strings.h>
-
 #include <cerrno>
 #include <cwchar>
 #include <memory>
@@ -12,6 +10,7 @@
 #include "gatherer/gthfile.h"
 #include "gatherer/kestrel2.h"
 #include "gatherer/ks2file.h"
+#include "lib/ascii_case.h"
 #include "lib/cleanup.h"
 #include "lib/debug.h"
 #include "lib/file.h"
@@ -52,7 +51,7 @@ constexpr special_type k_special_types[] = {
 
 file_option find_option(const wchar_t* word) {
   for (const file_option& option : k_options) {
-    if (wcscasecmp(option.word, word) == 0) return option;
+    if (same_word(option.word, word)) return option;
   }
   return k_any_other;
 }
@@ -60,7 +59,7 @@ file_option find_option(const wchar_t* word) {
 void apply_special_type(file_option& chosen) {
   if (chosen.mime_type == nullptr) return;
   for (const special_type& special : k_special_types) {
-    if (strcasecmp(special.mime_type, chosen.mime_type) != 0) continue;
+    if (!same_word(special.mime_type, chosen.mime_type)) continue;
     chosen.file_type = special.file_type;
     if (special.file_type == FILE_KESTREL2) {
       gatherer_setting(setting_file_option_given, setting_on, 0);

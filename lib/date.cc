@@ -34,7 +34,10 @@ struct number {
   uint32_t value = 0;
   size_t digits = 0;
 };
-using three_numbers = std::array<number, 3>;
+/// The parts of a date or time; one with a sign in front makes them invalid.
+struct three_numbers : std::array<number, 3> {
+  bool is_signed = false;
+};
 
 uint32_t reference_year_now() {
   const std::time_t now = std::time(nullptr);
@@ -45,20 +48,27 @@ uint32_t reference_year_now() {
 
 number scan_number(std::string_view& text) {
   constexpr int64_t k_largest = std::numeric_limits<uint32_t>::max();
-  std::string_view digits = trim_whitespace(text);
+  const std::string_view digits = trim_whitespace(text);
   int64_t value;
   if (!scan_decimal(text, value)) return {};
-  if (digits[0] == '-' || digits[0] == '+') digits.remove_prefix(1);
-  return {static_cast<uint32_t>(value < 0 ? k_largest : std::min(value, k_largest)),
+  return {static_cast<uint32_t>(std::min(value, k_largest)),
           std::min(digits.find_first_not_of(k_digits), digits.size())};
 }
 
-/// Numbers with any single character between each two; those that are missing are 0.
-three_numbers scan_separated(std::string_view text) {
+bool has_sign(std::string_view text) {
+  text = trim_whitespace(text);
+  return !text.empty() && (text[0] == '-' || text[0] == '+');
+}
+
+/// The first `count` numbers with any single character between each two; those that are missing are
+/// 0.
+three_numbers scan_separated(std::string_view text, size_t count) {
   three_numbers found;
-  for (number& n : found) {
-    n = scan_number(text);
-    if (n.digits == 0 || text.empty()) break;
+  for (size_t i = 0; i < count; ++i) {
+    found.is_signed = has_sign(text);
+    if (found.is_signed) break;
+    found[i] = scan_number(text);
+    if (found[i].digits == 0 || text.empty()) break;
     text.remove_prefix(1);
   }
   return found;
@@ -257,13 +267,14 @@ void gathered_datetime_base::parse_date(std::string_view source, unsigned int hi
   if (is_fixed && source.size() < 8) {
     clear_date();
   } else if (order != std::end(k_date_orders)) {
-    const three_numbers parts = is_fixed
-                                    ? fixed_date(source, order->year == 0)
-                                    : scan_separated(is_first ? source : after_first_word(source));
+    const three_numbers parts =
+        is_fixed ? fixed_date(source, order->year == 0)
+                 : scan_separated(is_first ? source : after_first_word(source), 3);
     const number y = parts[order->year];
     year = y.digits == 1 || y.digits == 2 ? full_year(y.value) : y.value;
     month = parts[order->month].value;
     day = parts[order->day].value;
+    if (parts.is_signed) clear_date();
   }
   printd("date: got date %d-%d-%d\n", static_cast<int>(year), static_cast<int>(month),
          static_cast<int>(day));
@@ -282,8 +293,9 @@ void gathered_datetime_base::parse_time(std::string_view source, unsigned int hi
     if (is_fixed) {
       for (size_t i = 0; i < parts.size(); ++i) parts[i].value = fixed_number(source, 2 * i, 2);
     } else {
-      parts = scan_separated(is_first ? source : after_first_word(source));
+      parts = scan_separated(is_first ? source : after_first_word(source), code == 0x123 ? 3 : 2);
     }
+    if (parts.is_signed) clear_date();
     hour = parts[0].value;
     minute = parts[1].value;
     if (code == 0x123) second = parts[2].value;

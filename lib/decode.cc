@@ -21,4 +21,14 @@ std::string names_of(std::span<const mask_name> table, uint32_t bits, const char
   return text.empty() ? none : text;
 }
 
+std::string bit_names(std::span<const mask_name> table, uint32_t bits, const char* unnamed) {
+  std::string text;
+  for (uint32_t bit = 1; bit != 0; bit <<= 1) {
+    if ((bits & bit) == 0) continue;
+    if (!text.empty()) text += ", ";
+    text += names_of(table, bit, unnamed);
+  }
+  return text.empty() ? "None" : text;
+}
+
 }  // namespace kestrel

@@ -1,5 +1,5 @@
-// The two look-ups that serve every decoder of the system: a code with a name, and a bit field
-// whose set bits have names. The tables themselves are constexpr arrays beside the code that needs
+// The look-ups that serve every decoder of the system: a code with a name, and a bit field whose
+// set bits have names. The tables themselves are constexpr arrays beside the code that needs
 // them.
 #pragma once
 
@@ -28,5 +28,9 @@ const char* name_of(std::span<const code_name> table, uint32_t code, const char*
 /// `separator`; `none` when there is no such row.
 std::string names_of(std::span<const mask_name> table, uint32_t bits, const char* none = "None",
                      const char* separator = ", ");
+
+/// The names of all set bits from the lowest up, joined with ", "; a bit that no row names is
+/// called `unnamed`; "None" when no bit is set. Each mask of the table is one bit.
+std::string bit_names(std::span<const mask_name> table, uint32_t bits, const char* unnamed);
 
 }  // namespace kestrel

@@ -76,7 +76,7 @@ bool Dmi::get_wmi_smbios_table() { return false; }
 
 bool Dmi::get_table() {
   entry_point_ = {};
-  table_.clear();
+  length_ = 0;
   std::vector<unsigned char> area(k_bios_area_size);
   // A copy that fails leaves an area of zeroes, which holds no anchor.
   copy_physical_memory(k_bios_area, area.data(), k_bios_area_size);
@@ -87,8 +87,9 @@ bool Dmi::get_table() {
   const unsigned long address = fields.get_u32();
   printd("dmi: Table Address is %08x\n", static_cast<unsigned>(address));
   printd("dmi: Table Length is %08x\n", length);
+  if (length > k_table_size) printd("dmi: Table cut to %d of %u bytes\n", k_table_size, length);
   if (!copy_table(area, address, std::min<size_t>(length, k_table_size))) return false;
-  print_hexdump("DMI TABLE", table_.data(), static_cast<int>(table_.size()), nullptr);
+  print_hexdump("DMI TABLE", table_.data(), static_cast<int>(length_), nullptr);
   valid_ = true;
   return true;
 }
@@ -121,30 +122,28 @@ bool Dmi::find_entry_point(byte_span area) {
 }
 
 bool Dmi::copy_table(byte_span area, unsigned long address, size_t length) {
-  table_.assign(length, 0);
-  if (address > k_bios_area && address < k_bios_area + k_bios_area_size - 1 &&
-      address - k_bios_area + length <= area.size()) {
-    const byte_span source = area.subspan(address - k_bios_area, length);
-    std::copy(source.begin(), source.end(), table_.begin());
+  table_.assign(k_table_size, 0);
+  length_ = length;
+  if (address > k_bios_area && address < k_bios_area + k_bios_area_size - 1) {
+    const byte_span source = area.subspan(address - k_bios_area);
+    std::copy_n(source.begin(), std::min(length, source.size()), table_.begin());
     return true;
   }
-  if (copy_physical_memory(address, table_.data(), static_cast<int>(length))) return true;
-  table_.clear();
-  return false;
+  return copy_physical_memory(address, table_.data(), static_cast<int>(length));
 }
 
 void Dmi::compute_checksum() {
   uint32_t weight = 0x5A5A;
-  for (unsigned char byte : table_) {
+  for (unsigned char byte : byte_span(table_).first(length_)) {
     checksum_ += byte * weight;
     weight *= 11;
   }
 }
 
 void Dmi::index_structures() {
-  const byte_span table = table_;
-  for (size_t offset = 0; offset < table.size();) {
-    const byte_span rest = table.subspan(offset);
+  // The last structure may end behind the length that the entry point tells.
+  for (size_t offset = 0; offset < length_;) {
+    const byte_span rest = byte_span(table_).subspan(offset);
     const unsigned type = rest[0];
     printd("dmi: Found Type %02d Structure at %04x\n", static_cast<int>(type),
            static_cast<unsigned>(offset));

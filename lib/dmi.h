@@ -133,7 +133,8 @@ class Dmi {
   bool valid_ = false;
   bool initialised_ = false;
   std::array<unsigned char, k_entry_point_size> entry_point_{};
-  std::vector<unsigned char> table_;
+  std::vector<unsigned char> table_;  // k_table_size bytes, zero behind what was copied
+  size_t length_ = 0;                 // that the entry point tells, cut to the same size
   uint32_t checksum_ = 0;
   std::array<structure_list, k_indexed_types + 1> structures_;
 };

@@ -14,22 +14,17 @@ namespace {
 constexpr unsigned k_controller = 5, k_module = 6, k_array = 16, k_device = 17;
 
 constexpr mask_name k_module_types[] = {
-    {0x0001, "Other"              },
-    {0x0002, "Unknown"            },
-    {0x0004, "Standard"           },
-    {0x0008, "FPM"                },
-    {0x0010, "EDO"                },
-    {0x0020, "Parity"             },
-    {0x0040, "ECC"                },
-    {0x0080, "SIMM"               },
-    {0x0100, "DIMM"               },
-    {0x0200, "Burst EDO"          },
-    {0x0400, "SDRAM"              },
-    {0x0800, "Error: Invalid Type"},
-    {0x1000, "Error: Invalid Type"},
-    {0x2000, "Error: Invalid Type"},
-    {0x4000, "Error: Invalid Type"},
-    {0x8000, "Error: Invalid Type"},
+    {0x0001, "Other"    },
+    {0x0002, "Unknown"  },
+    {0x0004, "Standard" },
+    {0x0008, "FPM"      },
+    {0x0010, "EDO"      },
+    {0x0020, "Parity"   },
+    {0x0040, "ECC"      },
+    {0x0080, "SIMM"     },
+    {0x0100, "DIMM"     },
+    {0x0200, "Burst EDO"},
+    {0x0400, "SDRAM"    },
 };
 
 constexpr code_name k_device_types[] = {
@@ -97,7 +92,9 @@ int64_t device_size(const smbios_structure& device) {
 
 }  // namespace
 
-std::string Dmi::getType06MemoryType(unsigned bits) { return names_of(k_module_types, bits); }
+std::string Dmi::getType06MemoryType(unsigned bits) {
+  return bit_names(k_module_types, bits, "Error: Invalid Type");
+}
 
 const char* Dmi::getType17MemoryType(unsigned code) {
   return name_of(k_device_types, code, "Error: Invalid Type");

@@ -8,6 +8,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "lib/mounts.h"
+#include "lib/remote_files.h"
+
 namespace kestrel {
 
 namespace {
@@ -38,6 +41,11 @@ file_ptr stream_on(int descriptor, const char* mode) {
 file_ptr open_for_reading(const char* path) { return file_ptr(std::fopen(path, "rbe")); }
 
 file_ptr open_regular_file(const char* path) {
+  remote_mount* on = remote_on_way(path);
+  return on == nullptr ? open_local_file(path) : copy_remote_file(path, *on);
+}
+
+file_ptr open_local_file(const char* path) {
   // Asked before opening, because some devices (tapes, watchdogs) act on being opened, and after,
   // because the name may have changed hands. O_NONBLOCK stays on: it means nothing to a file on a
   // disk, and some files of /proc would block for ever.

@@ -17,8 +17,11 @@ using file_ptr = std::unique_ptr<FILE, file_closer>;
 /// Opens `path` for reading, "rb". Null on failure, with errno.
 file_ptr open_for_reading(const char* path);
 /// The same, for regular files only: a directory, FIFO, socket or device is refused (errno EISDIR
-/// or EINVAL) without blocking.
+/// or EINVAL) without blocking. One on a mount that may hang is read by a worker, see
+/// copy_remote_file: the stream is then that of a copy.
 file_ptr open_regular_file(const char* path);
+/// The same, asked by this process wherever the file stands.
+file_ptr open_local_file(const char* path);
 /// Removes what `path` names (never what a link points to), then creates it exclusively with mode
 /// 0600. `mode` is "wb" or "wb+". Null on failure, with errno.
 file_ptr create_output_file(const char* path, const char* mode);

@@ -45,6 +45,9 @@ size_t ascii_prefix(std::string_view text);
 wchar_t markup_character(wchar_t c);
 /// `markup_character` over a whole text.
 std::wstring markup_text(std::wstring_view text);
+/// The character as a report that is read on a terminal can carry it: as `markup_character`, and
+/// all control characters but TAB and LF become U+FFFD.
+wchar_t report_character(wchar_t c);
 
 /// UTF-8 for a line of a header: control characters, which would forge another line, become '?',
 /// what does not decode U+FFFD.

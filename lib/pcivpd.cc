@@ -103,13 +103,11 @@ class vpd_reader {
     return true;
   }
 
-  bool read_data(uint32_t address, std::vector<unsigned char>& data) {
-    // Half a resource is no use: what cannot be read to its end is not begun.
-    if (address + data.size() > k_vpd_last_address + 1) return false;
-    for (unsigned char& byte : data) {
-      if (!read(address++, byte)) return false;
-    }
-    return true;
+  // As much of the resource's data as the card gives, all of it unless a read fails.
+  std::vector<unsigned char> read_data(uint32_t address, uint32_t length) {
+    std::vector<unsigned char> data;
+    for (uint8_t byte = 0; data.size() < length && read(address++, byte);) data.push_back(byte);
+    return data;
   }
 
  private:
@@ -124,7 +122,11 @@ class vpd_reader {
       return false;
     }
     for (int poll = 0; poll < k_vpd_max_polls; ++poll) {
-      if (registers_.milliseconds() >= deadline_) break;
+      if (registers_.milliseconds() >= deadline_) {
+        printd("pcivpd: the card's %d ms are over at address %04x\n",
+               static_cast<int>(k_vpd_max_milliseconds), static_cast<unsigned>(address));
+        return false;
+      }
       if (poll > 0) registers_.pause();
       uint8_t flag = 0;
       if (!registers_.read_byte(at(capability_, k_completion), flag)) return false;
@@ -165,14 +167,15 @@ void pcivpd_analyse_vpd(pcivpd_registers& registers, uint8_t capability, pci_vpd
   if (!is_safe_capability(capability) || !registers.read_byte(capability, id)) return;
   if (id != k_vpd_capability) return;
   vpd_reader reader(registers, capability);
-  std::vector<unsigned char> data;
   uint32_t address = 0;
   resource found = {};
   while (reader.read_tag(address, found) && is_decoded(found.item)) {
     printd("pcivpd: item %02x length %u\n", found.item, static_cast<unsigned>(found.length));
-    data.assign(found.length, 0);
-    if (!reader.read_data(address, data)) return;
-    if (!analyse_resource(found.item, data, result)) return;
+    const std::vector<unsigned char> data = reader.read_data(address, found.length);
+    const bool is_whole = data.size() == found.length;
+    // Of half a resource whole records count, but no half a name.
+    if (!is_whole && found.item == k_item_identifier) return;
+    if (!analyse_resource(found.item, data, result) || !is_whole) return;
     address += found.length;
   }
 }

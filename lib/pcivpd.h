@@ -57,7 +57,8 @@ inline constexpr uint32_t k_vpd_last_address = 0x7FFF;   ///< bit 15 would turn 
 /// capabilities leads astray.
 uint8_t pcivpd_find_capability(pcivpd_registers& registers);
 /// Decodes what the card answers, as far as it does: a failed access, a card that stays silent, a
-/// record past its resource and the time limit end the decode with what was decoded.
+/// record past its resource and the time limit end the decode with what was decoded, the whole
+/// records of a resource that was read in part among them.
 void pcivpd_analyse_vpd(pcivpd_registers& registers, uint8_t capability, pci_vpd_xxx& result);
 
 /// Files one resource: item 2 is the identifier, 0x10 and 0x11 are keyword records, others are

@@ -36,7 +36,7 @@ void start_section(FILE* out, const char* title) {
   flush(out);
 }
 
-void end_section(FILE* out) {
+bool end_section(FILE* out) {
   printd("schema: end section\n");
   report_state& report = current_report();
   report.output_checksum += report.section_checksum;
@@ -44,6 +44,7 @@ void end_section(FILE* out) {
   report.format->close_section(line);
   write_text(out, line.view());
   if (report.format->flushes_section_ends) flush(out);
+  return is_sound(out);
 }
 
 bool log_file(FILE* out, const char* path, FILE* in, unsigned limit) {
@@ -68,12 +69,12 @@ bool log_ksml_file(FILE* out, const char* path) {
   }
   const uint32_t sum = xml_log_ksml_file(out, path);
   current_report().output_checksum += sum;
-  return sum != 0;
+  return sum != 0 && is_sound(out);
 }
 
 void open_underlined_section(text_buffer& line, const char* title) {
   const std::string rule(character_count(title) + 4, '=');
-  line += "\n" + rule + "\n  " + title + "  \n" + rule + "\n";
+  line += "\n" + rule + "\n  " + report_text(title) + "  \n" + rule + "\n";
 }
 
 void close_underlined_section(text_buffer& line) { line += '\n'; }
@@ -81,16 +82,16 @@ void close_underlined_section(text_buffer& line) { line += '\n'; }
 bool log_text_file(FILE* out, const char* path, FILE* in, unsigned limit) {
   bounded_file source = in != nullptr ? bounded_file(in) : bounded_file(path);
   if (!source.is_open()) return false;
-  write_text(out, std::string("\n---> FILE: ") + path + " <---\n");
+  write_text(out, "\n---> FILE: " + report_text(path) + " <---\n");
   copy_bytes(out, source, limit);
   write_text(out, "---> END OF FILE <---\n");
   std::fflush(out);
-  return true;
+  return is_sound(out);
 }
 
 bool log_markup_file(FILE* out, const char* path, FILE* in, unsigned limit) {
   current_report().section_checksum += xml_log_file(out, path, in, limit);
-  return true;
+  return is_sound(out);
 }
 
 }  // namespace kestrel

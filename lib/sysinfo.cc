@@ -86,8 +86,7 @@ void SysInfo::read_distribution() {
 }
 
 const char* SysInfo::CurrentUser() {
-  const std::string user = get_current_user();
-  current_user_ = user.empty() ? "Unknown" : cut(user, k_text_length);
+  current_user_ = cut(get_user_name(), k_text_length);
   return current_user_.c_str();
 }
 

@@ -3,7 +3,6 @@
 #include "lib/table.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "lib/debug.h"
 #include "lib/mbcs.h"
@@ -199,7 +198,7 @@ bool Table::end_row() {
   format_->close_row(*state_);
   send();
   if (format_->flushes_rows && out_ != nullptr) std::fflush(out_);
-  return true;
+  return is_sound(out_);
 }
 
 // --- cells ----------------------------------------------------------------------------------
@@ -256,21 +255,21 @@ bool Table::log_number(const cell_number& number) {
   return end_cell(format_->number(*state_, current_cell(), number));
 }
 
-bool Table::log_data(int value) { return log_number(cell_number(value)); }
+bool Table::log_data(int value) { return log_number(cell_number::of_int(value)); }
 
-bool Table::log_data(unsigned long value) { return log_number(cell_number(value)); }
+bool Table::log_unsigned(uint64_t value) { return log_number(cell_number::of_unsigned(value)); }
 
 bool Table::log_count(int64_t value) {
-  if (value <= std::numeric_limits<int>::max()) return log_data(to_int(value));
-  constexpr uint64_t k_largest = std::numeric_limits<unsigned long>::max();
-  return log_data(
-      static_cast<unsigned long>(std::min<uint64_t>(static_cast<uint64_t>(value), k_largest)));
+  if (to_int(value) == value) return log_data(to_int(value));
+  return log_number(cell_number::of_signed(value));
 }
 
-bool Table::log_data(const char* value) {
-  std::string_view text = text_or_empty(value);
+bool Table::log_data(const char* value) { return log_data(std::string_view(text_or_empty(value))); }
+
+bool Table::log_data(std::string_view text) {
+  text = text.substr(0, text.find('\0'));
   const misuse problem = check(k_string_types);
-  if (problem != misuse::none) return refuse(problem, text.data(), k_string_names);
+  if (problem != misuse::none) return refuse(problem, std::string(text).c_str(), k_string_names);
   const table_column& column = current_cell();
   if (column.type == DT_ASCII && format_->sanitises_narrow_ascii) {
     state_->ascii = text;

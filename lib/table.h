@@ -2,12 +2,14 @@
 // one of seven output formats that is chosen once per run.
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "lib/date.h"
 
@@ -82,16 +84,29 @@ class Table {
   /// Fills the next cell of the open row. Numbers belong into INTEGER, HEX, FLOAT and BOOL columns,
   /// texts into STRING and ASCII ones; a null text is "".
   bool log_data(int value);
-  bool log_data(unsigned long value);
+  /// Any other integer, whole: unsigned ones as an unsigned long; signed ones as an int where they
+  /// fit into one.
+  template <std::integral Number>
+  bool log_data(Number value) {
+    if constexpr (std::is_same_v<decltype(+value), int>) {
+      return log_data(static_cast<int>(value));
+    } else if constexpr (std::is_signed_v<Number>) {
+      return log_count(value);
+    } else {
+      return log_unsigned(value);
+    }
+  }
   /// A count: as an int where it fits, else whole.
   bool log_count(int64_t value);
+  /// Ends at a NUL in the text.
+  bool log_data(std::string_view value);
   bool log_data(const char* value);
-  bool log_data(const std::string& value) { return log_data(value.c_str()); }
   bool log_wide_data(const wchar_t* value);
   /// A date that is not valid is shown as the text that it came from.
   bool log_data(gathered_date value);
   bool log_data(gathered_time value);
   bool log_data(gathered_datetime value);
+  /// False also when a write on the stream failed, now or earlier.
   bool end_row();
 
  private:
@@ -102,6 +117,7 @@ class Table {
   misuse check(unsigned accepted_types) const;
   bool refuse(misuse what, const char* value, const char* accepted_names) const;
   bool log_number(const cell_number& number);
+  bool log_unsigned(uint64_t value);
   bool log_date(const char* kind, const char* text, bool is_valid);
   bool end_cell(uint16_t sum);
   void compute_widths();
@@ -116,17 +132,18 @@ class Table {
   bool is_framed_ = false;  // the columns hold what the format writes around their values
 };
 
-/// Sections do not nest. A null stream writes nothing; the sums are kept all the same.
+/// Sections do not nest. A null stream writes nothing; the sums are kept all the same. The end is
+/// false when a write on the stream failed, now or earlier.
 void start_section(FILE* out, const char* title);
-void end_section(FILE* out);
+bool end_section(FILE* out);
 /// Copies a file (or the open stream `in`, which stays the caller's) into the report under `path`.
-/// False without a stream or a path, always in OUTPUT_TALV, and but for the XML formats also for a
-/// file that cannot be opened.
+/// False without a stream or a path, always in OUTPUT_TALV, but for the XML formats also for a file
+/// that cannot be opened, and when a write on the stream failed.
 /// XML stops once `limit` characters were counted, 0 for no limit; others know only a limit of 1.
 bool log_file(FILE* out, const char* path, FILE* in = nullptr, unsigned limit = 0);
 bool log_file(FILE* out, const char* path, unsigned limit);
-/// Imports a ksml file into a ksml report; false for reports in other formats and for a file that
-/// cannot be opened.
+/// Imports a ksml file into a ksml report; false for reports in other formats, for a file that
+/// cannot be opened, and when a write on the stream failed.
 bool log_ksml_file(FILE* out, const char* path);
 
 /// Bytes outside 32 to 126 become '?'.

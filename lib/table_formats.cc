@@ -12,11 +12,18 @@ namespace {
 
 char* copy(std::string_view text, char* to) { return std::copy(text.begin(), text.end(), to); }
 
+bool is_plain(char c) { return (c >= ' ' && c <= '~') || c == '\t' || c == '\n'; }
+
+void append_padded_view(text_buffer& line, auto text, int width) {
+  const auto wanted = static_cast<size_t>(std::max(width, 0));
+  line.append(wanted - append_report_text(line, text, wanted), ' ');
+}
+
 }  // namespace
 
 char* cell_number::write_decimal(char* to) const {
-  return is_long_ ? std::to_chars(to, to + k_longest, large_).ptr
-                  : std::to_chars(to, to + k_longest, small_).ptr;
+  return is_signed_ ? std::to_chars(to, to + k_longest, signed_).ptr
+                    : std::to_chars(to, to + k_longest, bits_).ptr;
 }
 
 char* cell_number::write(char* to, datatype type, std::string_view prefix,
@@ -25,7 +32,7 @@ char* cell_number::write(char* to, datatype type, std::string_view prefix,
   if (type == DT_BOOL) return is_true() ? copy("true", to) : copy("false", to);
   if (type != DT_HEX) return to;
   to = copy(prefix, to);
-  char* end = std::to_chars(to, to + 2 * sizeof large_, large_, 16).ptr;
+  char* end = std::to_chars(to, to + 2 * sizeof bits_, bits_, 16).ptr;
   for (; to != end; ++to) {
     if (*to >= 'a') *to = static_cast<char>(*to - 'a' + 'A');
   }
@@ -44,18 +51,38 @@ uint16_t append_number(text_buffer& line, const table_column& column, const cell
   return static_cast<uint16_t>(sum);
 }
 
+size_t append_report_text(text_buffer& line, std::wstring_view text, size_t most) {
+  text = text.substr(0, most);
+  for (wchar_t c : text) {
+    char bytes[4];
+    const int length = widechar_to_utf8bytes(report_character(c), bytes);
+    line += std::string_view(bytes, static_cast<size_t>(length));
+  }
+  return text.size();
+}
+
+size_t append_report_text(text_buffer& line, std::string_view text, size_t most) {
+  // Plain ASCII, which nearly all text is, needs nothing.
+  const size_t longest = std::min(text.size(), most);
+  size_t plain = 0;
+  while (plain < longest && is_plain(text[plain])) ++plain;
+  line += text.substr(0, plain);
+  if (plain == longest) return plain;
+  return plain + append_report_text(line, mbcs_to_wide(text.substr(plain)), most - plain);
+}
+
+std::string report_text(std::string_view text) {
+  text_buffer line;
+  append_report_text(line, text);
+  return std::string(line.view());
+}
+
 void append_padded(text_buffer& line, std::string_view text, int width) {
-  const auto wanted = static_cast<size_t>(std::max(width, 0));
-  const std::string_view kept = first_characters(text, wanted);
-  line += kept;
-  line.append(wanted - std::min(character_count(kept), wanted), ' ');
+  append_padded_view(line, text, width);
 }
 
 void append_padded(text_buffer& line, std::wstring_view text, int width) {
-  const auto wanted = static_cast<size_t>(std::max(width, 0));
-  const std::wstring_view kept = text.substr(0, wanted);
-  line += wide_to_mbcs(kept);
-  line.append(wanted - kept.size(), ' ');
+  append_padded_view(line, text, width);
 }
 
 }  // namespace kestrel

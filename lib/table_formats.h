@@ -56,15 +56,20 @@ struct table_state {
   }
 };
 
-/// The number in an integer cell: an int, or an unsigned long whose 64 bits stay whole.
+/// The number in an integer cell: an int, or any of 64 bits, which stay whole in builds of any word
+/// size.
 class cell_number {
  public:
-  explicit cell_number(int value)
-      : small_(value), large_(static_cast<unsigned>(value)), is_long_(false) {}
-  explicit cell_number(unsigned long value) : large_(value), is_long_(true) {}
+  static constexpr cell_number of_int(int value) {
+    return {value, static_cast<unsigned>(value), false, true};
+  }
+  static constexpr cell_number of_signed(int64_t value) {
+    return {value, static_cast<uint64_t>(value), true, true};
+  }
+  static constexpr cell_number of_unsigned(uint64_t value) { return {0, value, true, false}; }
 
   bool is_long() const { return is_long_; }
-  bool is_true() const { return large_ != 0; }
+  bool is_true() const { return bits_ != 0; }
 
   /// Writes the decimal number, or what the column's type asks for: decimal, hexadecimal between
   /// `prefix` and `suffix`, a word, nothing for DT_FLOAT. Returns the end; there must be room for
@@ -74,9 +79,13 @@ class cell_number {
   char* write(char* to, datatype type, std::string_view prefix, std::string_view suffix) const;
 
  private:
-  int small_ = 0;
-  unsigned long large_;
+  constexpr cell_number(int64_t value, uint64_t bits, bool is_long, bool is_signed)
+      : signed_(value), bits_(bits), is_long_(is_long), is_signed_(is_signed) {}
+
+  int64_t signed_;  // of signed numbers
+  uint64_t bits_;
   bool is_long_;
+  bool is_signed_;
 };
 
 /// How one format writes. The cell functions return the sum of the value's text as they wrote it,
@@ -137,19 +146,33 @@ inline void append_framed(text_buffer& line, const text_frame& frame, std::strin
   line += frame.after;
 }
 
+// The plain-text formats and HTML carry UTF-8 whatever the locale is. What does not decode and what
+// a terminal would obey becomes U+FFFD, see report_character.
+
+/// Appends the first `most` characters and returns how many there were.
+size_t append_report_text(text_buffer& line, std::string_view text, size_t most = SIZE_MAX);
+size_t append_report_text(text_buffer& line, std::wstring_view text, size_t most = SIZE_MAX);
+/// The same, framed.
+void append_report_value(text_buffer& line, const text_frame& frame, auto value) {
+  line += frame.before;
+  append_report_text(line, value);
+  line += frame.after;
+}
+std::string report_text(std::string_view text);
+
 /// A framed number as the column's type asks for it, see cell_number::write. Returns the sum of its
 /// text.
 uint16_t append_number(text_buffer& line, const table_column& column, const cell_number& value,
                        std::string_view prefix, std::string_view suffix);
 
-/// The text cut to `width` characters and padded to it on the right.
+/// Report text cut to `width` characters and padded to it on the right.
 void append_padded(text_buffer& line, std::string_view text, int width);
 void append_padded(text_buffer& line, std::wstring_view text, int width);
 
 /// The section frame of the plain-text formats.
 void open_underlined_section(text_buffer& line, const char* title);
 void close_underlined_section(text_buffer& line);
-/// Embeds a file as plain text.
+/// Embeds a file as plain text, byte by byte. False also when the report's stream failed.
 bool log_text_file(FILE* out, const char* path, FILE* in, unsigned limit);
 /// Embeds a file as markup and sums it for the section.
 bool log_markup_file(FILE* out, const char* path, FILE* in, unsigned limit);

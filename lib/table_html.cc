@@ -1,5 +1,4 @@
 // The HTML report. Values go in as they are, never escaped, and ASCII columns are not sanitised.
-#include "lib/mbcs.h"
 #include "lib/table_formats.h"
 #include "lib/xml.h"
 
@@ -7,12 +6,14 @@ namespace kestrel {
 
 namespace {
 
-void open(table_state& table) { table.line += "<H3>" + table.title + "</H3><TABLE BORDER>\n"; }
+void open(table_state& table) {
+  table.line += "<H3>" + report_text(table.title) + "</H3><TABLE BORDER>\n";
+}
 
 void heading(table_state& table) {
   table.line += "<TR>";
   for (const table_column& column : table.declared()) {
-    table.line += "<TH>" + column.name + "</TH>";
+    table.line += "<TH>" + report_text(column.name) + "</TH>";
   }
   table.line += "</TR>\n";
 }
@@ -30,13 +31,9 @@ uint16_t number(table_state& table, const table_column& column, const cell_numbe
   return 0;
 }
 
-uint16_t text(table_state& table, const table_column& column, std::string_view value) {
-  append_framed(table.line, column.frame, value);
-  return 0;
-}
-
-uint16_t wide_text(table_state& table, const table_column& column, std::wstring_view value) {
-  append_framed(table.line, column.frame, wide_to_mbcs(value));
+template <class View>
+uint16_t text(table_state& table, const table_column& column, View value) {
+  append_report_value(table.line, column.frame, value);
   return 0;
 }
 
@@ -45,13 +42,14 @@ void close_row(table_state& table) { table.line += "</TR>\n"; }
 void close(table_state& table) { table.line += "</TABLE>\n"; }
 
 void open_section(text_buffer& line, const char* title) {
-  line += std::string("<a name=\"") + title + "\"><H2>" + title + "</H2></a>\n";
+  const std::string shown = report_text(title);
+  line += "<a name=\"" + shown + "\"><H2>" + shown + "</H2></a>\n";
 }
 
 void close_section(text_buffer&) {}
 
 bool file(FILE* out, const char* path, FILE* in, unsigned limit) {
-  write_text(out, std::string("<H3>") + path + "</H3>\n<PRE>\n");
+  write_text(out, "<H3>" + report_text(path) + "</H3>\n<PRE>\n");
   if (!log_text_file(out, path, in, limit)) return false;
   write_text(out, "</PRE>\n");
   return true;
@@ -69,8 +67,8 @@ const output_format k_html_format = {
     .frame = frame,
     .open_row = open_row,
     .number = number,
-    .text = text,
-    .wide_text = wide_text,
+    .text = text<std::string_view>,
+    .wide_text = text<std::wstring_view>,
     .date = nullptr,
     .close_row = close_row,
     .close = close,

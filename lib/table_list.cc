@@ -10,7 +10,7 @@ constexpr const char* k_indent = "  ";
 
 void open(table_state& table) {
   const std::string rule(character_count(table.title), '-');
-  table.line += rule + "\n" + table.title + "\n" + rule + "\n";
+  table.line += rule + "\n" + report_text(table.title) + "\n" + rule + "\n";
 }
 
 void frame(const table_state& table, table_column& column) {
@@ -30,13 +30,13 @@ uint16_t number(table_state& table, const table_column& column, const cell_numbe
 
 uint16_t text(table_state& table, const table_column& column, std::string_view value) {
   table.line += k_indent;
-  append_framed(table.line, column.frame, value);
+  append_report_value(table.line, column.frame, value);
   return 0;
 }
 
 uint16_t wide_text(table_state& table, const table_column& column, std::wstring_view value) {
   // The indent is missing in the report on purpose.
-  append_framed(table.line, column.frame, wide_to_mbcs(value));
+  append_report_value(table.line, column.frame, value);
   return 0;
 }
 

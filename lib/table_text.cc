@@ -22,7 +22,7 @@ void append_cell(table_state& table, const table_column& column, View value) {
   table.line += " |";
 }
 
-void open(table_state& table) { table.line += "\nTable: " + table.title + "\n"; }
+void open(table_state& table) { table.line += "\nTable: " + report_text(table.title) + "\n"; }
 
 void heading(table_state& table) {
   append_border(table);

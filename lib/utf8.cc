@@ -31,6 +31,11 @@ sequence sequence_of(unsigned char lead) {
 
 uint32_t code_point(wchar_t c) { return static_cast<uint32_t>(c); }
 
+bool is_control(wchar_t c) {
+  const uint32_t value = code_point(c);
+  return value < 0x20 || (value >= 0x7F && value < 0xA0);
+}
+
 }  // namespace
 
 size_t ascii_prefix(std::string_view text) {
@@ -127,12 +132,14 @@ wchar_t markup_character(wchar_t c) {
   return c;
 }
 
+wchar_t report_character(wchar_t c) {
+  const bool is_replaced = is_control(c) && c != L'\t' && c != L'\n';
+  return is_replaced ? k_replacement : markup_character(c);
+}
+
 std::string one_utf8_line(std::wstring_view text) {
   std::wstring line(text);
-  for (wchar_t& c : line) {
-    const uint32_t value = code_point(c);
-    c = value < 0x20 || (value >= 0x7F && value < 0xA0) ? L'?' : markup_character(c);
-  }
+  for (wchar_t& c : line) c = is_control(c) ? L'?' : markup_character(c);
   return wide_to_utf8(line);
 }
 

@@ -50,7 +50,10 @@ std::string get_current_user() {
   return entry == nullptr ? "" : entry->pw_name;
 }
 
-std::string get_user_name() { return get_current_user(); }
+std::string get_user_name() {
+  const std::string user = get_current_user();
+  return user.empty() ? "Unknown" : user;
+}
 
 std::string get_user_desktop() {
   const std::string home = environment_text("HOME");

@@ -12,7 +12,7 @@ bool get_program_filename(char* buffer, size_t size);
 /// The host name, "" when it cannot be told.
 std::string get_computer_name();
 /// Login name of the real user id ("" when it has none); `get_user_name` is the same for the
-/// report.
+/// report ("Unknown" when it has none).
 std::string get_current_user();
 std::string get_user_name();
 /// The user's desktop folder: $HOME/Desktop, "" without HOME.

@@ -8,16 +8,14 @@
 #include <cstring>
 #include <limits>
 
+#include "lib/ascii_case.h"
+
 namespace kestrel {
 
 namespace {
 
-constexpr std::string_view k_white_space = " \t\n\v\f\r";
-
-char uppercase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
-
 bool is_alphanumeric(char c) {
-  return (c >= '0' && c <= '9') || (uppercase(c) >= 'A' && uppercase(c) <= 'Z');
+  return (c >= '0' && c <= '9') || (ascii_capital(c) >= 'A' && ascii_capital(c) <= 'Z');
 }
 
 bool is_continuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
@@ -30,7 +28,7 @@ std::string_view skip_white_space(std::string_view text) {
 /// Value of a digit in any base, 99 for what is none.
 unsigned digit_value(char c) {
   if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
-  const char upper = uppercase(c);
+  const char upper = ascii_capital(c);
   return upper >= 'A' && upper <= 'F' ? static_cast<unsigned>(upper - 'A' + 10) : 99;
 }
 
@@ -48,7 +46,7 @@ bool scan_number(std::string_view& text, int64_t& value, unsigned base) {
   if (!rest.empty() && (negative || rest[0] == '+')) rest.remove_prefix(1);
   if (base == 0) {
     base = !rest.empty() && rest[0] == '0' ? 8 : 10;
-    if (rest.size() > 2 && rest[0] == '0' && uppercase(rest[1]) == 'X' &&
+    if (rest.size() > 2 && rest[0] == '0' && ascii_capital(rest[1]) == 'X' &&
         digit_value(rest[2]) < 16) {
       base = 16;
       rest.remove_prefix(2);
@@ -70,11 +68,11 @@ bool scan_number(std::string_view& text, int64_t& value, unsigned base) {
 }  // namespace
 
 void convert_to_uppercase(char* text) {
-  for (; *text != '\0'; ++text) *text = uppercase(*text);
+  for (; *text != '\0'; ++text) *text = ascii_capital(*text);
 }
 
 void convert_to_uppercase(std::string& text) {
-  for (char& c : text) c = uppercase(c);
+  for (char& c : text) c = ascii_capital(c);
 }
 
 void filter_alphanumeric(std::string& text, char replacement) {

@@ -9,6 +9,9 @@
 
 namespace kestrel {
 
+/// White space of ASCII, whatever the locale is.
+inline constexpr std::string_view k_white_space = " \t\n\v\f\r";
+
 // --- clean-up, in place ---------------------------------------------------------------------
 
 /// ASCII letters only, whatever the locale is.

@@ -52,10 +52,21 @@ void reset_signals(const sigset_t& before) {
   sigprocmask(SIG_SETMASK, &before, nullptr);
 }
 
-void close_others(int pipe, const std::vector<int>& kept) {
+void close_others(const std::vector<int>& kept) {
   for (int held = 0; held < k_descriptors; ++held) {
-    if (held != pipe && std::find(kept.begin(), kept.end(), held) == kept.end()) close(held);
+    if (std::find(kept.begin(), kept.end(), held) == kept.end()) close(held);
   }
+}
+
+bool read_all(int from, char* bytes, size_t size) {
+  while (size > 0) {
+    const ssize_t count = read(from, bytes, size);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return false;
+    bytes += count;
+    size -= static_cast<size_t>(count);
+  }
+  return true;
 }
 
 bool write_all(int to, const char* bytes, size_t size) {
@@ -69,6 +80,13 @@ bool write_all(int to, const char* bytes, size_t size) {
   return true;
 }
 
+std::string frame_of(char kind, std::string_view bytes) {
+  std::string frame(k_frame_head, kind);
+  const auto size = static_cast<uint32_t>(bytes.size());
+  memcpy(&frame[1], &size, sizeof size);
+  return frame.append(bytes);
+}
+
 void log_received(std::string_view text) {
   open_log_file();
   printd_noflush("%.*s", static_cast<int>(text.size()), text.data());
@@ -80,11 +98,17 @@ void log_received(std::string_view text) {
 // --- the worker's side ----------------------------------------------------------------------
 
 void worker_link::write_frame(char kind, std::string_view bytes) {
-  std::string frame(k_frame_head, kind);
-  const auto size = static_cast<uint32_t>(bytes.size());
-  memcpy(&frame[1], &size, sizeof size);
-  frame += bytes;
+  const std::string frame = frame_of(kind, bytes);
   if (!write_all(pipe_, frame.data(), frame.size())) _exit(1);
+}
+
+bool worker_link::receive(std::string& request) {
+  char head[k_frame_head];
+  if (!read_all(requests_, head, sizeof head)) return false;
+  uint32_t size = 0;
+  memcpy(&size, &head[1], sizeof size);
+  request.resize(size);
+  return read_all(requests_, request.data(), size);
 }
 
 void worker_link::send(std::string_view record) {
@@ -111,8 +135,13 @@ worker::worker(const std::function<void(worker_link&)>& work, std::vector<int> k
                       MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED) return;
   state_.reset(new (memory) worker_link::shared_state);
-  int ends[2];
+  int ends[2], asking[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return;
+  if (pipe2(asking, O_CLOEXEC) != 0) {
+    close(ends[0]);
+    close(ends[1]);
+    return;
+  }
   const pid_t parent = getpid();
   const double used = static_cast<double>(clock()) / CLOCKS_PER_SEC;
   {
@@ -122,8 +151,9 @@ worker::worker(const std::function<void(worker_link&)>& work, std::vector<int> k
       prctl(PR_SET_PDEATHSIG, SIGKILL);
       if (getppid() != parent) _exit(1);
       reset_signals(blocked.before());
-      close_others(ends[1], kept);
-      worker_link link(ends[1], state_.get());
+      kept.insert(kept.end(), {ends[1], asking[0]});
+      close_others(kept);
+      worker_link link(ends[1], asking[0], state_.get());
       redirect_log([&link](std::string_view text) { link.write_frame('L', text); }, used);
       work(link);
       _exit(0);
@@ -131,11 +161,10 @@ worker::worker(const std::function<void(worker_link&)>& work, std::vector<int> k
   }
   const int errnum = errno;
   close(ends[1]);
-  if (child_ > 0) {
-    pipe_ = ends[0];
-  } else {
-    close(ends[0]);
-  }
+  close(asking[0]);
+  pipe_ = ends[0];
+  requests_ = asking[1];
+  if (child_ <= 0) leave();
   errno = errnum;
 }
 
@@ -143,8 +172,10 @@ worker::~worker() { leave(); }
 
 // A child that hangs in the kernel may outlive even SIGKILL, until its call returns.
 void worker::leave() {
-  if (pipe_ >= 0) close(pipe_);
-  pipe_ = -1;
+  for (int* end : {&pipe_, &requests_}) {
+    if (*end >= 0) close(*end);
+    *end = -1;
+  }
   if (child_ <= 0) return;
   kill(child_, SIGKILL);
   const auto patience = steady::now() + k_killed_patience;
@@ -156,6 +187,11 @@ void worker::leave() {
     std::this_thread::sleep_for(milliseconds(1));
   }
   child_ = -1;
+}
+
+bool worker::ask(std::string_view request) {
+  const std::string frame = frame_of('?', request);
+  return requests_ >= 0 && write_all(requests_, frame.data(), frame.size());
 }
 
 std::string worker::asked() const { return state_ == nullptr ? "" : state_->asked; }

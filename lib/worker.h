@@ -28,14 +28,17 @@ class worker_link {
   void progress();
   /// The same, and what it asks next (a path, a device; cut at 4095 bytes): told should it hang.
   void progress(std::string_view next);
+  /// Waits for what the parent asks; false when it will ask nothing more.
+  bool receive(std::string& request);
 
  private:
   friend class worker;
   struct shared_state;
-  worker_link(int pipe, shared_state* state) : pipe_(pipe), state_(state) {}
+  worker_link(int pipe, int requests, shared_state* state)
+      : pipe_(pipe), requests_(requests), state_(state) {}
   void write_frame(char kind, std::string_view bytes);
 
-  int pipe_;
+  int pipe_, requests_;
   shared_state* state_;
 };
 
@@ -62,6 +65,8 @@ class worker {
   bool is_started() const { return child_ > 0; }
   /// Waits for the next record. Every event but `record` is final.
   event next(std::string& record, int patience = k_worker_patience);
+  /// Hands it a request, which waits until the worker takes it: 60 KB at most, one at a time.
+  bool ask(std::string_view request);
   /// What the worker said last that it would ask.
   std::string asked() const;
 
@@ -77,6 +82,7 @@ class worker {
   std::unique_ptr<worker_link::shared_state, unmap> state_;
   pid_t child_ = -1;
   int pipe_ = -1;
+  int requests_ = -1;
   std::string unread_;
   size_t position_ = 0;
   event last_ = event::record;

@@ -74,4 +74,7 @@ inline void write_text(FILE* out, std::string_view text) {
   if (out != nullptr && !text.empty()) fwrite_unlocked(text.data(), 1, text.size(), out);
 }
 
+/// Whether every write on the stream succeeded so far; true for null.
+inline bool is_sound(FILE* out) { return out == nullptr || std::ferror(out) == 0; }
+
 }  // namespace kestrel

@@ -121,7 +121,7 @@ class character_writer {
 
  private:
   void put(wchar_t c) {
-    sum_ += static_cast<uint32_t>(c) & 0xFFFF;
+    sum_ += static_cast<uint32_t>(c);
     if (in_cdata_ && c == L'>' && brackets_ >= 2) bytes_ += "]]><![CDATA[";
     brackets_ = c == L']' ? brackets_ + 1 : 0;
     char utf8[4];

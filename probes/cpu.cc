@@ -6,7 +6,7 @@
 #include <span>
 
 #include "lib/cpuid_linux.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 
 namespace kestrel {
 namespace {
@@ -108,17 +108,31 @@ constexpr cpu_flag k_flags[] = {
     {"ht",   "Hyper-Threading", 28},
 };
 
-constexpr column k_family_columns[] = {
-    {"Vendor",    DT_STRING,  16},
-    {"Family",    DT_STRING,  32},
-    {"Family ID", DT_INTEGER, 0 },
-    {"Model",     DT_STRING,  32},
-    {"Model ID",  DT_INTEGER, 0 },
-    {"Stepping",  DT_INTEGER, 0 },
+struct cpu_family {
+  const char* vendor = "";
+  const char* family = "";
+  const char* model = "";
+  cpu_signature signature;
+  int family_id() const { return signature.family; }
+  int model_id() const { return signature.model; }
+  int stepping() const { return signature.stepping; }
 };
-constexpr column k_flag_columns[] = {
-    {"Flag Name", DT_STRING, 0},
-    {"Enabled",   DT_BOOL,   0},
+constexpr cell_of<cpu_family> k_family_cells[] = {
+    {"Vendor",    show<&cpu_family::vendor>.wide(16)},
+    {"Family",    show<&cpu_family::family>.wide(32)},
+    {"Family ID", show<&cpu_family::family_id>      },
+    {"Model",     show<&cpu_family::model>.wide(32) },
+    {"Model ID",  show<&cpu_family::model_id>       },
+    {"Stepping",  show<&cpu_family::stepping>       },
+};
+
+struct flag_state {
+  const char* name;
+  bool is_enabled;
+};
+constexpr cell_of<flag_state> k_flag_cells[] = {
+    {"Flag Name", show<&flag_state::name>      },
+    {"Enabled",   show<&flag_state::is_enabled>},
 };
 
 bool field_matches(int wanted, int given) {
@@ -135,30 +149,17 @@ bool matches(const cpu_signature& wanted, const cpu_signature& cpu) {
 }
 
 void write_family(FILE* fp, const char* vendor, const cpu_signature& cpu) {
-  const char* vendor_name = "";
-  const char* family_name = "";
-  const char* model_name = "";
-  cpu_probe::get_display_strings(vendor, cpu, &vendor_name, &family_name, &model_name);
-  Table table(fp, "CPU Family Information");
-  table.declare(k_family_columns);
-  table.start_row(vendor);
-  table.log_data(vendor_name);
-  table.log_data(family_name);
-  table.log_data(cpu.family);
-  table.log_data(model_name);
-  table.log_data(cpu.model);
-  table.log_data(cpu.stepping);
-  table.end_row();
+  cpu_family found;
+  found.signature = cpu;
+  cpu_probe::get_display_strings(vendor, cpu, &found.vendor, &found.family, &found.model);
+  record_table table(fp, "CPU Family Information", k_family_cells);
+  table.add(vendor, found);
 }
 
 void write_flags(FILE* fp, uint32_t edx) {
-  Table table(fp, "CPU Flags");
-  table.declare(k_flag_columns);
+  record_table table(fp, "CPU Flags", k_flag_cells);
   for (const cpu_flag& flag : k_flags) {
-    table.start_row(flag.row);
-    table.log_data(flag.name);
-    table.log_data(static_cast<int>(edx >> flag.bit & 1));
-    table.end_row();
+    table.add(flag.row, {flag.name, (edx >> flag.bit & 1) != 0});
   }
 }
 

@@ -74,16 +74,20 @@ std::string getMemCtrlErrDetect(uint32_t code) {
 }
 
 std::string getMemCtrlCorCapable(uint32_t bits) {
-  return names_of(k_error_correcting_capabilities, bits);
+  return bit_names(k_error_correcting_capabilities, bits, k_invalid_type);
 }
 
 std::string getMemCtrlInterleave(uint32_t code) {
   return name_of(k_interleaves, code, k_invalid_interleave);
 }
 
-std::string getMemoryModuleVoltage(uint32_t bits) { return names_of(k_module_voltages, bits); }
+std::string getMemoryModuleVoltage(uint32_t bits) {
+  return bit_names(k_module_voltages, bits, k_invalid_type);
+}
 
-std::string getMemorySpeeds(uint32_t bits) { return names_of(k_memory_speeds, bits); }
+std::string getMemorySpeeds(uint32_t bits) {
+  return bit_names(k_memory_speeds, bits, k_invalid_type);
+}
 
 std::string getMemoryType(uint32_t bits) { return Dmi::getType06MemoryType(bits); }
 
@@ -115,7 +119,9 @@ std::string getCacheSize(uint32_t size) {
   return format_text("%d K", static_cast<int>(size == units ? units : units * 64));
 }
 
-std::string getCacheSRAMType(uint32_t bits) { return names_of(k_sram_types, bits); }
+std::string getCacheSRAMType(uint32_t bits) {
+  return bit_names(k_sram_types, bits, k_invalid_type);
+}
 
 std::string getErrorCorrectionType(uint32_t code) {
   return name_of(k_error_correction_types, code, k_invalid_type);
@@ -147,10 +153,12 @@ std::string getSlotUsage(uint32_t code) { return name_of(k_slot_usages, code, k_
 
 std::string getSlotLength(uint32_t code) { return name_of(k_slot_lengths, code, k_invalid_length); }
 
-std::string getSlotCharacteristics(uint32_t bits) { return names_of(k_slot_characteristics, bits); }
+std::string getSlotCharacteristics(uint32_t bits) {
+  return bit_names(k_slot_characteristics, bits, k_invalid_type);
+}
 
 std::string getSlotCharacteristics2(uint32_t bits) {
-  return names_of(k_slot_characteristics2, bits);
+  return bit_names(k_slot_characteristics2, bits, k_invalid_type);
 }
 
 std::string getDeviceType(uint32_t type) {
@@ -198,7 +206,9 @@ std::string getFormFactor(uint32_t code) { return Dmi::getType17FormFactor(code)
 
 std::string getMemoryDeviceType(uint32_t code) { return Dmi::getType17MemoryType(code); }
 
-std::string getMemoryDetail(uint32_t bits) { return names_of(k_memory_details, bits); }
+std::string getMemoryDetail(uint32_t bits) {
+  return bit_names(k_memory_details, bits, k_invalid_type);
+}
 
 std::string getMemoryErrorType(uint32_t code) {
   return name_of(k_memory_error_types, code, k_invalid_type);
@@ -288,6 +298,8 @@ std::string getBootStatus(uint32_t code) {
 
 std::string smbios_own_handle(uint32_t handle) { return format_text("%04X", handle); }
 
+std::string smbios_hex2(uint32_t value) { return format_text("%02Xh", value); }
+
 std::string smbios_hex4(uint32_t value) { return format_text("%04Xh", value); }
 
 std::string smbios_hex8(uint32_t value) {
@@ -303,7 +315,7 @@ std::string smbios_decimal(uint32_t value) { return format_text("%u", value); }
 
 std::string smbios_position(uint32_t position) {
   constexpr uint32_t k_unknown = 0xFF;
-  return position == k_unknown ? "Unknown" : smbios_decimal(position);
+  return position == k_unknown ? "Unknown" : smbios_hex2(position);
 }
 
 namespace {

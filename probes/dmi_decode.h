@@ -1,6 +1,7 @@
 // Decoders of SMBIOS fields: each turns the value of one field into words. A code outside its
 // enumeration gives a text that begins with "Error: Invalid"; bit fields join the names of the set
-// bits with ", " and give "None" when no bit is set.
+// bits with ", ", where a bit without a name is "Error: Invalid Type", and give "None" when no bit
+// is set.
 #pragma once
 
 #include <cstdint>
@@ -90,13 +91,14 @@ std::string getBootStatus(uint32_t code);
 
 /// Plain values, in hexadecimal or decimal.
 std::string smbios_own_handle(uint32_t handle);  ///< "001F"
+std::string smbios_hex2(uint32_t value);         ///< "1Fh"
 std::string smbios_hex4(uint32_t value);         ///< "001Fh"
 std::string smbios_hex8(uint32_t value);         ///< "0000001Fh"
 /// The same; "Unknown" for 80000000h.
 std::string smbios_error_address(uint32_t address);
-std::string smbios_decimal(uint32_t value);
-/// The same; "Unknown" for FFh.
+/// As smbios_hex2; "Unknown" for FFh.
 std::string smbios_position(uint32_t position);
+std::string smbios_decimal(uint32_t value);
 
 /// Readings of probes, a signed word in the unit named, as "330.0 mV", "mA", "deg C" or "%";
 /// "Unknown" for 8000h.

@@ -27,9 +27,9 @@ constexpr smbios_cell k_connector[] = {
     {"External Connector Type", DT_STRING, 0, 0x07, 1, from_first, getConnectorType},
 };
 
-// The second byte came with version 2.1; later versions gave its upper bits names, this one none.
+// The second byte came with version 2.1.
 std::string slot_characteristics(const structure_reader& slot) {
-  const uint32_t first = slot.value({0x0B}), second = slot.value({0x0C, 1, from_2_1}) & 0x07;
+  const uint32_t first = slot.value({0x0B}), second = slot.value({0x0C, 1, from_2_1});
   if (second == 0) return getSlotCharacteristics(first);
   if (first == 0) return getSlotCharacteristics2(second);
   return getSlotCharacteristics(first) + ", " + getSlotCharacteristics2(second);

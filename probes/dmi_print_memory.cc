@@ -107,7 +107,7 @@ constexpr smbios_cell k_array_address[] = {
     {"Start Addr",      DT_ASCII, 0, 0x04, 4, from_first, smbios_hex8      },
     {"End Addr",        DT_ASCII, 0, 0x08, 4, from_first, smbios_hex8      },
     {"Array Handle",    DT_ASCII, 0, 0x0C, 2, from_first, smbios_hex4      },
-    {"Partition Width", DT_ASCII, 0, 0x0E, 1, from_first, smbios_decimal   },
+    {"Partition Width", DT_ASCII, 0, 0x0E, 1, from_first, smbios_hex2      },
 };
 
 constexpr smbios_cell k_device_address[] = {

@@ -7,35 +7,38 @@
 #include <string>
 
 #include "lib/debug.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 
 namespace kestrel {
 namespace {
 
-constexpr column k_variable_columns[] = {
-    {"Name",  DT_STRING, 40 },
-    {"Value", DT_STRING, 256},
+struct variable {
+  std::string name, value;
 };
 
-void write_variable(Table& table, const char* entry) {
+constexpr cell_of<variable> k_variable_cells[] = {
+    {"Name",  show<&variable::name>.wide(40)  },
+    {"Value", show<&variable::value>.wide(256)},
+};
+
+std::optional<variable> parse_variable(const char* entry) {
   const char* separator = std::strchr(entry, '=');
-  if (separator == nullptr) return;
-  const std::string name(entry, separator);
-  table.start_row(name.c_str());
-  table.log_data(name);
-  table.log_data(separator + 1);
-  table.end_row();
+  if (separator == nullptr) return {};
+  return variable{
+      {entry, separator},
+      separator + 1
+  };
 }
 
 void write_environment(FILE* fp) {
   printd("environment: get_current_environment\n");
   printd("environment: environ = %p\n", static_cast<void*>(environ));
   if (environ == nullptr) return;
-  Table table(fp, "Shell variables");
-  table.declare(k_variable_columns);
+  record_table table(fp, "Shell variables", k_variable_cells);
   for (int i = 0; environ[i] != nullptr; ++i) {
     printd("environment: environ[%d] = %s\n", i, environ[i]);
-    write_variable(table, environ[i]);
+    const std::optional<variable> found = parse_variable(environ[i]);
+    if (found) table.add(found->name, *found);
   }
 }
 

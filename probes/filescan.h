@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "lib/mounts.h"
 #include "lib/pathname.h"
 #include "lib/utilstr.h"
 
@@ -19,6 +20,7 @@ struct dentry {
   std::string name;
   size_t depth;
   bool named;
+  remote_mount* on = nullptr;  ///< the mount to be asked with care that the way leads over
 };
 
 /// Walks folders depth-first, the one added last first, in the order in which the system lists

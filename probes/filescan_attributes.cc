@@ -1,13 +1,16 @@
 // The attributes of the file scan's current entry, and their texts.
+#include <dirent.h>
 #include <fcntl.h>
 #include <fnmatch.h>
 #include <grp.h>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cinttypes>
+#include <climits>
 #include <cstring>
 
 #include "lib/date.h"
@@ -33,25 +36,60 @@ char* copy_text(char* buffer, int size, std::string_view text) {
 // --- reading --------------------------------------------------------------------------------
 
 // An entry that cannot be examined, such as a broken link, keeps the attributes of the entry
-// before. False for a link to a server that does not answer.
+// before. False for one on a mount that does not answer.
 bool filescan_linux::read_attributes(unsigned char type) {
-  ruled_out_ = !needs_attributes(type);
+  if (remote_ != nullptr) return take_remote_entry();
+  ruled_out_ = !needs_attributes(name_, type);
   if (ruled_out_) {
     unread_ = name_;
-  } else if (stat_entry(name_.c_str())) {
+  } else if (stat_entry(name_.c_str(), type)) {
     unread_.clear();
   } else {
-    const bool is_silent = errno == ETIMEDOUT;
+    const bool hung = errno == ETIMEDOUT;
     print_error("stat", errno);
     settle_attributes();
-    return !is_silent;
+    return !hung;
   }
   return true;
 }
 
-bool filescan_linux::stat_entry(const char* name) {
+bool filescan_linux::take_remote_entry() {
+  entry_on_ = remote_;
+  ruled_out_ = !entry_.is_read;
+  if (entry_.is_read && entry_.reason != 0) print_error("stat", entry_.reason);
+  if (entry_.has_status) take_attributes(entry_.status);
+  return entry_.reason != ETIMEDOUT;
+}
+
+// The mount that may hang and that has to be asked for an entry of a local folder: what is mounted
+// there, or what a link leads to.
+remote_mount* filescan_linux::leads_over(const char* name, unsigned char type) const {
+  if (folder_.empty() || (type != DT_UNKNOWN && type != DT_DIR && type != DT_LNK)) return nullptr;
+  if (type != DT_LNK) {
+    std::string path = folder_;
+    append_name(path, name);
+    if (remote_mount* mounted = remote_mounted_at(path)) return mounted;
+    if (type == DT_DIR) return nullptr;
+  }
+  char target[PATH_MAX];
+  const ssize_t length = readlinkat(dirfd(stream_.get()), name, target, sizeof target);
+  if (length <= 0) return nullptr;
+  return remote_on_way({target, static_cast<size_t>(length)}, folder_);
+}
+
+bool filescan_linux::stat_entry(const char* name, unsigned char type) {
   struct stat status;
-  if (!silent_mounts_.look_at(dirfd(stream_.get()), name, status)) return false;
+  entry_on_ = leads_over(name, type);
+  if (entry_on_ == nullptr) {
+    if (fstatat(dirfd(stream_.get()), name, &status, 0) != 0) return false;
+  } else if (!asked_.look_at(full_pathname(), *entry_on_, status)) {
+    return false;
+  }
+  take_attributes(status);
+  return true;
+}
+
+void filescan_linux::take_attributes(const struct stat& status) {
   attributes_ = {.change_time = status.st_ctime,
                  .access_time = status.st_atime,
                  .modification_time = status.st_mtime,
@@ -63,26 +101,25 @@ bool filescan_linux::stat_entry(const char* name) {
                  .mode = status.st_mode,
                  .user = status.st_uid,
                  .group = status.st_gid};
-  return true;
 }
 
 // Makes `attributes_` those of the latest entry, had all been read.
 void filescan_linux::settle_attributes() {
   if (unread_.empty()) return;
-  stat_entry(unread_.c_str());
+  stat_entry(unread_.c_str(), DT_REG);
   unread_.clear();
 }
 
 // A file whose name fails the filters needs none. The debug log shows the permissions of all.
-bool filescan_linux::needs_attributes(unsigned char type) {
+bool filescan_linux::needs_attributes(const std::string& name, unsigned char type) {
   if (type == DT_UNKNOWN || type == DT_DIR || type == DT_LNK || is_logging()) return true;
-  return name_passes();
+  return name_passes(name);
 }
 
-bool filescan_linux::name_passes() {
-  const auto matches = [this](std::optional<str_list>& patterns) {
+bool filescan_linux::name_passes(const std::string& name) {
+  const auto matches = [&name](std::optional<str_list>& patterns) {
     const char* pattern = patterns->get_first();
-    while (pattern != nullptr && fnmatch(pattern, name_.c_str(), 0) != 0) {
+    while (pattern != nullptr && fnmatch(pattern, name.c_str(), 0) != 0) {
       pattern = patterns->get_next();
     }
     return pattern != nullptr;

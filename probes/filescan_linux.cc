@@ -3,18 +3,16 @@
 #include "probes/filescan_linux.h"
 
 #include <fcntl.h>
-#include <linux/magic.h>
-#include <strings.h>
 #include <sys/stat.h>
-#include <sys/statfs.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
+#include "lib/ascii_case.h"
 #include "lib/debug.h"
 #include "lib/filelst.h"
-#include "lib/in_child.h"
+#include "lib/stop.h"
 
 namespace kestrel {
 namespace {
@@ -45,7 +43,7 @@ void filescan_linux::add_directory_to_scan(const char* path) {
     trace_scanned_already(path);
     return;
   }
-  if (strcasecmp(path, "%LocalDrives%") == 0) {
+  if (same_word(path, "%LocalDrives%")) {
     add_directory_to_scan("/");
     return;
   }
@@ -78,7 +76,7 @@ void filescan_linux::set_perm_check(int check) { permission_check_ = check < 0 ?
 // --- the walk -------------------------------------------------------------------------------
 
 bool filescan_linux::next() {
-  while (next_entry()) {
+  while (!is_stopping() && next_entry()) {
     if (ruled_out_ || add_if_directory()) continue;
     if (is_restricted() &&
         !match_filters(name_.c_str(), attributes_.permissions, filter_ ? &*filter_ : nullptr,
@@ -92,7 +90,7 @@ bool filescan_linux::next() {
 }
 
 bool filescan_linux::next_entry() {
-  if (stream_ != nullptr && next_file()) return true;
+  if (has_open_folder() && next_file()) return true;
   return next_directory();
 }
 
@@ -108,10 +106,15 @@ bool filescan_linux::next_file() {
     return true;
   }
   if (errno != 0) print_error("filescan: read_file_data", errno);
-  settle_attributes();
+  close_folder();
+  return false;
+}
+
+void filescan_linux::close_folder() {
+  if (remote_ == nullptr) settle_attributes();
+  remote_ = nullptr;
   finished_ = std::move(stream_);
   finished_depth_ = current_path_.depth();
-  return false;
 }
 
 bool filescan_linux::next_directory() {
@@ -145,24 +148,42 @@ bool filescan_linux::enter(const dentry& folder) {
          static_cast<int>(directories_scanned));
   ++directories_scanned;
 
-  if (folder.named && !is_answering(current_path_.c_str())) {
-    print_error(current_path_.c_str(), errno);
+  remote_mount* on = folder.named ? remote_on_way(current_path_.text()) : folder.on;
+  const bool is_open = on != nullptr && (is_silent(*on) || asked_.has_worker())
+                           ? open_remote(*on)
+                           : open_local(folder);
+  if (!is_open) {
+    if (errno != 0) print_error(current_path_.c_str(), errno);
     return false;
   }
+  if (read_file_data()) return true;
+  printd("empty directory %s 0x%x\n", current_path_.c_str(),
+         stream_ == nullptr ? 0u : static_cast<unsigned>(dirfd(stream_.get())));
+  stream_.reset();
+  remote_ = nullptr;
+  return false;
+}
+
+bool filescan_linux::open_local(const dentry& folder) {
   errno = 0;
   const int opened = open_folder(folder);
   stream_.reset(opened < 0 ? nullptr : fdopendir(opened));
   if (stream_ == nullptr) {
-    if (errno != 0) print_error(current_path_.c_str(), errno);
     if (opened >= 0) close(opened);
     return false;
   }
   struct stat status;
   if (fstat(opened, &status) == 0) ancestors_.back().key = {status.st_dev, status.st_ino};
-  if (read_file_data()) return true;
-  printd("empty directory %s 0x%x\n", current_path_.c_str(), static_cast<unsigned>(opened));
-  stream_.reset();
-  return false;
+  if (has_remote_mounts()) folder_ = path_of_folder(opened);
+  return true;
+}
+
+bool filescan_linux::open_remote(remote_mount& on) {
+  struct stat status;
+  if (!asked_.list(std::string(current_path_.text()), on, status)) return false;
+  ancestors_.back().key = {status.st_dev, status.st_ino};
+  remote_ = &on;
+  return true;
 }
 
 int filescan_linux::open_folder(const dentry& folder) const {
@@ -175,15 +196,11 @@ int filescan_linux::open_folder(const dentry& folder) const {
 
 // Reads the next entry but "." and ".."; false with errno 0 at the end of the folder.
 bool filescan_linux::read_file_data() {
-  for (;;) {
-    errno = 0;
-    const dirent* entry = readdir(stream_.get());
-    if (entry == nullptr) return false;
-    name_ = entry->d_name;
+  unsigned char type = DT_UNKNOWN;
+  while (read_entry(type)) {
     printd("filescan: fdata.filename: %s\n", name_.c_str());
-    if (is_silent_mount()) continue;
     if (!is_dot_or_dotdot(name_)) {
-      if (!read_attributes(entry->d_type)) {
+      if (!read_attributes(type)) {
         trace_silent();
         continue;
       }
@@ -193,6 +210,24 @@ bool filescan_linux::read_file_data() {
     printd("filescan: got . or ..\n");
     printd("filescan: read_file_data again\n");
   }
+  return false;
+}
+
+bool filescan_linux::read_entry(unsigned char& type) {
+  errno = 0;
+  if (remote_ != nullptr) {
+    entry_ = {};
+    const bool is_read = asked_.next(entry_);
+    if (!entry_.is_read && entry_.has_status) take_attributes(entry_.status);
+    name_ = entry_.name;
+    type = entry_.type;
+    return is_read;
+  }
+  const dirent* entry = readdir(stream_.get());
+  if (entry == nullptr) return false;
+  name_ = entry->d_name;
+  type = entry->d_type;
+  return true;
 }
 
 bool filescan_linux::add_if_directory() {
@@ -206,7 +241,8 @@ bool filescan_linux::add_if_directory() {
   } else if (is_kernel_tree()) {
     printd("filescan: not scanning %s, as it is made by the kernel\n", name_.c_str());
   } else {
-    add_dentry({name_, current_path_.depth(), false});
+    remote_mount* on = has_remote_mounts() ? remote_of_device(attributes_.device) : nullptr;
+    add_dentry({name_, current_path_.depth(), false, on != nullptr ? on : entry_on_});
   }
   return true;
 }
@@ -223,20 +259,9 @@ bool filescan_linux::is_on_own_path() const {
 
 // Whether the current entry leads from another file system into proc or sysfs, which have no end.
 bool filescan_linux::is_kernel_tree() const {
-  if (attributes_.device == ancestors_.back().key.device) return false;
-  const int opened = openat(dirfd(stream_.get()), name_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-  if (opened < 0) return false;
-  struct statfs status;
-  const bool known = fstatfs(opened, &status) == 0;
-  close(opened);
-  return known && (status.f_type == PROC_SUPER_MAGIC || status.f_type == SYSFS_MAGIC);
-}
-
-bool filescan_linux::is_silent_mount() {
-  const inode_key& folder = ancestors_.back().key;
-  if (!silent_mounts_.hold(folder.device, folder.inode, name_)) return false;
-  trace_silent();
-  return true;
+  if (remote_ != nullptr) return entry_.is_kernel_made;
+  if (entry_on_ != nullptr || attributes_.device == ancestors_.back().key.device) return false;
+  return is_made_by_kernel(dirfd(stream_.get()), name_.c_str());
 }
 
 void filescan_linux::trace_silent() const {
@@ -246,6 +271,7 @@ void filescan_linux::trace_silent() const {
 bool filescan_linux::file_exists(const char* directory, const char* pattern) {
   std::string wanted = directory;
   wanted.append("/").append(pattern);
+  if (!is_reachable(directory)) return false;
   const FileList found(wanted.c_str());
   printd("filescan: glob returned %i, with gl_pathc: %i\n", found.result(),
          static_cast<int>(found.size()));

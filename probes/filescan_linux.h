@@ -10,8 +10,8 @@
 #include <memory>
 #include <set>
 
+#include "lib/remote_files.h"
 #include "probes/filescan.h"
-#include "probes/filescan_mounts.h"
 
 namespace kestrel {
 
@@ -65,8 +65,8 @@ class time_text {
 };
 
 /// See `filescan`. What the kernel makes (proc, sysfs) is not walked into from another file system,
-/// nor is a folder in which the walk is already; a mount point
-/// whose server does not answer is left out.
+/// nor is a folder in which the walk is already. What
+/// stands on a mount that may hang is read by a worker; a mount that does not answer is left out.
 class filescan_linux : public filescan {
  public:
   void add_directory_to_scan(const char* path) override;
@@ -107,17 +107,24 @@ class filescan_linux : public filescan {
 
   bool enter(const dentry& folder);
   int open_folder(const dentry& folder) const;
+  bool open_local(const dentry& folder);
+  bool open_remote(remote_mount& on);
+  bool has_open_folder() const { return stream_ != nullptr || remote_ != nullptr; }
+  bool read_entry(unsigned char& type);
+  void close_folder();
   bool next_entry();
   bool read_file_data();
   bool read_attributes(unsigned char type);
-  bool stat_entry(const char* name);
+  bool stat_entry(const char* name, unsigned char type);
+  bool take_remote_entry();
+  void take_attributes(const struct stat& status);
+  remote_mount* leads_over(const char* name, unsigned char type) const;
   void settle_attributes();
-  bool needs_attributes(unsigned char type);
-  bool name_passes();
+  bool needs_attributes(const std::string& name, unsigned char type);
+  bool name_passes(const std::string& name);
   bool is_restricted() const;
   bool is_on_own_path() const;
   bool is_kernel_tree() const;
-  bool is_silent_mount();
   void trace_silent() const;
   std::string full_pathname() const;
 
@@ -127,9 +134,14 @@ class filescan_linux : public filescan {
   std::vector<ancestor> ancestors_;
   std::string name_;
   file_attributes attributes_;
-  bool ruled_out_ = false;  ///< the name fails the filters, so `attributes_` were not read
-  std::string unread_;      ///< the latest entry whose attributes were not read
-  silent_mounts silent_mounts_;
+  bool ruled_out_ = false;          ///< the name fails the filters, so `attributes_` were not read
+  std::string unread_;              ///< the latest entry whose attributes were not read
+  std::string folder_;              ///< path of the open local one, where mounts may hang
+  remote_mount* remote_ = nullptr;  ///< that the open folder stands on, when a worker reads it
+  remote_mount* entry_on_ = nullptr;  ///< that the way to the current entry leads over
+  remote_entry entry_;
+  remote_files asked_{
+      [this](const std::string& name, unsigned char type) { return needs_attributes(name, type); }};
   std::set<inode_key, inode_cmp> scanned_;  // Never filled, on purpose.
   int permission_mask_ = k_all_permissions;
   int permission_check_ = 0;

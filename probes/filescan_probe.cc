@@ -1,7 +1,6 @@
 // The file scan as a task: its parameters, and the separate file that takes its result.
 #include "probes/filescan_probe.h"
 
-#include <strings.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,6 +11,7 @@
 #include "gatherer/gthfile.h"
 #include "gatherer/kestrel2.h"
 #include "gatherer/ks2file.h"
+#include "lib/ascii_case.h"
 #include "lib/cleanup.h"
 #include "lib/table.h"
 #include "lib/temporary.h"
@@ -61,14 +61,14 @@ filescan_probe::filescan_probe(const char* probe_name, int probe_order, int deta
 
 bool filescan_probe::set_parameter(const char* key, const char* value) {
   for (const text_parameter& parameter : k_texts) {
-    if (strcasecmp(key, parameter.name) != 0) continue;
+    if (!same_word(key, parameter.name)) continue;
     this->*parameter.place = value == nullptr ? text() : text(value);
     if (!is_empty(value)) return true;
     printm("The filescan %s parameter requires a non-empty value.\n", parameter.name);
     return false;
   }
   for (const flag_parameter& parameter : k_flags) {
-    if (strcasecmp(key, parameter.name) == 0) return set_flag(parameter, value);
+    if (same_word(key, parameter.name)) return set_flag(parameter, value);
   }
   printm("%s is not a valid parameter for filescan\n", key);
   return false;

@@ -2,36 +2,31 @@
 #include "probes/firmware_probe.h"
 
 #include "lib/dmi.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 #include "probes/smapi.h"
 
 namespace kestrel {
 namespace {
 
-constexpr column k_columns[] = {
-    {"Firmware", DT_STRING, 0},
-    {"Version",  DT_STRING, 0},
-    {"Date",     DT_STRING, 0},
+struct firmware {
+  std::string name, version;
+  gathered_date date;
+};
+
+constexpr cell_of<firmware> k_firmware_cells[] = {
+    {"Firmware", show<&firmware::name>   },
+    {"Version",  show<&firmware::version>},
+    {"Date",     show<&firmware::date>   },
 };
 
 }  // namespace
 
 bool firmware_probe::run(FILE* fp) {
   Dmi& dmi = Dmi::get_instance();
-  Table table(fp, "Firmware Information");
-  table.declare(k_columns);
-  table.start_row("BIOS");
-  table.log_data("System BIOS");
-  table.log_data(dmi.get_bios_build());
-  table.log_data(dmi.get_bios_date());
-  table.end_row();
-
   char version[16];
-  table.start_row("EC");
-  table.log_data("Embedded Controller");
-  table.log_data(smapi_get_h8_version(version, sizeof version));
-  table.log_data("");
-  table.end_row();
+  record_table table(fp, "Firmware Information", k_firmware_cells);
+  table.add("BIOS", {"System BIOS", dmi.get_bios_build(), dmi.get_bios_date()});
+  table.add("EC", {"Embedded Controller", smapi_get_h8_version(version, sizeof version), {}});
   return true;
 }
 

@@ -7,13 +7,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "lib/debug.h"
 #include "lib/file.h"
-#include "lib/in_child.h"
+#include "lib/remote_files.h"
 #include "lib/table.h"
 #include "lib/utilstr.h"
 
@@ -23,6 +22,7 @@ namespace {
 constexpr const char* k_mount_table = "/etc/mtab";
 constexpr size_t k_longest_entry = 65536;  // overlays have thousands of characters of options
 constexpr unsigned k_kilo = 1024;
+constexpr std::string_view k_automount = "autofs";
 
 constexpr column k_filesystem_columns[] = {
     {"Mount Point",        DT_STRING, 256},
@@ -41,70 +41,33 @@ constexpr std::string_view k_excluded_types[] = {"devfs",  "tmpfs",    "proc",
 
 uint64_t size_in_bytes(uint64_t count, uint64_t block_size) { return count * block_size; }
 
-bool read_usage(const char* folder, filesystem_usage& usage) {
-  struct statvfs answer;
-  if (statvfs(folder, &answer) != 0) return false;
-  usage.block_size = answer.f_frsize != 0 ? answer.f_frsize : answer.f_bsize;
-  usage.total = answer.f_blocks;
-  usage.free = answer.f_bfree;
-  return true;
-}
-
-// Asks for the sizes of mounts; a server that once did not answer is not asked for the next one.
+// Asks for the sizes of mounts. What only waits to be mounted is left alone.
 class usage_reader {
  public:
   /// All zero when the sizes cannot be told.
   filesystem_usage usage_of(const mntent& entry);
 
  private:
-  bool ask_remote(const mntent& entry, filesystem_usage& usage);
-  bool is_behind_remote(const std::string& folder) const;
+  bool measure(const mntent& entry, struct statvfs& answer);
 
-  std::vector<std::string> remote_folders_;  // with a slash behind
-  std::set<std::string> silent_servers_;
+  remote_files remote_;
 };
 
 filesystem_usage usage_reader::usage_of(const mntent& entry) {
-  filesystem_usage usage;
+  struct statvfs answer = {};
   errno = 0;
-  std::string folder = entry.mnt_dir;
-  if (!folder.ends_with('/')) folder += '/';
-  const bool is_remote = may_hang(entry.mnt_type);
-  const bool is_known = is_remote || is_behind_remote(folder) ? ask_remote(entry, usage)
-                                                              : read_usage(entry.mnt_dir, usage);
-  if (is_remote) remote_folders_.push_back(folder);
-  if (!is_known) print_error("fs_linux: statvfs", errno);
-  return usage;
-}
-
-// The way to a local mount may lead through a remote one.
-bool usage_reader::is_behind_remote(const std::string& folder) const {
-  return std::any_of(remote_folders_.begin(), remote_folders_.end(),
-                     [&](const std::string& above) { return folder.starts_with(above); });
-}
-
-// "host:/folder" or "//host/share"; "" when the device names no server.
-std::string server_of(const std::string& device) {
-  const bool is_share = device.starts_with("//");
-  // The colons of an IPv6 address stand in brackets.
-  const size_t start = device.starts_with('[') ? device.find(']') : 0;
-  const size_t end = is_share ? device.find('/', 2) : device.find(':', start);
-  return end == std::string::npos ? "" : device.substr(0, end);
-}
-
-bool usage_reader::ask_remote(const mntent& entry, filesystem_usage& usage) {
-  const std::string server = server_of(entry.mnt_fsname);
-  const bool is_named = !server.empty();
-  if (is_named && silent_servers_.count(server) != 0) {
-    errno = EHOSTDOWN;
-    return false;
+  if (entry.mnt_type == k_automount || !measure(entry, answer)) {
+    print_error("fs_linux: statvfs", errno);
+    return {};
   }
-  const auto read = [&entry](filesystem_usage& answer) {
-    return read_usage(entry.mnt_dir, answer);
-  };
-  if (read_in_child(read, k_server_patience, usage)) return true;
-  if (is_named && errno == ETIMEDOUT) silent_servers_.insert(server);
-  return false;
+  return {answer.f_frsize != 0 ? answer.f_frsize : answer.f_bsize, answer.f_blocks, answer.f_bfree};
+}
+
+// The way to a local mount may lead over a remote one.
+bool usage_reader::measure(const mntent& entry, struct statvfs& answer) {
+  remote_mount* on = remote_on_way(entry.mnt_dir);
+  if (on == nullptr) return statvfs(entry.mnt_dir, &answer) == 0;
+  return remote_.measure(entry.mnt_dir, *on, answer);
 }
 
 void log_size(Table& table, uint64_t count, uint64_t block_size) {

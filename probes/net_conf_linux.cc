@@ -1,7 +1,6 @@
 // See net_conf_linux.h. Words end at white space; blanks and tabs separate them.
 #include "probes/net_conf_linux.h"
 
-#include <cctype>
 #include <cerrno>
 #include <utility>
 
@@ -48,7 +47,7 @@ std::string_view clean(std::string_view line) {
   return trim_whitespace(line.substr(0, line.find('\0')));
 }
 
-bool is_space(char c) { return isspace(static_cast<unsigned char>(c)) != 0; }
+bool is_space(char c) { return k_white_space.find(c) != std::string_view::npos; }
 
 // The next word, at most `limit` characters of it, and the blanks behind it. White space before it
 // is skipped, so every call shortens the text.

@@ -6,6 +6,7 @@
 #include <linux/rtnetlink.h>
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "lib/debug.h"
 #include "lib/decode.h"
@@ -59,7 +60,9 @@ bool parse_netlink_message(byte_span bytes, netlink_message& message) {
 }
 
 void netlink_error_message(const char* label, byte_span payload) {
-  printd("net: %s: %s\n", label, strerror(host_value<int32_t>(payload)));
+  // The kernel counts errors below zero.
+  const int error = to_int(std::abs(int64_t{host_value<int32_t>(payload)}));
+  printd("net: %s: %s\n", label, strerror(error));
 }
 
 void netlink_print_nlmsghdr(const netlink_message& message) {
@@ -76,6 +79,10 @@ int netlink_validate_message(const netlink_message& message, int expected) {
   if (message.type == expected) return 0;
   if (message.type == NLMSG_DONE) {
     printd("net: Done processing messages\n");
+    // So the kernel tells of a message that would not have fitted the buffer.
+    if (host_value<int32_t>(message.payload) != 0) {
+      netlink_error_message("the dump is incomplete", message.payload);
+    }
     return 1;
   }
   if (message.type == NLMSG_ERROR) {

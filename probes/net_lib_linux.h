@@ -43,7 +43,7 @@ struct netlink_message {
 bool parse_netlink_message(byte_span bytes, netlink_message& message);
 
 /// 0 when the message has the expected type, 1 when it ends the dump, -1 when it reports an error
-/// or is of any other type.
+/// or is of any other type. A dump that ends early, with an error, is told in the debug log.
 int netlink_validate_message(const netlink_message& message, int expected);
 
 /// Makes sure that an unread message is in the buffer: sends the request if this conversation has
@@ -55,7 +55,8 @@ int netlink_get_message(netlink_buffer* nlb, int type, int family);
 /// error.
 int netlink_next_message(netlink_buffer* nlb, int request, int answer, netlink_message& message);
 
-/// Traces, behind `label`, the error that the payload of an NLMSG_ERROR message begins with.
+/// Traces, behind `label`, the error that the payload of an NLMSG_ERROR or NLMSG_DONE message
+/// begins with.
 void netlink_error_message(const char* label, byte_span payload);
 /// Traces the header's fields.
 void netlink_print_nlmsghdr(const netlink_message& message);

@@ -3,8 +3,13 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "lib/debug.h"
+#include "lib/file.h"
+#include "lib/getline.h"
 #include "lib/table.h"
+#include "lib/utilstr.h"
 #include "probes/net_addr_linux.h"
 #include "probes/net_conf_linux.h"
 #include "probes/net_iptables_linux.h"
@@ -97,10 +102,24 @@ void net_probe::make_interface_list() {
   for (;;) {
     rtnl_link_info link;
     printd("net: doing rtnl_next_link\n");
-    if (rtnl_next_link(nlb.get(), &link) != 0) return;
+    if (rtnl_next_link(nlb.get(), &link) != 0) break;
     printd("ADDING AN INTERFACE\n");
     add_interface(link);
   }
+  trace_hidden_interfaces();
+}
+
+void net_probe::trace_hidden_interfaces() const {
+  const file_ptr in = is_logging() ? open_for_reading("/proc/net/dev") : nullptr;
+  if (in == nullptr) return;
+  for_each_line(in.get(), "net", [this](const std::string& line) {
+    const size_t end = line.find(':');
+    if (end == std::string::npos) return;  // the heading
+    const std::string wanted(trim_whitespace(std::string_view(line).substr(0, end)));
+    const auto is_wanted = [&](const rtnl_link_info& link) { return wanted == link.name; };
+    if (std::any_of(interfaces_.begin(), interfaces_.end(), is_wanted)) return;
+    printd("net: %s is missing in the dump\n", wanted.c_str());
+  });
 }
 
 void net_probe::scan_link(FILE* fp) {
@@ -109,7 +128,7 @@ void net_probe::scan_link(FILE* fp) {
   for (const rtnl_link_info& link : interfaces_) {
     table.start_row(link.name);
     for (const char* text : {link.name, link.type, link.address, link.flags}) table.log_data(text);
-    table.log_data(static_cast<unsigned long>(link.mtu));
+    table.log_data(link.mtu);
     table.end_row();
   }
 }
@@ -121,7 +140,7 @@ void net_probe::scan_link_stats(FILE* fp) {
     table.start_row(link.name);
     table.log_data(link.name);
     for (size_t i = 0; i < k_reported_counters; ++i) {
-      table.log_data(static_cast<unsigned long>(link.stats[i]));
+      table.log_data(link.stats[i]);
     }
     table.end_row();
   }

@@ -36,6 +36,10 @@ class net_probe : public probe {
   const rtnl_link_info* find_interface(int index) const;
 
  private:
+  /// The kernel may end the dump, without an error, in front of an interface whose message exceeds
+  /// the buffer; the debug log names those that are missing.
+  void trace_hidden_interfaces() const;
+
   std::list<rtnl_link_info> interfaces_;
 };
 

@@ -115,6 +115,9 @@ int netlink_receive_message(netlink_buffer* nlb) {
     return -1;
   }
   printd("net: recvmsg, rc = %d\n", static_cast<int>(length));
+  if (length > nlb->size) {
+    printd("net: datagram of %d bytes cut to %d\n", static_cast<int>(length), nlb->size);
+  }
   nlb->length = static_cast<int>(std::min<ssize_t>(length, nlb->size));
   print_hexdump("netlink message", nlb->buffer.data(), nlb->length, nullptr);
   return 0;

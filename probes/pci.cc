@@ -142,11 +142,14 @@ void for_each_pci_function(
     const std::function<void(const pci_address&, const pci_header&)>& visit) {
   int last_bus = PCI_get_last_bus();
   if (last_bus < 0 || last_bus > 0xFF) last_bus = k_last_bus_by_default;
+  const std::vector<bool> listed = pci_list_functions();
   for (int bus = 0; bus <= last_bus; ++bus) {
     for (int device = 0; device < k_devices; ++device) {
       for (int function = 0; function < k_functions; ++function) {
         pci_address at = {static_cast<uint8_t>(bus), static_cast<uint8_t>(device),
                           static_cast<uint8_t>(function)};
+        const auto key = static_cast<size_t>(bus << 8 | device << 3 | function);
+        if (key < listed.size() && !listed[key]) break;
         pci_header header;
         if (!GetInfoPCI(at.bus, at.device, at.function, header)) break;
         visit(at, header);

@@ -72,7 +72,8 @@ bool PCI_WriteDWordRegister(uint8_t bus, uint8_t device, uint8_t function, uint8
 bool GetInfoPCI(uint8_t bus, uint8_t device, uint8_t function, pci_header& header);
 
 /// Visits every function that answers, in ascending order. A device is left at its first function
-/// that does not answer, and after function 0 unless that says that there are more.
+/// that does not answer or is not listed, and after function 0 unless that says that there are
+/// more.
 void for_each_pci_function(const std::function<void(const pci_address&, const pci_header&)>& visit);
 
 /// Names of a base class and of (base class << 8 | subclass), as PCI Code and ID Assignment

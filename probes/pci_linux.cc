@@ -9,6 +9,7 @@
 #include <chrono>
 
 #include "lib/debug.h"
+#include "lib/folder_listing.h"
 #include "lib/util_linux.h"
 #include "lib/utilstr.h"
 
@@ -79,6 +80,23 @@ bool pci_write_config(uint8_t bus, uint8_t device, uint8_t function, uint8_t off
 }
 
 int PCI_get_last_bus() { return k_last_bus; }
+
+std::vector<bool> pci_list_functions() {
+  constexpr unsigned k_functions_of_a_bus = 256;
+  std::vector<bool> listed((k_last_bus + 1) * k_functions_of_a_bus);
+  const folder_listing buses(k_bus_folder);
+  for (unsigned bus = 0; bus <= k_last_bus; ++bus) {
+    const std::string name = format_text("%02x", bus);
+    if (!buses.may_have(name)) continue;
+    const folder_listing functions((k_bus_folder + name).c_str());
+    for (unsigned i = 0; i < k_functions_of_a_bus; ++i) {
+      constexpr char k_digits[] = "0123456789abcdef";
+      const char file[] = {k_digits[i >> 7], k_digits[i >> 3 & 15], '.', k_digits[i & 7]};
+      listed[bus * k_functions_of_a_bus + i] = functions.may_have({file, sizeof file});
+    }
+  }
+  return listed;
+}
 
 bool PCI_get_interrupt_routing(std::vector<unsigned char>& table) {
   table.clear();

@@ -22,6 +22,10 @@ int PCI_get_last_bus();
 /// offers none.
 bool PCI_get_interrupt_routing(std::vector<unsigned char>& table);
 
+/// A flag a function, by bus << 8 | device << 3 | function: clear where the folders of the buses up
+/// to the last one do not list it, so that it need not be opened.
+std::vector<bool> pci_list_functions();
+
 /// Waits a millisecond between two polls of a device.
 void pci_pause();
 /// Milliseconds of a clock that never goes back.

@@ -1,12 +1,11 @@
 // See pci_probe.h.
 #include "probes/pci_probe.h"
 
-#include <strings.h>
-
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "lib/ascii_case.h"
 #include "lib/debug.h"
 #include "lib/dmi.h"
 #include "lib/sysinfo.h"
@@ -163,7 +162,7 @@ bool is_pci_blacklisted() {
   const char* maker = SysInfo::get_instance().OEM();
   printd("pci: checking blacklist for %s\n", maker);
   for (const char* entry : k_blacklist) {
-    if (strncasecmp(maker, entry, std::strlen(entry)) != 0) continue;
+    if (!begins_with_word(maker, entry)) continue;
     printd("pci: blacklisted, matches %s\n", entry);
     return true;
   }

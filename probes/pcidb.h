@@ -12,7 +12,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <map>
+#include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,7 +32,8 @@ struct pcidb_record {
 /// id clamped to 32 bits.
 std::optional<pcidb_record> parse_pcidb_line(std::string_view line);
 
-/// The names in memory. A record holds until the next load.
+/// The names: the file's text, in which the few that a machine needs are looked for. A record holds
+/// until the next load.
 class pci_database {
  public:
   pci_database() { clear(); }
@@ -37,13 +41,14 @@ class pci_database {
   /// Loads pcidb.txt from the current folder, or else from the program's folder, or else from the
   /// data folder of an installation. Returns the number of records.
   int load();
-  /// Replaces the content by that of one file; 0 when it cannot be read.
+  /// Replaces the content by that of one file; 0 when it cannot be read. Of a file beyond any
+  /// database the first 16 MB count.
   int load(const char* path);
   /// The same from a stream that can be rewound and stays the caller's. `name` is for the log.
   int load(FILE* in, const char* name);
 
   /// Number of records.
-  int size() const { return static_cast<int>(records_.size()); }
+  int size() const { return count_; }
   /// Bytes of the longest name, its terminator included.
   int longest_name() const { return longest_name_; }
 
@@ -80,19 +85,34 @@ class pci_database {
   static pci_database* instance;  ///< null before that
 
  private:
-  struct record {
-    char kind;
-    uint32_t id;
-    uint32_t name;  // where it begins in names_
+  // A record: its index, and where its line begins in text_.
+  struct place {
+    uint32_t id = 0;
+    int index = -1;
+    size_t at = 0;
   };
+  class walk;
   void clear();
-  void store(const pcidb_record& found);
-  const char* name_at(int index) const;
+  void read_text(FILE* in);
+  void index_records();
+  void log_ignored_lines() const;
+  const std::vector<place>& devices_of(const place& vendor) const;
+  place find_vendor(unsigned vendor) const;
+  place find_device(unsigned vendor, unsigned device, unsigned revision) const;
+  place find_subsys_device(unsigned vendor, unsigned device, unsigned revision,
+                           unsigned subsystem_vendor, unsigned subsystem_device) const;
+  place find_subsys_vendor(unsigned vendor, unsigned subsystem_vendor,
+                           unsigned subsystem_device) const;
+  const char* name_of(const place& record) const;
 
-  std::vector<record> records_;  // in file order
-  std::vector<int> vendors_;     // indexes of the V records
-  std::string names_;            // each with its terminator
+  std::unique_ptr<char[]> bytes_;
+  std::string_view text_;
+  int count_;
   int longest_name_;
+  std::vector<place> vendors_;  // in file order
+  // What was asked for: the devices of a vendor, by the vendor's index, and names.
+  mutable std::map<int, std::vector<place>> devices_;
+  mutable std::set<std::string, std::less<>> names_;
 };
 
 }  // namespace kestrel

@@ -12,8 +12,8 @@
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/getline.h"
-#include "lib/in_child.h"
 #include "lib/mbcs.h"
+#include "lib/mounts.h"
 #include "lib/table.h"
 #include "lib/utilstr.h"
 
@@ -60,7 +60,7 @@ constexpr locale_row locale_settings[] = {
 bool read_rc_file(const rc_file& file, std::string& out, size_t size) {
   std::string path = file.path;
   if (file.is_in_home && !build_home_path(file.path, path, k_path_size)) return false;
-  if (file.is_in_home && !is_answering(path.c_str())) {
+  if (!is_reachable(path.c_str())) {
     print_error(path.c_str(), errno);
     return false;
   }

@@ -13,20 +13,17 @@
 namespace kestrel {
 namespace {
 
-constexpr size_t k_longest_text = 63;
-constexpr size_t k_longest_type = 31;
-
-constexpr column k_dma_columns[] = {
-    {"Name",    DT_STRING,  64},
-    {"Channel", DT_INTEGER, 0 },
+constexpr cell_of<dma_channel> k_dma_cells[] = {
+    {"Name",    show<&dma_channel::name>   },
+    {"Channel", show<&dma_channel::channel>},
 };
-constexpr column k_iomem_columns[] = {
-    {"Memory Range", DT_STRING, 64},
-    {"Description",  DT_STRING, 64},
+constexpr cell_of<resource_range> k_iomem_cells[] = {
+    {"Memory Range", show<&resource_range::range>      },
+    {"Description",  show<&resource_range::description>},
 };
-constexpr column k_ioports_columns[] = {
-    {"Port Number", DT_STRING, 64},
-    {"Description", DT_STRING, 64},
+constexpr cell_of<resource_range> k_ioports_cells[] = {
+    {"Port Number", show<&resource_range::range>      },
+    {"Description", show<&resource_range::description>},
 };
 
 // Lines without a number that are reported.
@@ -99,19 +96,6 @@ size_t count_cpus(FILE* in) {
   return cpus;
 }
 
-void write_ranges(Table& table, const char* path, const char* module) {
-  file_ptr in = open_resource(path, module);
-  if (in == nullptr) return;
-  for_each_line(in.get(), module, [&](const std::string& line) {
-    const std::optional<resource_range> found = parse_range_line(line.c_str());
-    if (!found) return;
-    table.start_row(found->range.c_str());
-    table.log_data(found->range);
-    table.log_data(found->description);
-    table.end_row();
-  });
-}
-
 }  // namespace
 
 std::optional<dma_channel> parse_dma_line(std::string_view line) {
@@ -120,14 +104,14 @@ std::optional<dma_channel> parse_dma_line(std::string_view line) {
   line.remove_prefix(1);
   const std::string_view name = next_word(line);
   if (name.empty()) return {};
-  return dma_channel{cut(name, k_longest_text), to_int(channel)};
+  return dma_channel{name, to_int(channel)};
 }
 
 std::optional<resource_range> parse_range_line(std::string_view line) {
   const size_t colon = line.find(':');
   if (colon == std::string_view::npos || colon + 2 >= line.size()) return {};
   const std::string_view description = line.substr(colon + 2);
-  return resource_range{cut(next_word(line), k_longest_text), cut(description, k_longest_text)};
+  return resource_range{next_word(line), description};
 }
 
 std::optional<interrupt> parse_interrupt_line(std::string_view line, size_t cpus) {
@@ -140,8 +124,8 @@ std::optional<interrupt> parse_interrupt_line(std::string_view line, size_t cpus
     std::string_view word = next_word(text);
     if (cpu < k_max_cpu_columns) scan_integer(word, found.counts[cpu]);
   }
-  found.type = cut(next_word(text), k_longest_type);
-  found.device = cut(text, k_longest_text);
+  found.type = next_word(text);
+  found.device = text;
   return found;
 }
 
@@ -158,32 +142,23 @@ void write_interrupts(FILE* fp, FILE* in) {
 }
 
 bool dma_probe::run(FILE* fp) {
-  Table table(fp, "DMA Channels in use");
-  table.declare(k_dma_columns);
-  file_ptr in = open_resource("/proc/dma", "dma");
-  if (in == nullptr) return true;
-  for_each_line(in.get(), "dma", [&](const std::string& line) {
-    const std::optional<dma_channel> found = parse_dma_line(line.c_str());
-    if (!found) return;
-    table.start_row(found->name.c_str());
-    table.log_data(found->name);
-    table.log_data(found->channel);
-    table.end_row();
-  });
+  record_table table(fp, "DMA Channels in use", k_dma_cells);
+  add_lines(table, open_resource("/proc/dma", "dma").get(), "dma", parse_dma_line,
+            &dma_channel::name);
   return true;
 }
 
 bool iomem_probe::run(FILE* fp) {
-  Table table(fp, "I/O Memory Map");
-  table.declare(k_iomem_columns);
-  write_ranges(table, "/proc/iomem", "iomem");
+  record_table table(fp, "I/O Memory Map", k_iomem_cells);
+  add_lines(table, open_resource("/proc/iomem", "iomem").get(), "iomem", parse_range_line,
+            &resource_range::range);
   return true;
 }
 
 bool ioports_probe::run(FILE* fp) {
-  Table table(fp, "I/O Ports");
-  table.declare(k_ioports_columns);
-  write_ranges(table, "/proc/ioports", "ioports");
+  record_table table(fp, "I/O Ports", k_ioports_cells);
+  add_lines(table, open_resource("/proc/ioports", "ioports").get(), "ioports", parse_range_line,
+            &resource_range::range);
   return true;
 }
 

@@ -10,22 +10,22 @@
 #include <string_view>
 
 #include "gatherer/probe.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 
 namespace kestrel {
 
 /// A DMA channel in use.
 struct dma_channel {
-  std::string name;  ///< at most 63 bytes
+  kept_text<63> name;
   int channel = 0;
 };
 /// Takes a line of /proc/dma without its newline. Nothing without a channel and a name.
 std::optional<dma_channel> parse_dma_line(std::string_view line);
 
-/// A range of memory or of ports, each text at most 63 bytes.
+/// A range of memory or of ports.
 struct resource_range {
-  std::string range;
-  std::string description;
+  kept_text<63> range;
+  kept_text<63> description;
 };
 /// Takes a line of /proc/iomem or /proc/ioports without its newline. How deep the range is nested
 /// is dropped. Nothing without a description.
@@ -38,8 +38,8 @@ inline constexpr size_t k_max_cpu_columns = Table::k_max_columns - 3;
 struct interrupt {
   std::string irq;  ///< its number, or what a line without one counts
   std::array<int64_t, k_max_cpu_columns> counts{};  ///< by processor
-  std::string type;                                 ///< controller, at most 31 bytes
-  std::string device;                               ///< at most 63 bytes
+  kept_text<31> type;                               ///< controller
+  kept_text<63> device;
 };
 /// Takes a line of /proc/interrupts without its newline, and how many processors the file's heading
 /// names; counts past the last column are skipped. Nothing for the lines that are not reported.

@@ -6,14 +6,15 @@
 #include <string_view>
 
 #include "gatherer/probe.h"
+#include "lib/table_rows.h"
 
 namespace kestrel {
 
 /// A job of a system crontab (crontab(5)); times as they stand there.
 struct crontab_job {
-  std::string minute, hour, day, month, weekday;  ///< at most 15 bytes each
-  std::string user;                               ///< at most 31 bytes
-  std::string command;                            ///< at most 127 bytes
+  kept_text<15> minute, hour, day, month, weekday;
+  kept_text<31> user;
+  kept_text<127> command;
 };
 /// Takes a line without its newline; missing fields are empty. Nothing for a comment, a variable
 /// and whatever else does not begin with a minute.

@@ -1,10 +1,9 @@
 // See scsi.h.
 #include "probes/scsi.h"
 
-#include <strings.h>
-
 #include <algorithm>
 
+#include "lib/ascii_case.h"
 #include "lib/debug.h"
 #include "lib/utilstr.h"
 
@@ -56,7 +55,7 @@ char* put_text(char* buffer, int size, const std::string& text) {
 
 bool field_matches(const char* wanted, const char* field) {
   std::string_view trimmed = trim_whitespace(std::string_view(field));
-  return wanted == nullptr || strcasecmp(wanted, std::string(trimmed).c_str()) == 0;
+  return wanted == nullptr || same_word(wanted, trimmed);
 }
 
 const char* shown(const char* field) { return field == nullptr ? "" : field; }
@@ -151,9 +150,6 @@ bool scsi_probe::read_inquiry() {
   std::array<unsigned char, k_scsi_inquiry_size> data = {};
   byte_span reply = ask(*this, k_inquiry, data);
   if (reply.empty() || device_ == nullptr) return false;
-  // Behind the length that the device tells there is only what the buffer held.
-  const size_t sent = std::min<size_t>(data[4] + size_t{5}, data.size());
-  std::fill(data.begin() + static_cast<std::ptrdiff_t>(sent), data.end(), 0);
   device_->type = data[0];
   device_->inquiry = data;
   return true;

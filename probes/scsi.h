@@ -33,7 +33,8 @@ struct scsi_device {
   int target = 0;
   int lun = 0;
   int type = 0;  ///< byte 0 of the INQUIRY data, peripheral qualifier included
-  std::array<unsigned char, k_scsi_inquiry_size> inquiry = {};  ///< zero past what it sent
+  /// The reply to INQUIRY whatever length it tells: devices exist that send their texts and say 0.
+  std::array<unsigned char, k_scsi_inquiry_size> inquiry = {};
   uint32_t capabilities = 0;  ///< optical drives: bits 0-7 read abilities, 8-15 write abilities
   bool blacklisted = false;   ///< never asked for its serial number
 };

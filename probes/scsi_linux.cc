@@ -10,6 +10,7 @@
 #include <cerrno>
 
 #include "lib/debug.h"
+#include "lib/folder_listing.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -35,6 +36,10 @@ constexpr device_class k_classes[] = {
 std::string node_path(const char* base, unsigned index, device_numbering mode) {
   char path[32];
   return make_device_name(path, sizeof path, k_device_folder, base, "", index, mode);
+}
+
+bool is_listed(const folder_listing& devices, const std::string& path) {
+  return devices.may_have(std::string_view(path).substr(sizeof k_device_folder - 1));
 }
 
 /// False, and a zero address, when the node does not tell all of it.
@@ -173,10 +178,13 @@ void scsi_linux_probe::open() {
 }
 
 size_t scsi_linux_probe::count_nodes() {
-  auto count = [](device_numbering mode) {
+  const folder_listing listed(k_device_folder);
+  auto count = [&listed](device_numbering mode) {
     size_t found = 0;
+    if (!listed.may_have_any("sg")) return found;
     for (unsigned i = 0; i < k_max_nodes; ++i) {
       std::string path = node_path("sg", i, mode);
+      if (!is_listed(listed, path)) continue;
       if (!open_node(path.c_str(), O_RDONLY).is_open()) continue;
       printd("scsi: found %s\n", path.c_str());
       ++found;
@@ -209,9 +217,12 @@ void scsi_linux_probe::add_node(const std::string& path) {
 }
 
 void scsi_linux_probe::map_class_devices() {
+  const folder_listing listed(k_device_folder);
   for (const device_class& kind : k_classes) {
+    if (!listed.may_have_any(kind.base)) continue;
     for (unsigned i = 0; i < kind.count; ++i) {
       std::string path = node_path(kind.base, i, kind.mode);
+      if (!is_listed(listed, path)) continue;
       open_node node(path.c_str(), O_RDONLY);
       scsi_address address;
       if (!node.is_open() || !read_address(node, address)) continue;

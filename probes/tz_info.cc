@@ -2,38 +2,38 @@
 #include "probes/tz_info.h"
 
 #include "lib/date.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 
 namespace kestrel {
 namespace {
 
-constexpr column k_time_columns[] = {
-    {"Location",        DT_STRING, 5 },
-    {"Date",            DT_ASCII,  0 },
-    {"Time",            DT_ASCII,  0 },
-    {"Daylight Saving", DT_STRING, 0 },
-    {"Time Zone",       DT_STRING, 40},
-};
-
-void write_row(Table& table, const char* location, const std::tm& value, const char* zone) {
+struct clock_reading {
+  std::string location;
   gathered_date date;
   gathered_time time;
-  date.setDate(&value);
-  time.setDate(&value);
-  table.start_row(location);
-  table.log_data(location);
-  table.log_data(date);
-  table.log_data(time);
-  table.log_data(value.tm_isdst > 0 ? "Yes" : "No");
-  table.log_data(zone);
-  table.end_row();
+  std::string is_daylight_saving;
+  std::string zone;
+};
+
+constexpr cell_of<clock_reading> k_time_cells[] = {
+    {"Location",        show<&clock_reading::location>.wide(5)  },
+    {"Date",            show_ascii<&clock_reading::date>        },
+    {"Time",            show_ascii<&clock_reading::time>        },
+    {"Daylight Saving", show<&clock_reading::is_daylight_saving>},
+    {"Time Zone",       show<&clock_reading::zone>.wide(40)     },
+};
+
+clock_reading read_clock(const char* location, const std::tm& value, const char* zone) {
+  clock_reading reading = {location, {}, {}, value.tm_isdst > 0 ? "Yes" : "No", zone};
+  reading.date.setDate(&value);
+  reading.time.setDate(&value);
+  return reading;
 }
 
 }  // namespace
 
 void write_time(FILE* fp, std::time_t moment) {
-  Table table(fp, "Current Time", "TIME");
-  table.declare(k_time_columns);
+  record_table table(fp, "Current Time", "TIME", k_time_cells);
   std::tm local = {};
   std::tm greenwich = {};
   char zone[128] = "";
@@ -41,8 +41,8 @@ void write_time(FILE* fp, std::time_t moment) {
   localtime_r(&moment, &local);
   gmtime_r(&moment, &greenwich);
   if (std::strftime(zone, sizeof zone, "%Z", &local) == 0) zone[0] = '\0';
-  write_row(table, "Local", local, zone);
-  write_row(table, "GMT", greenwich, "GMT");
+  table.add("Local", read_clock("Local", local, zone));
+  table.add("GMT", read_clock("GMT", greenwich, "GMT"));
 }
 
 void TimeZoneInfo(FILE* fp) { write_time(fp, std::time(nullptr)); }

@@ -10,8 +10,6 @@
 
 #include "lib/debug.h"
 #include "lib/file.h"
-#include "lib/getline.h"
-#include "lib/table.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -20,22 +18,19 @@ namespace {
 constexpr const char* k_passwd_file = "/etc/passwd";
 constexpr const char* k_group_file = "/etc/group";
 
-constexpr size_t k_longest_name = 31;
-constexpr size_t k_longest_home = 63;
-constexpr size_t k_longest_shell = 15;
 constexpr size_t k_longest_field = 255;
 
-constexpr column k_account_columns[] = {
-    {"Username",       DT_STRING,  32},
-    {"User ID",        DT_INTEGER, 0 },
-    {"Home Directory", DT_STRING,  64},
-    {"Shell",          DT_STRING,  16},
+constexpr cell_of<account> k_account_cells[] = {
+    {"Username",       show<&account::name> },
+    {"User ID",        show<&account::id>   },
+    {"Home Directory", show<&account::home> },
+    {"Shell",          show<&account::shell>},
 };
 
-constexpr column k_group_columns[] = {
-    {"Group name", DT_STRING,  32 },
-    {"Group ID",   DT_INTEGER, 0  },
-    {"Users",      DT_STRING,  256},
+constexpr cell_of<user_group> k_group_cells[] = {
+    {"Group name", show<&user_group::name> },
+    {"Group ID",   show<&user_group::id>   },
+    {"Users",      show<&user_group::users>},
 };
 
 using fields = std::array<std::string, 7>;
@@ -49,10 +44,10 @@ std::optional<fields> split_fields(std::string_view line) {
   return found;
 }
 
-int64_t number_of(std::string_view field) {
+int64_t id_in(std::string_view field) {
   int64_t number = 0;
   scan_decimal(field, number);
-  return number;
+  return std::min<int64_t>(number, UINT_MAX);
 }
 
 file_ptr open_list(const char* path, const char* error) {
@@ -67,52 +62,42 @@ std::optional<account> parse_passwd_line(std::string_view line) {
   const std::optional<fields> found = split_fields(line);
   if (!found) return {};
   const auto& [name, password, id, group, comment, home, shell] = *found;
-  return account{cut(name, k_longest_name), number_of(id), cut(home, k_longest_home),
-                 cut(shell, k_longest_shell)};
+  return account{name, id_in(id), home, shell};
 }
 
 std::optional<user_group> parse_group_line(std::string_view line) {
   const std::optional<fields> found = split_fields(line);
   if (!found) return {};
   const fields& field = *found;
-  return user_group{cut(field[0], k_longest_name), number_of(field[2]), field[3]};
+  return user_group{field[0], id_in(field[2]), field[3]};
 }
 
 void write_accounts(FILE* fp, FILE* in) {
-  Table table(fp, "User Accounts");
-  table.declare(k_account_columns);
-  if (in == nullptr) return;
-  for_each_line(in, "passwd", [&table](const std::string& line) {
-    printd("passwd: scanning %s\n", line.c_str());
-    const std::optional<account> found = parse_passwd_line(line.c_str());
-    if (!found) return;
-    printd("passwd: got %s %i %s %s\n", found->name.c_str(), to_int(found->id), found->home.c_str(),
-           found->shell.c_str());
-    table.start_row(found->name.c_str());
-    table.log_data(found->name);
-    table.log_count(std::min<int64_t>(found->id, UINT_MAX));
-    table.log_data(found->home);
-    table.log_data(found->shell);
-    table.end_row();
-  });
+  record_table table(fp, "User Accounts", k_account_cells);
+  const auto parse = [](std::string_view line) {
+    printd("passwd: scanning %s\n", line.data());
+    std::optional<account> found = parse_passwd_line(line);
+    if (found) {
+      printd("passwd: got %s %i %s %s\n", found->name.c_str(), to_int(found->id),
+             found->home.c_str(), found->shell.c_str());
+    }
+    return found;
+  };
+  add_lines(table, in, "passwd", parse, &account::name);
 }
 
 void write_groups(FILE* fp, FILE* in) {
-  Table table(fp, "Groups");
-  table.declare(k_group_columns);
-  if (in == nullptr) return;
-  for_each_line(in, "group", [&table](const std::string& line) {
-    printd("group: scanning %s\n", line.c_str());
-    const std::optional<user_group> found = parse_group_line(line.c_str());
-    if (!found) return;
-    printd("group: got %s %i %s %s\n", found->name.c_str(), to_int(found->id), found->users.c_str(),
-           "");
-    table.start_row(found->name.c_str());
-    table.log_data(found->name);
-    table.log_count(std::min<int64_t>(found->id, UINT_MAX));
-    table.log_data(found->users);
-    table.end_row();
-  });
+  record_table table(fp, "Groups", k_group_cells);
+  const auto parse = [](std::string_view line) {
+    printd("group: scanning %s\n", line.data());
+    std::optional<user_group> found = parse_group_line(line);
+    if (found) {
+      printd("group: got %s %i %s %s\n", found->name.c_str(), to_int(found->id),
+             found->users.c_str(), "");
+    }
+    return found;
+  };
+  add_lines(table, in, "group", parse, &user_group::name);
 }
 
 bool passwd_probe::test() { return access(k_passwd_file, R_OK) == 0; }

@@ -7,15 +7,16 @@
 #include <string_view>
 
 #include "gatherer/probe.h"
+#include "lib/table_rows.h"
 
 namespace kestrel {
 
 /// An account of passwd(5).
 struct account {
-  std::string name;  ///< at most 31 bytes
-  int64_t id = 0;
-  std::string home;   ///< at most 63 bytes
-  std::string shell;  ///< at most 15 bytes
+  kept_text<31> name;
+  int64_t id = 0;  ///< 32 bits at most
+  kept_text<63> home;
+  kept_text<15> shell;
 };
 /// Takes a line of /etc/passwd without its newline; missing fields are empty. Nothing for an empty
 /// line.
@@ -23,9 +24,9 @@ std::optional<account> parse_passwd_line(std::string_view line);
 
 /// A group of group(5).
 struct user_group {
-  std::string name;  ///< at most 31 bytes
-  int64_t id = 0;
-  std::string users;  ///< the list as it stands, at most 255 bytes
+  kept_text<31> name;
+  int64_t id = 0;        ///< 32 bits at most
+  kept_text<255> users;  ///< the list as it stands
 };
 /// The same for a line of /etc/group.
 std::optional<user_group> parse_group_line(std::string_view line);

@@ -79,6 +79,14 @@ bool pci_write_config(uint8_t bus, uint8_t device, uint8_t function, uint8_t off
 
 int PCI_get_last_bus() { return 15; }
 
+std::vector<bool> pci_list_functions() {
+  std::vector<bool> listed(16 << 8);
+  for (const auto& [key, function] : fake_pci().functions) {
+    if (key < listed.size()) listed[key] = true;
+  }
+  return fake_pci().unlisted ? std::vector<bool>(listed.size(), true) : listed;
+}
+
 bool PCI_get_interrupt_routing(std::vector<unsigned char>& table) {
   table = fake_pci().routing_table;
   return !table.empty();

@@ -41,6 +41,7 @@ struct played_function : pcivpd_registers {
 struct played_pci {
   std::map<unsigned, played_function> functions;  ///< by pci_key
   std::vector<unsigned char> routing_table;
+  bool unlisted = false;               ///< a listing tells nothing: every function may be there
   int64_t milliseconds = 0;            ///< the clock; a pause moves it by one
   std::vector<unsigned> header_reads;  ///< keys whose header was asked for, in order
 };

@@ -1,10 +1,11 @@
 // SMBIOS access over two recorded tables and over tables that lie.
 #include <gtest/gtest.h>
 
+#include "lib/debug.h"
 #include "lib/dmi.h"
 #include "lib/pma_linux.h"
 #include "tests/doors/fake_pma.h"
-#include "tests/lib/scratch.h"
+#include "tests/lib/report_capture.h"
 
 namespace kestrel {
 namespace {
@@ -86,14 +87,22 @@ TEST(Dmi, RecordedDesktopHasModulesAndItsTableInTheArea) {
 
 TEST(Dmi, OnlyATableStrictlyInsideTheAreaIsTakenFromIt) {
   const unsigned long size = k_system.size();
-  for (unsigned long address :
-       {0xF0000ul, 0xF0001ul, 0x100000 - size, 0x100001 - size, 0xFFFFFul}) {
+  // What lies behind the end of the area is zero.
+  const std::pair<unsigned long, const char*> cases[] = {
+      {0xF0000,         "Maker"},
+      {0xF0001,         "Maker"},
+      {0x100000 - size, "Maker"},
+      {0x100004 - size, "Mak"  },
+      {0xFFFFE,         ""     },
+      {0xFFFFF,         "Maker"}
+  };
+  for (const auto& [address, make] : cases) {
     play_smbios(k_system, address);
     played_memory().ranges.erase(0xFFFE0);
     played_memory().ranges[0xF8000] = smbios_entry_point(address, size);
     Dmi dmi;
-    EXPECT_EQ(dmi.get_make(), "Maker") << address;
-    const bool inside = address > 0xF0000 && address + size <= 0x100000;
+    EXPECT_EQ(dmi.get_make(), make) << address;
+    const bool inside = address > 0xF0000 && address < 0xFFFFF;
     EXPECT_EQ(played_memory().requests.size(), inside ? 1u : 2u) << address;
   }
 }
@@ -136,7 +145,7 @@ TEST(Dmi, EmptyAnswersWithoutATable) {
   EXPECT_FALSE(refused.is_valid());
 }
 
-TEST(Dmi, TruncatedAtEveryLengthKeepsTheWholeStructures) {
+TEST(Dmi, TruncatedAtEveryLengthKeepsWhatBegins) {
   const byte_vector table = recorded("server");
   unsigned last = 0;
   for (size_t length = 1; length <= table.size(); ++length) {
@@ -148,6 +157,13 @@ TEST(Dmi, TruncatedAtEveryLengthKeepsTheWholeStructures) {
     dmi.get_model(), dmi.get_uuid(), dmi.get_bios_build(), dmi.get_installed_memory_type(1);
   }
   EXPECT_EQ(last, 20u);  // of 21; the end mark is none
+  // A length that is short by some bytes costs those bytes, and the texts that they hold.
+  for (size_t missing = 1; missing <= 10; ++missing) {
+    play_smbios(byte_span(k_system).first(k_system.size() - missing));
+    Dmi dmi;
+    EXPECT_EQ(dmi.get_make(), std::string("Maker").substr(0, 7 - std::min<size_t>(missing, 7)));
+    EXPECT_EQ(dmi.get_num_structs(1), 1u) << missing;
+  }
 }
 
 TEST(Dmi, LengthsThatLieEndTheWalk) {
@@ -155,7 +171,8 @@ TEST(Dmi, LengthsThatLieEndTheWalk) {
     for (const unsigned char length : byte_vector{0, 1, 3, 200}) {
       play_smbios(k_system + byte_vector{type, length, 0, 0, 0, 0} + k_system);
       Dmi dmi;
-      EXPECT_EQ(count_all(dmi), 1u) << int{type} << " " << int{length};
+      // One longer than what is left of the table takes it all.
+      EXPECT_EQ(count_all(dmi), length < 4 ? 1u : 2u) << int{type} << " " << int{length};
     }
   }
   byte_vector large;
@@ -163,6 +180,12 @@ TEST(Dmi, LengthsThatLieEndTheWalk) {
   large.resize(65535, 'x');
   play_smbios(large);
   Dmi dmi;
+  const std::string log = written_by([&](FILE* out) {
+    enable_log_to_stream(out);
+    dmi.init();
+    disable_log_to_stream();
+  });
+  EXPECT_NE(log.find("dmi: Table cut to 16384 of 65535 bytes\n"), std::string::npos);
   EXPECT_EQ(dmi.get_num_structs(2), 163u);  // whole structures of 100 bytes in 16384
   EXPECT_EQ(played_memory().requests.back().length, 16384);
 }

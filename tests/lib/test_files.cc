@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "lib/file.h"
+#include "lib/folder_listing.h"
 #include "lib/getline.h"
 #include "lib/misc.h"
 #include "lib/textfile.h"
@@ -127,4 +128,19 @@ TEST_F(Files, WholeFilesRoundTrip) {
   const auto status = LoadProcFile("/proc/self/status");
   ASSERT_TRUE(status.has_value());
   EXPECT_EQ(FindTextValue(*status, "Pid", ':'), std::to_string(getpid()));
+}
+
+TEST(FolderListing, OnlyAListingThatShowsSomethingRulesNamesOut) {
+  scratch_folder folder;
+  const auto seen = [&](const char* name) {
+    const folder_listing listing((folder / name).c_str());
+    return std::string(listing.may_have("sg1") ? "1" : "") + (listing.may_have("sg0") ? "0" : "") +
+           (listing.may_have_any("sg") ? "g" : "") + (listing.may_have_any("sd") ? "d" : "");
+  };
+  EXPECT_EQ(seen("absent"), "");
+  std::filesystem::create_directories(folder / "some/sg1");
+  put_file(folder / "some/sc", "");
+  EXPECT_EQ(seen("some"), "1g");
+  EXPECT_EQ(seen("some/sg1"), "10gd");  // empty
+  EXPECT_EQ(seen("some/sc"), "10gd");   // no folder
 }

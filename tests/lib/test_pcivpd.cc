@@ -1,7 +1,9 @@
 // VPD of played cards: honest ones, slow ones, silent ones and liars.
 #include <gtest/gtest.h>
 
+#include "lib/debug.h"
 #include "tests/doors/fake_pci.h"
+#include "tests/lib/report_capture.h"
 
 namespace kestrel {
 namespace {
@@ -63,22 +65,31 @@ TEST(PciVpd, EveryRecordIsFiled) {
 
 TEST(PciVpd, PatienceIsLimited) {
   EXPECT_EQ(texts_of(decode(k_card, 3)), k_card_texts);
-  decoded silent = decode(k_card, INT_MAX);
-  EXPECT_EQ(silent.card.addresses.size(), 1u);
-  EXPECT_EQ(silent.card.polls, 1000);
-  EXPECT_EQ(fake_pci().milliseconds, 999);
-  // Every byte is in time, all of them together are not.
-  decoded slow = decode(k_identifier + resource('\x90', std::string(0x4000, ' ')), 101);
-  EXPECT_EQ(texts_of(slow), "0=Fast card;");
-  EXPECT_EQ(fake_pci().milliseconds, 2000);
+  const std::string log = written_by([](FILE* out) {
+    enable_log_to_stream(out);
+    decoded silent = decode(k_card, INT_MAX);
+    EXPECT_EQ(silent.card.addresses.size(), 1u);
+    EXPECT_EQ(silent.card.polls, 1000);
+    EXPECT_EQ(fake_pci().milliseconds, 999);
+    // Every byte is in time, all of them together are not: what is whole by then counts.
+    decoded slow =
+        decode(k_identifier + resource('\x90', record("PN", "1") + std::string(0x4000, ' ')), 101);
+    EXPECT_EQ(texts_of(slow), "0=Fast card;1=1;");
+    EXPECT_EQ(fake_pci().milliseconds, 2000);
+    disable_log_to_stream();
+  });
+  EXPECT_NE(log.find("no answer at address 0000\n"), std::string::npos);
+  EXPECT_NE(log.find("the card's 2000 ms are over at address 0018\n"), std::string::npos);
 }
 
 TEST(PciVpd, LengthsThatLie) {
-  // A resource past the last address is not begun: bit 15 of an address would program the card.
-  decoded past = decode(k_identifier + resource('\x91', "") + "\x90\xFF\xFFPN");
-  EXPECT_EQ(texts_of(past), "0=Fast card;");
-  EXPECT_EQ(past.card.addresses.back(), k_identifier.size() + 3);
-  // The last byte that can be addressed is read, and nothing behind it.
+  // The last byte that can be addressed is read, and nothing behind it: bit 15 of an address would
+  // program the card.
+  decoded past =
+      decode(k_identifier + resource('\x91', "") + "\x90\xFF\xFF" + record("PN", "kept"));
+  EXPECT_EQ(texts_of(past), "0=Fast card;1=kept;");
+  EXPECT_EQ(past.card.addresses.back(), 0x7FFFu);
+  EXPECT_EQ(texts_of(decode("\x82\xFE\x7F" + std::string(0x7FFE, 'x'))), "");
   decoded full = decode("\x82\xFD\x7F" + std::string(0x7FFD, 'x'));
   EXPECT_EQ(texts_of(full), "0=" + std::string(0x7FFD, 'x') + ";");
   EXPECT_EQ(full.card.addresses.back(), 0x7FFFu);
@@ -89,17 +100,19 @@ TEST(PciVpd, LengthsThatLie) {
   }
 }
 
-// Wherever it happens, what was decoded before stays: resource by resource.
+// Wherever it happens, what was decoded before stays: record by record.
 TEST(PciVpd, AReadThatFailsEndsTheDecode) {
   std::vector<std::string> seen;
   for (int reads = 0; reads < 500; ++reads) {
     std::string texts = texts_of(decode(k_card, 1, reads));
     if (seen.empty() || texts != seen.back()) seen.push_back(texts);
   }
-  EXPECT_EQ(seen,
-            (std::vector<std::string>{
-                "", "0=Fast card;",
-                "0=Fast card;1=12A3456;2=A...;3=;4=S 1;12=seven;15=lower;42=sum;", k_card_texts}));
+  const std::string name = "0=Fast card;", number = name + "1=12A3456;",
+                    serial = number + "2=A...;3=;4=S 1;", checked = serial + "12=seven;15=lower;";
+  EXPECT_EQ(seen, (std::vector<std::string>{
+                      "", name, name + "1=old;", name + "1=older;", number, number + "2=A...;",
+                      number + "2=A...;3=;", serial, serial + "15=upper;", serial + "15=lower;",
+                      checked, checked + "42=sum;", checked + "41=c;42=sum;", k_card_texts}));
 }
 
 // `list` holds an offset, an id and the next offset a capability; the first one is where it begins.

@@ -8,6 +8,8 @@
 #include "lib/table.h"
 #include "tests/lib/report_capture.h"
 
+using namespace std::string_literals;
+
 namespace kestrel {
 namespace {
 
@@ -87,24 +89,24 @@ TEST(Table, EveryFormatAsAWhole) {
   EXPECT_EQ(Table::get_output_format(), OUTPUT_XML) << "the lower-case flavour is stored as XML";
 }
 
-// Narrow text is in the locale's encoding, and so is what a wide cell becomes in every format but
-// markup; there sums are over the UTF-8 that is written, in wide cells over the characters.
+// Narrow text is in the locale's encoding, what is written UTF-8; sums are over that, in wide cells
+// over the characters.
 TEST(Table, LocaleThatIsNotUtf8) {
   const made_locale locale("de_DE", "ISO-8859-1");
   const std::pair<output_format_type, std::string> cases[] = {
       {OUTPUT_TEXT,
-       "\n=====\n  \xDC  \n=====\n\nTable: t\n+------+------+\n| Name | Wide |\n"
-       "+------+------+\n| \xE9<\x80  | \xE9?   |\n+------+------+\n\n"                      },
-      {OUTPUT_LIST, "\n=====\n  \xDC  \n=====\n-\nt\n-\n  Name: \xE9<\x80\nWide: \xE9?\n\n\n"},
+       "\n=====\n  Ü  \n=====\n\nTable: t\n+------+------+\n| Name | Wide |\n"
+       "+------+------+\n| é<\uFFFD  | é€   |\n+------+------+\n\n"                    },
+      {OUTPUT_LIST, "\n=====\n  Ü  \n=====\n-\nt\n-\n  Name: é<\uFFFD\nWide: é€\n\n\n"},
       {OUTPUT_HTML,
-       "<a name=\"\xDC\"><H2>\xDC</H2></a>\n<H3>t</H3><TABLE BORDER>\n"
+       "<a name=\"Ü\"><H2>Ü</H2></a>\n<H3>t</H3><TABLE BORDER>\n"
        "<TR><TH>Name</TH><TH>Wide</TH></TR>\n<TR ALIGN=CENTER>\n"
-       "<TD>\xE9<\x80</TD><TD>\xE9?</TD></TR>\n</TABLE>\n"                                   },
+       "<TD>é<\uFFFD</TD><TD>é€</TD></TR>\n</TABLE>\n"                                 },
       {OUTPUT_KSML,
        with_cr("<SECTION ID=\"Ü\">\n<TABLE ID=\"t\">\n<COLS>2</COLS>\n<ROW ID=\"r\">\n"
                "<STR ID=\"Name\" W=\"4\">é&lt;\xC2\x80</STR>\n<STR ID=\"Wide\" W=\"4\">é€</STR>\n"
                "<CHK>207F</CHK>\n</ROW>\n<ROWS>1</ROWS>\n<CHK>207F</CHK>\n</TABLE>\n"
-               "<CHK>    207F</CHK>\n</SECTION>\n")                                          },
+               "<CHK>    207F</CHK>\n</SECTION>\n")                                        },
   };
   for (const auto& [format, expected] : cases) {
     Table::set_output_format(format);
@@ -125,6 +127,92 @@ TEST(Table, LocaleThatIsNotUtf8) {
                 end_section(out);
               }),
               expected);
+  }
+}
+
+// Firmware may hold what a terminal obeys, in either form of the control characters.
+TEST(Table, WhatATerminalWouldObeyIsReplaced) {
+  const std::pair<output_format_type, const char*> cases[] = {
+      {OUTPUT_TEXT,
+       "\n======\n  s\uFFFD  \n======\n\nTable: t\uFFFD\n+------+------+\n| c\uFFFD   | c    |\n"
+       "+------+------+\n| é\uFFFD[2 | \uFFFD\t\uFFFD\n |\n+------+------+\n\n"},
+      {OUTPUT_LIST,
+       "\n======\n  s\uFFFD  \n======\n--\nt\uFFFD\n--\n  c\uFFFD  : é\uFFFD[2J\uFFFD\uFFFD\n"
+       "c   : \uFFFD\t\uFFFD\n\uFFFDz\n\n\n"                                    },
+      {OUTPUT_HTML,
+       "<a name=\"s\uFFFD\"><H2>s\uFFFD</H2></a>\n<H3>t\uFFFD</H3><TABLE BORDER>\n<TR>"
+       "<TH>c\uFFFD</TH><TH>c</TH></TR>\n<TR ALIGN=CENTER>\n<TD>é\uFFFD[2J\uFFFD\uFFFD</TD>"
+       "<TD>\uFFFD\t\uFFFD\n\uFFFDz</TD></TR>\n</TABLE>\n"                      },
+  };
+  constexpr column k_two[] = {
+      {"c\x1B", DT_STRING, 4},
+      {"c",     DT_STRING, 4},
+  };
+  for (const auto& [format, expected] : cases) {
+    Table::set_output_format(format);
+    EXPECT_EQ(written_by([&](FILE* out) {
+                start_section(out, "s\x1B");
+                {
+                  Table table(out, "t\r");
+                  table.declare(k_two);
+                  table.start_row("r\x1B");
+                  table.log_data("é\x1B[2J\xC2\x9B\xFF");
+                  table.log_wide_data(L"\u007f\t\r\n\u0007z");
+                  table.end_row();
+                }
+                end_section(out);
+              }),
+              expected);
+  }
+}
+
+TEST(Table, EveryIntegerAndEveryText) {
+  constexpr column k_kinds[] = {
+      {"d", DT_INTEGER},
+      {"x", DT_HEX    },
+      {"s", DT_STRING },
+  };
+  Table::set_output_format(OUTPUT_XML_LOWERCASE);
+  const auto cells = [&](auto number, auto text) {
+    return written_by([&](FILE* out) {
+      Table table(out, "t");
+      table.declare(k_kinds);
+      table.start_row("");
+      EXPECT_TRUE(table.log_data(number) && table.log_data(number) && table.log_data(text));
+      table.end_row();
+    });
+  };
+  const auto expected = [](std::string decimal, std::string hex) {
+    return with_cr("<t>\n<d>" + decimal + "</d>\n<x>0x" + hex + "</x>\n<s>text</s>\n</t>\n");
+  };
+  EXPECT_EQ(cells(int16_t{-5}, "text"), expected("-5", "FFFFFFFB"));
+  EXPECT_EQ(cells(uint8_t{200}, "text"s), expected("200", "C8"));
+  EXPECT_EQ(cells(4000000000u, std::string_view("text more", 4)),
+            expected("4000000000", "EE6B2800"));
+  EXPECT_EQ(cells(-5L, "text\0more"s), expected("-5", "FFFFFFFB"));
+  EXPECT_EQ(cells(-5000000000LL, "text"), expected("-5000000000", "FFFFFFFED5FA0E00"));
+  EXPECT_EQ(cells(18446744073709551615ull, "text"),
+            expected("18446744073709551615", "FFFFFFFFFFFFFFFF"));
+  // Counts stay whole where unsigned long has 32 bits, too.
+  EXPECT_EQ(cells(int64_t{1} << 40, "text"), expected("1099511627776", "10000000000"));
+}
+
+// A full disk must not pass for success; the tasks ask when they close the report.
+TEST(Table, FailedStreamsAreTold) {
+  const sample_file file("content");
+  for (const output_format_type format : {OUTPUT_TEXT, OUTPUT_KSML}) {
+    FILE* full = std::fopen("/dev/full", "w");
+    Table::set_output_format(format);
+    start_section(full, "s");
+    {
+      Table table(full, "t");
+      table.declare(std::span(k_columns, 1));
+      table.start_row("r");
+      EXPECT_FALSE(table.end_row());
+    }
+    EXPECT_FALSE(log_file(full, file.path()));
+    EXPECT_FALSE(end_section(full));
+    std::fclose(full);
   }
 }
 

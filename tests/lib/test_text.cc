@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <random>
 
+#include "lib/ascii_case.h"
 #include "lib/mbcs.h"
 #include "lib/textfile.h"
 #include "lib/util_linux.h"
@@ -103,6 +104,19 @@ TEST(Mbcs, OtherEncodingsGoThroughTheLocale) {
     const std::string bytes = {static_cast<char>(pair >> 8), static_cast<char>(pair)};
     ASSERT_EQ(wide_to_mbcs(mbcs_to_wide(bytes)), bytes) << pair;
   }
+}
+
+// There "i" is the small form of another letter than "I".
+TEST(Strings, WordsAreThoseOfAsciiInTurkish) {
+  const made_locale locale("tr_TR", "UTF-8");
+  EXPECT_TRUE(same_word("-SKIP", "-skip") && same_word(L"FILENAME", L"filename"));
+  EXPECT_TRUE(begins_with_word(L"FILENAME@M", L"filename"));
+  EXPECT_FALSE(same_word("skip", "skip2") || same_word("k\xC4\xB1", "ki") || same_word("@", "`"));
+  EXPECT_FALSE(begins_with_word("sk", "skip") || same_word(L"\u00e9", L"\u00c9"));
+  std::string text = "ip tables\xA0\xC4\xB1";
+  convert_to_uppercase(text);
+  filter_alphanumeric(text, '_');
+  EXPECT_EQ(text, "IP_TABLES___");
 }
 
 TEST(Strings, CleanUp) {

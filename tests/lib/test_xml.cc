@@ -100,7 +100,7 @@ TEST(Xml, EmbeddedUtf16) {
     // The pair lies over two blocks, half pairs and an odd byte at the end are replaced.
     EXPECT_EQ(embedded(utf16(text, big_endian) + "!", 0, &sum),
               "\uFEFF" + std::string(filler.size(), 'x') + "😀]]]]><![CDATA[>\uFFFDz\uFFFD\uFFFD");
-    EXPECT_EQ(sum, 0xFEFFu + 510 * 'x' + 0xF600 + ']' * 2 + '>' + 'z' + 3 * 0xFFFD);
+    EXPECT_EQ(sum, 0xFEFFu + 510 * 'x' + 0x1F600 + ']' * 2 + '>' + 'z' + 3 * 0xFFFD);
     EXPECT_EQ(embedded(utf16(text, big_endian), 512),
               "\uFEFF" + std::string(filler.size(), 'x') + "😀");
   }
@@ -185,7 +185,8 @@ TEST(Xml, ImportsOfUtf16) {
   const std::u16string filler(600, u'-');
   const import_result result = in_utf16(u"<A>\u0A0A\U0001F600\n" + filler + u"\xD800</A>");
   EXPECT_EQ(result.text, "<A>ਊ😀\n" + std::string(600, '-') + "\uFFFD</A>");
-  EXPECT_EQ(result.sum, 2u * ('<' + 'A' + '>') + '/' + 0x0A0A + 0xF600 + '\n' + 600 * '-' + 0xFFFD);
+  EXPECT_EQ(result.sum,
+            2u * ('<' + 'A' + '>') + '/' + 0x0A0A + 0x1F600 + '\n' + 600 * '-' + 0xFFFD);
   EXPECT_EQ(imported(utf16(head, false) + "!").text, "\uFFFD") << "an odd byte";
   EXPECT_EQ(imported(utf16(u"\uFEFF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n", false)).sum, 42u);
   EXPECT_EQ(imported("\xFF\xFE").sum, 42u);

@@ -1,13 +1,6 @@
-// Mounted file systems, children that ask for them, and partitions.
+// Mounted file systems and partitions.
 #include <gtest/gtest.h>
-#include <sys/statvfs.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <ctime>
-
-#include "lib/in_child.h"
 #include "probes/fs_linux.h"
 #include "probes/fs_partitions_linux.h"
 #include "tests/probes/report_rows.h"
@@ -28,49 +21,6 @@ TEST(Filesystems, EveryMountButTheExcludedHasARow) {
   EXPECT_EQ(report_of_file(
                 [](FILE* out, FILE* in) { EXPECT_FALSE(get_mounted_filesystems(out, in)); }, ""),
             "Mounted Filesystems\n");
-}
-
-// The three sizes in bytes of the report's row.
-std::string sizes_of(const std::string& report, const std::string& device) {
-  std::istringstream cells(report.substr(report.find("|" + device + "|") + 1));
-  std::string sizes, cell;
-  for (int i = 0; i < 7 && std::getline(cells, cell, '|'); ++i) {
-    if (i == 2 || i == 4 || i == 6) sizes += cell + " ";
-  }
-  return sizes;
-}
-
-TEST(Filesystems, SizesAreTheSameFromAChild) {
-  struct statvfs before, after;
-  std::string report;
-  do {  // until nobody wrote in between
-    ASSERT_EQ(statvfs("/dev", &before), 0);
-    report = report_of_file(get_mounted_filesystems, "a /dev ext4 rw 0 0\nb /dev fuse.x rw 0 0\n");
-    ASSERT_EQ(statvfs("/dev", &after), 0);
-  } while (before.f_bfree != after.f_bfree);
-  std::string sizes;
-  for (uint64_t count : {before.f_blocks, before.f_bfree, before.f_blocks - before.f_bfree}) {
-    sizes += std::to_string(count * before.f_frsize) + " ";
-  }
-  EXPECT_EQ(sizes_of(report, "a"), sizes);
-  EXPECT_EQ(sizes_of(report, "b"), sizes);
-}
-
-TEST(Filesystems, ChildThatDoesNotAnswerIsEnded) {
-  filesystem_usage usage = {1, 2, 3};
-  const auto asked = [&usage](auto&& read) { return read_in_child(read, 200, usage); };
-  EXPECT_FALSE(asked([](filesystem_usage&) { return pause() == 0; }));
-  EXPECT_EQ(errno, ETIMEDOUT);
-  EXPECT_FALSE(asked([](filesystem_usage&) { return false; }));
-  EXPECT_FALSE(asked([](filesystem_usage&) -> bool { _exit(0); }));
-  EXPECT_EQ(usage.free, 3u);
-  EXPECT_TRUE(asked([](filesystem_usage& answer) {
-    answer = {4096, 1000, 10};
-    return true;
-  }));
-  EXPECT_EQ(usage.block_size * usage.total, 4096000u);
-  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
-  EXPECT_EQ(errno, ECHILD);
 }
 
 constexpr const char* k_tune2fs = R"sh(

@@ -1,9 +1,13 @@
 // The netlink layer: requests, dumps through the played door, link messages.
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
+#include "lib/debug.h"
 #include "probes/net_lib_linux.h"
 #include "probes/net_link_linux.h"
 #include "tests/doors/fake_net_socket.h"
+#include "tests/lib/report_capture.h"
 #include "tests/probes/netlink_messages.h"
 
 namespace kestrel {
@@ -66,6 +70,26 @@ TEST(NetLib, DumpGoesOnUntilItsEndOrTheFirstLie) {
   for (size_t i = 0; i < std::size(cases); ++i) {
     EXPECT_EQ(dump_links(cases[i].first), cases[i].second) << "case " << i;
   }
+}
+
+// An interface whose message exceeds the buffer hides itself and all behind it; the log says so.
+TEST(NetLib, ErrorsOfTheKernelAreNamedInTheLog) {
+  const auto logged = [](std::string datagram) {
+    return written_by([&](FILE* log) {
+      enable_log_to_stream(log);
+      dump_links({std::move(datagram)});
+      disable_log_to_stream();
+    });
+  };
+  const std::string cut_short =
+      logged(tun_message() + message(NLMSG_DONE, raw<int32_t>(-EMSGSIZE)));
+  EXPECT_NE(cut_short.find("net: the dump is incomplete: Message too long\n"), std::string::npos);
+  EXPECT_EQ(logged(tun_message() + done()).find("incomplete"), std::string::npos);
+  EXPECT_EQ(logged(message(NLMSG_DONE, "")).find("incomplete"), std::string::npos);
+  EXPECT_NE(logged(message(NLMSG_ERROR, raw<int32_t>(-EPERM)))
+                .find("net: RTM_GETLINK: Operation not permitted\n"),
+            std::string::npos);
+  logged(message(NLMSG_ERROR, raw<int32_t>(INT32_MIN)));
 }
 
 TEST(NetLib, DatagramCutAnywhereGivesOnlyWholeMessages) {

@@ -111,9 +111,9 @@ TEST(NetCommands, HostsKeepsLinesInNoEncoding) {
   command_stand_ins commands;
   commands.add("cat", R"sh(printf '# note\n\n127.0.0.1\tlocalhost me # not this\n';)sh"
                       R"sh(printf '1.2.3.4 caf\351\n::1 a\0b\n9.9.9.9 last')sh");
-  EXPECT_EQ(
-      report_of(write_hosts),
-      "Hosts File\n127.0.0.1|localhost|\n127.0.0.1|me|\n1.2.3.4|caf\xe9|\n::1|a|\n9.9.9.9|last|\n");
+  EXPECT_EQ(report_of(write_hosts),
+            "Hosts File\n127.0.0.1|localhost|\n127.0.0.1|me|\n1.2.3.4|caf\uFFFD|\n::1|a|\n"
+            "9.9.9.9|last|\n");
 }
 
 TEST(NetLines, RulesOfAnyShapeAreCut) {

@@ -69,14 +69,19 @@ TEST_F(Pci, ScanStopsAtGapsAndAsksNobodyTwice) {
   add(16, 0, 0, 1);  // past the last bus
   add(1, 0, 1, 1);   // no function 0
 
-  std::vector<unsigned> seen;
-  for_each_pci_function([&](const pci_address& at, const pci_header&) {
-    seen.push_back(pci_key(at.bus, at.device, at.function));
-  });
-  EXPECT_EQ(seen, (std::vector<unsigned>{0x000, 0x008, 0x009, 0x0F8, 0x0F9, 0x0FA, 0x0FB, 0x0FC,
-                                         0x0FD, 0x0FE, 0x0FF, 0xF10}));
+  const std::vector<unsigned> wanted = {0x000, 0x008, 0x009, 0x0F8, 0x0F9, 0x0FA,
+                                        0x0FB, 0x0FC, 0x0FD, 0x0FE, 0x0FF, 0xF10};
   const std::vector<unsigned>& reads = fake_pci().header_reads;
-  EXPECT_EQ(reads.size(), 16u * 32 + 2 + 7);
+  for (bool unlisted : {false, true}) {
+    fake_pci().unlisted = unlisted;
+    fake_pci().header_reads.clear();
+    std::vector<unsigned> seen;
+    for_each_pci_function([&](const pci_address& at, const pci_header&) {
+      seen.push_back(pci_key(at.bus, at.device, at.function));
+    });
+    EXPECT_EQ(seen, wanted);
+    EXPECT_EQ(reads.size(), unlisted ? 16u * 32 + 2 + 7 : wanted.size());
+  }
   EXPECT_EQ(std::adjacent_find(reads.begin(), reads.end(), std::greater_equal()), reads.end());
 }
 

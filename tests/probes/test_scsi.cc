@@ -67,12 +67,13 @@ TEST_F(Scsi, Table) {
                 capacity + "|\nSCSI-HOST-0-CH-0-ID-0-LUN-0: sg2||||Disk|0|0|0|0|||\n");
 }
 
-// INQUIRY data end where the device says, though the driver hands over all that was asked for; no
-// reply is read behind its end.
-TEST_F(Scsi, RepliesEndWhereTheySay) {
-  for (const char length : "\x1f\x1b\x10\0"s) {
+// The texts of INQUIRY data count whatever the additional length says; no reply is read behind its
+// end.
+TEST_F(Scsi, LengthsOfReplies) {
+  for (const char length : "\xff\x1f\4\0"s) {
     devices->add({.inquiry = std::string(k_disk).replace(4, 1, 1, length)});
   }
+  devices->add({.inquiry = k_disk.substr(0, 17)});
   std::string texts;
   char text[32];
   for (bool more = devices->get_first(); more; more = devices->get_next()) {
@@ -80,8 +81,8 @@ TEST_F(Scsi, RepliesEndWhereTheySay) {
     texts += devices->get_model(text, sizeof text) + "|"s;
     texts += devices->get_revision(text, sizeof text) + "\n"s;
   }
-  EXPECT_EQ(texts,
-            "EXAMPLE |FAST DISK 36    |1.07\nEXAMPLE |FAST DISK 36    |\nEXAMPLE |FAST |\n||\n");
+  const std::string whole = "EXAMPLE |FAST DISK 36    |1.07\n";
+  EXPECT_EQ(texts, whole + whole + whole + whole + "EXAMPLE |F|\n");
 
   const auto capabilities = [](const std::string& reply) {
     const byte_span bytes(reinterpret_cast<const unsigned char*>(reply.data()), reply.size());

@@ -204,7 +204,7 @@ class Report:
         if self.text.startswith("<![CDATA[", self.at):
             end = self.text.index("]]>\r\n<CHK>", self.at)
             body = self.text[self.at + 9:end].replace("]]]]><![CDATA[>", "]]>")
-            total = sum(ord(c) & 0xFFFF for c in body) & 0xFFFFFFFF
+            total = sum(ord(c) for c in body) & 0xFFFFFFFF
             self.at = end + 5
         self.sum(total, 8)
         self.tag("/FILE")

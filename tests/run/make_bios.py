@@ -24,12 +24,17 @@ table = structure(0, 0, bytes([1, 2]) + b"\0\xe0" + bytes([3, 15]) + bytes(8),
                   "Acme", "1.23", "08/15/2006")
 table += structure(1, 1, bytes([1, 2, 3, 4]) + uuid + b"\6",
                    "Acme/Works", "Server -[8670-4RX]-", "1.0", "SN_42__")
-table += structure(127, 2, b"")
+place = 0xF1000
+if "--past-end" in sys.argv:
+    # The system structure comes last, and the byte that ends it would stand behind the area.
+    place = 0x100000 - len(table) + 1
+else:
+    table += structure(127, 2, b"")
 
 memory = bytearray(0x100000)
 memory[0xF0100:0xF010F] = anchor(len(table), 0xF2000, 3, good=False)
-memory[0xF0200:0xF020F] = anchor(len(table), 0xF1000, 3, good=True)
-memory[0xF1000:0xF1000 + len(table)] = table
+memory[0xF0200:0xF020F] = anchor(len(table), place, 3, good=True)
+memory[place:] = table[:0x100000 - place].ljust(0x100000 - place, b"\0")
 text = b"\0BIOS Version 7.89 of Acme$"
 memory[0xF5000:0xF5000 + len(text)] = text
 if "--vpd" in sys.argv:

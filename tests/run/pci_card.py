@@ -5,7 +5,7 @@ them. Cards answer VPD address cycles at once, late, never, or with lies.
   pci_card.py FOLDER LOG     stays in the foreground; FOLDER then holds pci/BUS/DEVICE.FUNCTION
 
 Every access goes into LOG: "00/02.0 r 34 1" reads one byte at offset 34 hexadecimal, "w 42 2 0005"
-writes two bytes. Nothing is cached in between, so the widths are those that the program asked for.
+writes two bytes; "00/02.1 missing" asked for what no folder lists. Nothing is cached in between, so the widths are those that the program asked for.
 """
 import errno
 import stat
@@ -49,8 +49,8 @@ MACHINE = {
     "00/02.0": Function(0x8086, 0x100E, 0x0200, size=4096, vpd=CARD),
     "00/02.1": Function(0x8086, 0x100E, 0x0200),  # hidden by the header type
     "00/03.0": Function(0x10EC, 0x8139, 0x0200, vpd=CARD, polls=3),
-    "00/04.0": Function(0x10EC, 0x8029, 0x0200, vpd=CARD, polls=1 << 30),
-    "00/05.0": Function(0x1AF4, 0x1001, 0x0100, vpd=b"\x82\4\0Liar\x90\xff\xff"),
+    "00/04.0": Function(0x10EC, 0x8029, 0x0807, vpd=CARD, polls=1 << 30),
+    "00/05.0": Function(0x1AF4, 0x1001, 0x0100, vpd=b"\x82\4\0Liar\x90\xff\xffPN\2P1"),
     "00/07.0": Function(0x8086, 0x1237, 0x0600, size=40),  # not even a header
     "0f/1f.0": Function(0x1013, 0xFFFE, 0x1F00),
     "10/00.0": Function(0x8086, 0x1237, 0x0600),  # past the last bus
@@ -66,7 +66,13 @@ class Space(Operations):
             return {"st_mode": stat.S_IFREG | 0o644, "st_size": len(MACHINE[name].registers)}
         if path in ("/", "/pci") or any(key[:2] == name for key in MACHINE):
             return {"st_mode": stat.S_IFDIR | 0o555}
+        self.log.write("%s missing\n" % path[5:])
         raise FuseOSError(errno.ENOENT)
+
+    def readdir(self, path, fh):
+        keys = ["pci/" + key for key in MACHINE]
+        inside = [key[len(path[1:]):].strip("/") for key in keys if key.startswith(path[1:])]
+        return [".", "..", *sorted({name.split("/")[0] for name in inside})]
 
     def truncate(self, path, length, fh=None):
         pass

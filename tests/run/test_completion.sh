@@ -35,6 +35,8 @@ kestrel -batch -level 1 -probes "SYSTEM SUMMARY;GATHERER INFORMATION" 2> /dev/nu
 mv "$(gather_file)" "a file.KS2"
 offers "list" ks2 li
 offers "extract" ks2 Ex
+offers "show|stuff" ks2 -m 1G s
+offers "html" ks2 help ht
 offers "--directory|--force|--max-size|--output|--raw" ks2 extract --
 offers "secevent|stored|sysevent" ks2 extract 'a\ file.KS2' s
 offers "csv" ks2 show --format c

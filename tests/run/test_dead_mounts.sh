@@ -1,107 +1,210 @@
 #!/usr/bin/env bash
-# File systems whose server is dead, in a mount namespace of this script's own: FUSE servers that
-# answer neither statfs nor a look-up, one that was killed, one that is well. No signal reaches a
-# process that waits for them. Needs root, /dev/fuse and python3-fusepy.
+# File systems whose server stops answering, in a mount namespace of this script's own: FUSE servers
+# that stop at one call, for good or by dying, wherever a run can meet them. No signal reaches a
+# process that waits for one. Needs root, /dev/fuse and python3-fusepy.
 . "$(dirname "$0")/common.sh"
 if [ "${DEAD_MOUNTS:-}" = "" ]; then
   DEAD_MOUNTS=yes unshare --mount --propagation private bash "$here/$(basename "$0")" "$build"
   exit
 fi
 cat > server.py << 'EOP'
-"""server.py FOLDER NAME: FOLDER is mounted from NAME; when that is "well", requests are answered."""
-import signal, stat, sys
-from fusepy import FUSE, Operations
+"""server.py FOLDER NAME CALL:PATH stay|die: FOLDER is mounted from NAME until that call comes."""
+import errno, os, signal, stat, sys
+from fusepy import FUSE, FuseOSError, Operations
+
+NAMES = ["e1", "e2", "e3", "e4", "e5", ".i18n", "d"]
+FILES = NAMES + ["e6"]
 
 class Server(Operations):
-    def getattr(self, path, fh=None):
-        while path != "/" and sys.argv[2] != "well" or sys.argv[2] == "mute":
+    def meet(self, call, path):
+        if f"{call}:{path}" != sys.argv[3]:
+            return
+        if sys.argv[4] == "die":
+            os.kill(os.getpid(), signal.SIGKILL)
+        while True:
             signal.pause()
-        return {"st_mode": stat.S_IFDIR | 0o755}
+
+    def getattr(self, path, fh=None):
+        self.meet("getattr", path)
+        name = path.rsplit("/", 1)[1]
+        if name == "" or name == "d":
+            return {"st_mode": stat.S_IFDIR | 0o755, "st_nlink": 2}
+        if name not in FILES:
+            self.meet("getattr", "other")
+            raise FuseOSError(errno.ENOENT)
+        return {"st_mode": stat.S_IFREG | 0o644, "st_size": 11, "st_nlink": 1}
+
+    def opendir(self, path):
+        self.meet("opendir", path)
+        return 0
+
+    def readdir(self, path, fh):
+        self.meet("readdir", path)
+        return [".", ".."] + (NAMES if path == "/" else ["e6"])
+
+    def open(self, path, flags):
+        self.meet("open", path)
+        return 0
+
+    def read(self, path, size, offset, fh):
+        self.meet("read", path)
+        return b"LANG=de_DE\n"[offset:offset + size]
 
     def statfs(self, path):
-        while sys.argv[2] != "well":
-            signal.pause()
+        self.meet("statfs", "/")
         return {"f_bsize": 65536, "f_frsize": 4096, "f_blocks": 1000, "f_bfree": 250}
 
 FUSE(Server(), sys.argv[1], fsname=sys.argv[2], foreground=True, nothreads=True)
 EOP
-servers=()
+: > servers
 end_servers() {
-  [ ${#servers[@]} -eq 0 ] || kill -9 "${servers[@]}" 2> /dev/null
-  for mounted in silent again gone well tree/mute; do umount -l "$mounted" 2> /dev/null; done
+  while read -r server folder; do
+    kill -9 "$server" 2> /dev/null
+    umount -l "$folder" 2> /dev/null
+  done < "$scratch/servers"
+  : > "$scratch/servers"
 }
 trap 'end_servers; rm -rf "$scratch"' EXIT
-serve() {  # FOLDER NAME
-  mkdir "$1"
-  /usr/bin/python3 server.py "$scratch/$1" "$2" &
-  servers+=($!)
+serve() {  # FOLDER NAME CALL:PATH stay|die
+  mkdir -p "$1"
+  /usr/bin/python3 "$scratch/server.py" "$1" "$2" "$3" "$4" < /dev/null > /dev/null 2>&1 &
+  echo "$! $1" >> "$scratch/servers"
   disown
-  for _ in {1..100}; do grep -q " $scratch/$1 fuse" /proc/self/mounts && return; sleep 0.1; done
+  for _ in {1..300}; do grep -q " $1 fuse" /proc/self/mounts && return; sleep 0.1; done
   die "$1 is not mounted"
 }
-run() {  # FOLDER OPTION...: sets report; nobody may be left who holds the console
-  local folder=$1 place=${dead_place:-} user=${dead_home:-$HOME}
-  mkdir "$folder"
-  (cd "$folder" && { HOME=$user PATH=$place$PATH "$kestrel" -batch -local -fdebug "${@:2}" 2>&1 > out |
-    /usr/bin/cat > console; exit "${PIPESTATUS[0]}"; }) &
-  for _ in {1..250}; do kill -0 $! 2> /dev/null || break; sleep 0.1; done
-  ! kill -0 $! 2> /dev/null || { end_servers; die "run $folder does not end"; }
-  wait $! || die "run $folder: $? $(cat "$folder/console")"
-  expect "" "$(cat "$folder/out")" "standard output of $folder"
-  report=$(ls "$folder"/*Unknown.XML)
-  $gather check "$report" || die "report of $folder"
-  $gather sections "$report" | sed 's/: [0-9]*$//' > "$folder.titles"
+# run FOLDER OPTION...: its standard error ends in a pipe, which nobody may hold behind the run
+run() {
+  local folder=$1
+  mkdir -p "$folder"
+  (cd "$folder" && { timeout -s KILL "${limit:-30}" "$kestrel" -batch -local "${@:2}" 2>&1 > out |
+    timeout -s KILL 30 cat > console; exit "${PIPESTATUS[0]}"; })
 }
-mounts() { $gather table "$report" "Partition Information" "Mounted Filesystems"; }
-
 [ -r /etc/mtab ] || die "no mount table to read"
-run before -skip "installed software"
-mounts | cut -f 1,2,9 > before.mounts
-serve silent dead:/one
-serve again dead:/two
-serve gone gone:/
-kill -9 "${servers[2]}"
-serve well well
 
-# ---- a row each, zeros for what cannot be asked; one wait for both folders of a server
-run during -skip "installed software"
-expect 1 "$(grep -c 'fs_linux: statvfs (110)' during/gatherer.log)" "waits"
+# ---- met by a file scan: CALL:PATH, the entries that must have a row whether it stays or dies, and
+# ---- how the scan gets there
+scan_case() {  # NUMBER CALL:PATH ENTRIES stay|die WAY
+  local at=$scratch/scan$1
+  mkdir -p "$at/tree/a/deep" "$at/tree/z"
+  : > "$at/tree/one" > "$at/tree/a/deep/two" > "$at/tree/z/three"
+  local dead=$at/tree/dead path="$at/tree"
+  [ "$5" = met ] || dead=$at/dead
+  [ "$5" = named ] && path="$at/tree;$dead"
+  [ "$5" = link ] && { ln -s ../../dead "$at/tree/a/way"; ln -s ../dead/e4 "$at/tree/b"; }
+  serve "$dead" "dead$1:/x" "$2" "$4"
+  serve "$at/tree/well" "well$1:/x" none "$4"
+  run "$at/run" -fdebug -probe filescan -p FILESCAN "path=$path" 'filter=*'
+  echo "status $?" > "$at/verdict"
+  local report=$at/run/Unknown-Unknown-Unknown.FILESCAN.XML entry
+  for entry in one a/deep/two z/three well/e1 well/e5 well/d/e6; do
+    grep -qF "<filename>${entry##*/}</filename>" "$report" || echo "no $entry" >> "$at/verdict"
+  done
+  for entry in $3; do
+    [ "$(grep -cF "<filename>$entry</filename>" "$report")" -ge 2 ] || echo "no dead/$entry" >> "$at/verdict"
+  done
+  [ "$4" = die ] || grep -qF "$dead: does not answer" "$at/run/console" || echo silence >> "$at/verdict"
+}
+number=0
+while read -r call entries; do
+  for way in named met link; do
+    for mode in stay die; do
+      number=$((number + 1))
+      scan_case $number "$call" "$entries" $mode $way &
+      [ $((number % 10)) -ne 0 ] || wait
+    done
+  done
+done << 'EOC'
+opendir:/
+readdir:/
+getattr:/e1
+getattr:/e3 e1 e2
+getattr:/d e1 e2 e3 e4 e5
+opendir:/d e1 e2 e3 e4 e5
+EOC
+wait
+for i in $(seq $number); do
+  expect "status 0" "$(cat "$scratch/scan$i/verdict")" "scan $i: $(tail -n 3 "$scratch/scan$i/run/gatherer.log")"
+done
+
+end_servers
+
+# ---- sizes: a row each, zeros for what cannot be asked, one wait for both folders of a server; the
+# ---- other rows are those of a healthy machine, and what waits to be mounted is not mounted
+mounts() {
+  $gather table "$1"/Unknown-Unknown-Unknown.XML "Partition Information" "Mounted Filesystems" |
+    grep -vF "$scratch/scan"
+}
+run before -probe "partition information" || die "run before"
+serve "$scratch/silent" dead:/one statfs:/ stay
+serve "$scratch/again" dead:/two none stay
+serve "$scratch/gone" gone:/ statfs:/ die
+serve "$scratch/well" well none stay
+run during -fdebug -probe "partition information" || die "run during"
+expect 1 "$(grep -c "$scratch/silent: does not answer, left out" during/console)" "lines about a server"
+lacks during/console "$scratch/again"
 zeros=$(printf '0 bytes|0|%.0s' 1 2 3)
 expect "$scratch/silent|dead:/one|${zeros}fuse,$scratch/again|dead:/two|${zeros}fuse,\
 $scratch/gone|gone:/|${zeros}fuse,$scratch/well|well|3.9 MB|4096000|1003.9 KB|1024000|2.9 MB|3072000|fuse," \
-  "$(mounts | tail -n 4 | tr '\t\n' '|,')" "rows"
+  "$(mounts during | tail -n 4 | tr '\t\n' '|,')" "rows"
+expect "" "$(mounts during | head -n -4 | cut -f 1,2,9 | diff <(mounts before | cut -f 1,2,9) -)" "other mounts"
 
-# ---- the other rows and the rest of the report are those of a healthy machine
-expect "" "$(mounts | head -n -4 | cut -f 1,2,9 | diff before.mounts -)" "other mounts"
-expect "" "$(diff before.titles during.titles)" "sections and tables"
+end_servers
 
-# ---- a file scan around and of a folder whose server is dead
-mkdir tree && : > tree/found && ln -s mute tree/link
-serve tree/mute mute
-run scan -p FILESCAN "path=$scratch/tree;$scratch/tree/mute" filter=found -probe filescan
-for name in mute link; do
-  holds scan/gatherer.log "not scanning $name, as its server does not answer"
+# ---- as home and as working folder
+place_case() {  # NUMBER home|work CALL:PATH stay|die WANTED
+  local at=$scratch/place$1 status text
+  serve "$at/dead" "place$1:/x" "$3" "$4"
+  if [ "$2" = home ]; then
+    HOME=$at/dead run "$at/run" -probe "regional settings"
+    status=$?
+    text=$(grep -c 'ID="Current Thread"' "$at/run/Unknown-Unknown-Unknown.XML")
+  else
+    run "$at/dead" -probe "time zone" 2> /dev/null > "$at/told"
+    status=$?
+    text=
+  fi
+  echo "$status $text" > "$at.verdict"
+}
+number=0
+while read -r place call mode wanted; do
+  number=$((number + 1))
+  wants[number]=$wanted
+  place_case $number "$place" "$call" "$mode" &
+done << 'EOC'
+home getattr:/ stay 0 1
+home getattr:/.i18n stay 0 1
+home open:/.i18n stay 0 1
+home read:/.i18n stay 0 1
+home read:/.i18n die 0 1
+work getattr:/ stay 1
+work getattr:other stay 1
+EOC
+wait
+for i in $(seq $number); do
+  expect "${wants[i]}" "$(sed 's/ $//' "$scratch/place$i.verdict")" "place $i"
 done
-holds scan/Unknown-Unknown-Unknown.FILESCAN.XML "found</"
-umount -l tree/mute
 
-# ---- a user whose folder is there
-dead_home=$scratch/silent run home -probe "regional settings"
-holds home.titles "REGIONAL SETTINGS"
+end_servers
 
 # ---- a command that looks for its program there: given up at its limit, like any that hangs
-dead_place=$scratch/silent: run path -timeout 1 -probe "processes;time zone"
+serve "$scratch/tools" tools: getattr:other stay
+PATH=$scratch/tools:$PATH run path -fdebug -timeout 1 -probe "processes;time zone" || die "tools"
 holds path/gatherer.log "killed: deadline passed"
-holds path.titles "TIME ZONE"
+holds path/Unknown-Unknown-Unknown.XML 'SECTION ID="TIME ZONE"'
 
-# ---- a run that is ended while it waits goes at once and leaves nothing
-mkdir ended
-(cd ended && exec "$kestrel" -batch -local -probe "partition information" 2> ../console) & ended=$!
-for _ in {1..100}; do grep -qs "Partition" console && break; sleep 0.1; done
-sleep 0.5
-kill -TERM $ended
-for _ in {1..30}; do kill -0 $ended 2> /dev/null || break; sleep 0.1; done
-! kill -0 $ended 2> /dev/null || die "the end was waited for"
-wait $ended
-expect 143 $? "status of a run that was ended"
-expect "" "$(ls ended)" "files left"
+# ---- a run that is ended while it waits goes at once, long before the server is given up
+serve "$scratch/late" late: readdir:/ stay
+for what in "-probe filescan -p FILESCAN path=$scratch/late filter=*" "-probe partition_information"; do
+  rm -rf ended && mkdir ended
+  # shellcheck disable=SC2086
+  (cd ended && set -f && exec "$kestrel" -batch -local $what 2> ../console) & ended=$!
+  for _ in {1..300}; do grep -qs "FILESCAN\|Partition" console && break; sleep 0.1; done
+  sleep 1
+  kill -TERM $ended
+  wait $ended
+  expect 143 $? "status of a run that was ended"
+  lacks console "does not answer"
+  expect "" "$(find ended -name '*.tmp')" "files left"
+  serve "$scratch/later" later: statfs:/ stay
+done

@@ -22,6 +22,12 @@ holds gatherer.log "dmi: Checksum is 85"
 holds gatherer.log "dmi: signature found at offset 0x000200"
 holds gatherer.log "console: Run complete, rc = 0"
 
+# A table that runs past the end of the area still tells whose machine it is.
+rm "$file"
+python3 "$here/make_bios.py" ../machine/dev/mem --past-end
+in_machine ../machine "$kestrel" -batch -probe network 2> console || die "past end: $(cat console)"
+[ -f "$file" ] || die "past end: $(ls)"
+
 # A memory that ends before the BIOS area: nothing is found, nothing breaks.
 truncate -s 1000000 ../machine/dev/mem
 in_machine ../machine "$kestrel" -batch -probe network 2> console || die "short memory: $(cat console)"

@@ -142,6 +142,46 @@ status 0 xmllint --noout --schema "$schema" example.ksml
 status 0 "$ks2" extract -o - example.KS2 2
 expect aaaaaaaa "$(cat out)" "the packed example"
 
+# ---- verify, show and html judge alike
+printf '%s\n' {1..400} > numbers.txt
+mkdir judged && (cd judged && "$kestrel" -batch -textfile ../numbers.txt -level 1 2> /dev/null)
+whole=$(gather_file judged)
+python3 - "$whole" "$ks2" << 'END'
+import subprocess, sys
+data = bytearray(open(sys.argv[1], "rb").read())
+at = 20 + 10 + int.from_bytes(data[21:25], "little")
+assert data[at] == 66
+for offset in range(400, 800, 10):  # Nearly half of them still decode to the right size.
+    flipped = bytearray(data)
+    flipped[at + 10 + offset] ^= 4
+    open("suspect-cut.KS2", "wb").write(flipped)
+    verdict = subprocess.run([sys.argv[2], "verify", "suspect-cut.KS2"], capture_output=True)
+    if b"cut.KS2: suspect: " in verdict.stdout:
+        break
+shorter = bytearray(data)
+shorter[at + 2] -= 1
+open("lying-cut.KS2", "wb").write(shorter)
+at += 10 + int.from_bytes(data[at + 6:at + 10], "little")
+assert data[at] == 15
+data[at] = 18
+open("type-cut.KS2", "wb").write(data)
+END
+for kind in suspect lying; do
+  for command in "verify" "verify --thorough" "show" "html -o page.$kind"; do
+    # shellcheck disable=SC2086
+    status 1 "$ks2" $command $kind-cut.KS2
+  done
+  status 0 "$ks2" html -f -o page.whole "$whole"
+done
+"$ks2" verify suspect-cut.KS2 | grep -q '^suspect-cut.KS2: suspect: ' || die "the word for scripts"
+"$ks2" show suspect-cut.KS2 2>&1 > out | grep -q 'it was changed' || die "show tells it"
+holds page.suspect "This file may have been changed."
+holds page.lying "This file is damaged."
+lacks page.whole 'id="faults"'
+status 1 "$ks2" verify type-cut.KS2
+holds out "suspect: it holds a report"
+status 0 "$ks2" verify --thorough "$whole"
+
 # ---- statuses and texts
 printf 'nothing of ours' > other.txt
 status 3 "$ks2" verify "$file" other.txt
@@ -158,6 +198,10 @@ status 0 "$ks2" --version
 for command in list extract verify show html stuff unstuff; do
   status 0 "$ks2" $command --help
   holds out "Usage: ks2 $command"
+  for option in $(grep -oE '^  -[a-zA-Z]' out); do
+    status 2 "$ks2" $command $option  # The file is missing, or the option's word.
+    lacks err "it has no option"
+  done
 done
 "$ks2" list "$file" > /dev/full 2> err && die "a full disk"
 mkdir qxr && (cd qxr && "$build/kestrel-qxr" -batch 2> /dev/null)
@@ -166,9 +210,30 @@ status 0 "$ks2" verify "$qxr"
 status 1 "$ks2" show "$qxr"
 holds err "XML report"
 
+# ---- the command line: options in front, help, standard input, the words of list
+status 0 "$ks2" -m 1G list "$file"
+status 0 "$ks2" help show
+holds out "Usage: ks2 show"
+status 2 "$ks2" help nonsense
+status 2 "$ks2" -m 1G
+for command in list verify "show -a" "html -o -" "stuff -o -" "extract -o - - identity"; do
+  case $command in *" - "*) operand='' ;; *) operand=- ;; esac
+  # shellcheck disable=SC2086
+  status 0 "$ks2" $command $operand < <(cat "$file")
+  [ -s out ] || die "$command of standard input"
+done
+status 3 "$ks2" verify - < other.txt
+status 4 "$ks2" verify -m 1000 - < "$file"
+status 0 "$ks2" extract -o - "$file" "Machine Identity"
+status 2 "$ks2" extract -o - "$file" "stored file"
+status 0 "$ks2" extract -o - "$file" odd/report.ksml
+
 # ---- the limit and the terminal
 status 4 "$ks2" show -m $(($(stat -c %s "$file") + 1000)) "$file"
 holds err "holds no ksml report that --max-size allows"
+status 4 "$ks2" html -m $((2 * $(stat -c %s report.xml))) -o page.cut report.xml
+holds page.cut "This page is cut."
+holds page.cut "The page is cut here: the report goes on."
 python3 -c 'print("<GATHERED_DATA>\r\n<SECTION ID=\"S\">\r\n<FILE ID=\"f\">\r\n<![CDATA["
   + "x" * 20_000_000 + "]]>\r\n</FILE>")' > long.ksml
 for format in text csv json; do
@@ -179,6 +244,43 @@ assert resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss < 80_000
 END
   [ "$(stat -c %s out)" -gt 20000000 ] || die "the file as $format"
 done
+# A machine without memory (the sanitizers need all the address space there is).
+if ! nm "$ks2" 2> /dev/null | grep -q __asan_init; then
+  for kilobytes in 20000 30000 40000 50000 60000; do
+    (ulimit -v $kilobytes; "$ks2" show -a -F json long.ksml > out 2> err
+     case $? in 1) ;; 4) grep -q "not enough memory" err ;; *) false ;; esac) || die "memory: $(cat err)"
+  done
+  (ulimit -v 20000; "$ks2" html -o memory.html long.ksml 2> err)
+  expect 4 $? "status without memory"
+fi
+# A signal leaves nothing of an unfinished file: the page is larger than what the run may write.
+for signal in TERM INT HUP; do
+  python3 - "$ks2" $signal << 'END' || die "a file that SIG$signal ended"
+import os, signal, subprocess, sys, time
+def begin():
+    signal.signal(signal.SIGINT, signal.SIG_DFL)
+    os.setsid()
+run = subprocess.Popen([sys.argv[1], "html", "-o", "ended.html", "long.ksml"],
+                       preexec_fn=begin, stderr=subprocess.DEVNULL)
+while run.poll() is None and not [n for n in os.listdir(".") if n.startswith(".ks2-")]:
+    pass
+run.send_signal(getattr(signal, "SIG" + sys.argv[2]))
+run.wait()
+assert not [n for n in os.listdir(".") if n.startswith(".ks2-")]
+END
+  rm -f ended.html
+done
+# A terminal gets nothing that it would act upon, and a pager that does not exist loses nothing.
+printf 'before\033[2Jbehind' > escape.txt
+mkdir escapes && (cd escapes && "$kestrel" -batch -binaryfile ../escape.txt 2> /dev/null)
+TERM=xterm on_terminal "'$ks2' extract -o - '$(gather_file escapes)' stored"
+holds out "before"
+lacks out $'\e'
+"$ks2" extract -o - "$(gather_file escapes)" stored | cmp - escape.txt || die "a pipe gets other bytes"
+PAGER='no-such-pager -x' TERM=xterm on_terminal "'$ks2' show '$file' 'system summary'"
+holds out "Operating System"
+TERM=xterm on_terminal "'$ks2' show -a '$file' | cat > piped"
+python3 -c 'assert any(len(line) > 90 for line in open("piped"))' || die "a pipe gets wrapped lines"
 PAGER='sed s/^/paged:/' TERM=dumb on_terminal "'$ks2' show '$file' 'system summary'"
 lacks out "paged:"
 

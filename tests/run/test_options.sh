@@ -80,6 +80,55 @@ holds report.txt "Table: Operating System"
 holds report.html "<a name=\"SYSTEM SUMMARY\">"
 $gather check report.xml || die "check"
 
+# ---- reports are UTF-8 and harmless on a terminal, wherever their texts come from
+fresh
+localedef -i tr_TR -f ISO-8859-9 "$scratch/tr_TR" && localedef -i tr_TR -f UTF-8 "$scratch/tr_TR.UTF-8"
+speaking() { env LOCPATH="$scratch" LC_ALL="$1" "${@:2}"; }
+for format in -text -html; do
+  speaking tr_TR "$kestrel" -batch $format -local -level 1 "$(printf 'caf\351\033[2J')" 2> console || die "$format"
+  report=$(ls ./*.TXT ./*.HTML 2> /dev/null)
+  iconv -f UTF-8 -t UTF-8 "$report" > /dev/null || die "$format: no UTF-8"
+  holds "$report" "$(printf 'caf\303\251\357\277\275[2J')"
+  rm "$report"
+done
+
+# ---- words are those of ASCII in every language
+speaking tr_TR.UTF-8 "$kestrel" -batch -LOCAL -FILENAME turkish -SKIP "installed software" \
+  -P filescan FILTER=none PATH=/proc/self/fdinfo 2> console || die "Turkish"
+lacks console "understand"
+lacks console "valid parameter"
+holds turkish.FILESCAN.XML "<filescan_results>"
+speaking tr_TR.UTF-8 "$build/ks2" show turkish.XML "gatherer information" > out ||
+  die "a title in small letters"
+
+# ---- an interface whose message exceeds the buffer hides behind the end of the dump; the log says so
+fresh
+unshare --net bash -c 'python3 - && exec "$0" -batch -local -debug -probe network' "$kestrel" 2> console << 'END' || die "network"
+import socket, struct
+def attribute(kind, data):
+    return (struct.pack("HH", 4 + len(data), kind) + data).ljust(4 + len(data) + 3 & ~3, b"\0")
+link = socket.socket(socket.AF_NETLINK, socket.SOCK_RAW, 0)
+for i in range(70):  # other names of the first interface, for RTM_NEWLINKPROP
+    names = attribute(52 | 0x8000, attribute(53, b"%03d" % i + 120 * b"n" + b"\0"))
+    body = struct.pack("BxHiII", 0, 0, 1, 0, 0) + names
+    link.send(struct.pack("IHHII", 16 + len(body), 108, 5, i, 0) + body)
+    assert struct.unpack("i", link.recv(8192)[16:20]) == (0,)
+END
+grep -qE "net: (lo is missing in the dump|the dump is incomplete: Message too long)" gatherer.log ||
+  die "nothing told of a hidden interface"
+
+# ---- a user whom nobody knows, in a folder that is gone
+fresh
+mkdir gone && cd gone && rmdir ../gone
+chmod 755 "$scratch"
+setpriv --reuid 54321 --clear-groups "$kestrel" -batch -stdout -local -text -level 1 > "$scratch/out" ||
+  die "a run in a folder that is gone"
+cd "$scratch" || exit 1
+for row in User "Current Directo"; do
+  grep -q "^| $row *| Unknown *|$" out || die "$row: $(grep -- "| $row" out)"
+done
+grep -A 4 '^Table: System Summary' out | grep -q '| Unknown *| [^|]*|$' || die "Current User"
+
 # ---- probe list and help
 fresh
 "$kestrel" -help -listprobes > list || die "probe list"
@@ -95,6 +144,16 @@ printf 'y\nn\n' | "$kestrel" -batch -step -local 2> console || die "step mode"
 holds console "Skipped"
 holds console "Close XML Output File"
 expect "SYSTEM SUMMARY" "$($gather sections ./*.XML | grep -v '^ ')" "sections of a stepped run"
+
+# ---- r runs all from there without asking, q none of the rest; the probe before was asked twice
+for answer in r q; do
+  fresh
+  printf 'n\nx\n%s\n' $answer | "$kestrel" -batch -step -local -level 1 -probe "gatherer information" \
+    "firmware information" "cpu information" 2> console || die "step mode, $answer"
+  expect 3 "$(grep -o '\[Y/n/r/q\]' console | wc -l)" "prompts answered n, x, $answer"
+  expect "$([ $answer = r ] && echo 'CPU Information')" \
+    "$($gather sections ./*.XML | grep -v '^ ')" "sections behind $answer"
+done
 
 # ---- flavours
 fresh

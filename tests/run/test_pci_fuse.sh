@@ -27,6 +27,7 @@ expect "Unknown|0x8086|Intel Corporation|0x1237" "$(row 0 0 4-7 | tr '\t' '|')" 
 name=$(grep -A 99999 '^8086 ' /usr/share/misc/pci.ids | grep -P -m 1 '^\t100e  ' | cut -c 8-)
 expect "$name|Network|Ethernet" "$(row 2 0 8-10 | tr '\t' '|')" "names"
 expect "Bridge|PCI-to-ISA" "$(row 1 0 9-10 | tr '\t' '|')" "class"
+expect "System|Root Complex Event Collector" "$(row 4 0 9-10 | tr '\t' '|')" "a later class"
 expect "Unknown|Encryption / Decryption|Unknown" "$(tail -n 1 table | cut -f 8-10 | tr '\t' '|')" \
   "a card without names"
 
@@ -34,13 +35,14 @@ expect "Unknown|Encryption / Decryption|Unknown" "$(tail -n 1 table | cut -f 8-1
 expect "Fast card|12A3456|A.1|0AB|S123" "$(row 2 0 11-15 | tr '\t' '|')" "VPD"
 expect "Fast card|12A3456|A.1|0AB|S123" "$(row 3 0 11-15 | tr '\t' '|')" "late VPD"
 expect "||||" "$(row 4 0 11-15 | tr '\t' '|')" "VPD that never comes"
-expect "Liar||||" "$(row 5 0 11-15 | tr '\t' '|')" "VPD that lies"
+expect "Liar|P1|||" "$(row 5 0 11-15 | tr '\t' '|')" "VPD that lies"
 
 # ---- the door: exact widths, nothing written but read requests, no header read twice
 log=$scratch/accesses
 expect "" "$(grep ' r ' "$log" | grep -v -E ' (1|2)$| r 00 64$')" "reads of other widths"
 expect "" "$(grep ' w ' "$log" | grep -v -E ' w 42 2 [0-7]...$')" "writes that are no requests"
 expect "" "$(grep ' r 00 64' "$log" | sort | uniq -d)" "functions tried twice"
+lacks "$log" missing
 expect "0000 0003 0004 " "$(grep '02.0 w' "$log" | head -n 3 | cut -d' ' -f5 | tr '\n' ' ')" \
   "requests"
 expect "pci_linux: read: 40 of 64 bytes" "$(grep -o 'pci_linux: .*' gatherer.log)" "trouble logged"

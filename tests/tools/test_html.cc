@@ -11,8 +11,8 @@ namespace kestrel::ks2 {
 namespace {
 
 std::string page_of(const report& content) {
-  const fault_list faults;
-  const page_source source = {"f.xml", 1, {}, content, faults};
+  const judgement found;
+  const page_source source = {"f.xml", 1, {}, content, found};
   return written_by([&](FILE* out) { write_page(source, out); });
 }
 

@@ -190,9 +190,9 @@ def check_smbios(m):
     m.equal("given types that dmidecode lacks", given - offered, set())
     features = [row["Supported"] for row in m.rows("SMBIOS INFORMATION", "Supported Features")]
     for area in (area for kind, area, _ in m.structures if kind == 0):
-        # From bit 4 on, and two bytes more, of which the last has two bits.
-        bits = int.from_bytes(area[10:14], "little") >> 4 | area[18] << 28 | area[19] << 36
-        m.equal("features", features, ["Yes" if bits >> n & 1 else "No" for n in range(38)])
+        # From bit 2 on, and two bytes more, of which the last has two bits.
+        bits = int.from_bytes(area[10:14], "little") >> 2 | area[18] << 30 | area[19] << 38
+        m.equal("features", features, ["Yes" if bits >> n & 1 else "No" for n in range(40)])
     for kind, structures in sorted(wanted.items()):
         rows = m.rows("SMBIOS INFORMATION", smbios_tables.TABLES[kind][0])
         m.equal("type %d: rows" % kind, len(rows), len(structures))

@@ -28,6 +28,10 @@ def handle(name):
     return lambda f: "FFFEh" if f[name] == "Not Provided" else f[name][2:] + "h"
 
 
+def hexadecimal(name):
+    return lambda f: "%02Xh" % int(f[name]) if f[name].isdigit() else f[name]
+
+
 def kilobytes(name):
     return lambda f: "%08Xh" % (int(f[name], 16) >> 10)
 
@@ -156,13 +160,14 @@ TABLES = {
     19: ("Memory Array Mapped Address Information", {
         "Handle": "Handle", "Start Addr": kilobytes("Starting Address"),
         "End Addr": kilobytes("Ending Address"), "Array Handle": handle("Physical Array Handle"),
-        "Partition Width": "Partition Width"}),
+        "Partition Width": hexadecimal("Partition Width")}),
     20: ("Memory Device Mapped Address Information", {
         "Start Addr": kilobytes("Starting Address"), "End Addr": kilobytes("Ending Address"),
         "Device Handle": handle("Physical Device Handle"),
         "Array Mapped Addr Handle": handle("Memory Array Mapped Address Handle"),
-        "Partit Row Posn": "Partition Row Position", "I/Leave Position": "Interleave Position",
-        "I/Leave Data Depth": "Interleaved Data Depth"}),
+        "Partit Row Posn": hexadecimal("Partition Row Position"),
+        "I/Leave Position": hexadecimal("Interleave Position"),
+        "I/Leave Data Depth": hexadecimal("Interleaved Data Depth")}),
     21: ("Built-In Pointing Device Information", {
         "Type": "Type", "Interface": "Interface"}),
     22: ("Portable Battery Information", {

@@ -10,6 +10,7 @@
 #include <clocale>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "lib/utilstr.h"
 #include "tools/ks2/shown_text.h"
@@ -23,32 +24,35 @@ constexpr size_t k_most_warnings = 10;
 constexpr command k_commands[] = {
     {"list",    "FILE...",                "j",    1, -1, "list the items of gather files",
      "Shows form, stamp, machine and items of each file.\n"
-     "  -j, --json            the same as JSON\n",                                      run_list   },
+     "  -j, --json            the same as JSON\n",                run_list   },
     {"extract", "FILE [ITEM...]",         "dorf", 1, -1, "write items into files",
-     "Writes all items, or those named by number or type (html, identity, sysevent, appevent,\n"
-     "report, filescan, postbox, secevent, stored, text), into a new folder named after the file.\n"
+     "Writes all items, or those named by number, by type (html, identity, sysevent, appevent,\n"
+     "report, filescan, postbox, secevent, stored, text) or by the content or name that list "
+     "shows,\n"
+     "into a new folder named after the file.\n"
      "  -d, --directory DIR   into this folder instead\n"
      "  -o, --output -        one item to standard output\n"
      "  -r, --raw             leave the header lines of stored files on\n"
-     "  -f, --force           replace files that exist\n",                              run_extract},
-    {"verify",  "FILE...",                "",     1, -1, "check that files are whole",
+     "  -f, --force           replace files that exist\n",        run_extract},
+    {"verify",  "FILE...",                "t",    1, -1, "check that files are whole",
      "Checks every size, count and sum of gather files and ksml reports. A line a file; below it\n"
      "what is wrong, with item, section, table, row and the byte in the decoded item.\n"
-     "  -t, --thorough        pack items of more than 8 MiB again, too, and compare\n", run_verify },
+     "  -t, --thorough        pack items of more than 8 MiB again, too, and compare; look into\n"
+     "                        imported reports\n",                run_verify },
     {"show",    "FILE [SECTION[/TABLE]]", "Fa",   1, 2,  "show the report",
      "Lists the sections; or shows those, or those tables, whose names begin so, in any case.\n"
      "  -a, --all             show all sections\n"
-     "  -F, --format FORMAT   text (the default), csv or json\n",                       run_show   },
+     "  -F, --format FORMAT   text (the default), csv or json\n", run_show   },
     {"html",    "FILE",                   "of",   1, 1,  "make a page for the browser",
      "Writes the report as one self-contained page.\n"
      "  -o, --output OUT      the file to write, - for standard output (FILE's name with .html)\n"
-     "  -f, --force           replace it if it exists\n",                               run_html   },
+     "  -f, --force           replace it if it exists\n",         run_html   },
     {"stuff",   "FILE",                   "of",   1, 1,  "make the form without zero bytes",
      "  -o, --output OUT      the file to write, - for standard output\n"
-     "  -f, --force           replace it if it exists\n",                               run_stuff  },
+     "  -f, --force           replace it if it exists\n",         run_stuff  },
     {"unstuff", "FILE",                   "of",   1, 1,  "undo stuff",
      "  -o, --output OUT      the file to write, - for standard output\n"
-     "  -f, --force           replace it if it exists\n",                               run_unstuff},
+     "  -f, --force           replace it if it exists\n",         run_unstuff},
 };
 
 constexpr option k_options[] = {
@@ -75,7 +79,9 @@ void print_usage(FILE* out) {
     std::fprintf(out, "  ks2 %-8s %-24s %s\n", known.name, known.operands, known.summary);
   }
   std::fprintf(out,
-               "\n  -h, --help            this text; behind a command, the command's\n"
+               "\n  ks2 help [COMMAND]                this text, or the command's\n"
+               "\nThe FILE \"-\" is standard input.\n"
+               "\n  -h, --help            this text; with a command, the command's\n"
                "  -V, --version         the version\n"
                "  -m, --max-size SIZE   memory limit, K, M or G behind it (1G)\n\n"
                "Exit status: 0 whole, 1 damaged, 2 usage, 3 not a gather file, 4 unreadable.\n");
@@ -171,6 +177,67 @@ void set_locale() {
   if (std::strcmp(nl_langinfo(CODESET), "ANSI_X3.4-1968") == 0) setlocale(LC_CTYPE, "C.UTF-8");
 }
 
+void print_version() { std::printf("ks2 %s\n", KESTREL_VERSION); }
+
+int complain_command(std::string_view name) {
+  return complain_usage(nullptr, ("there is no command " + shown(name, 40)).c_str());
+}
+
+int run_help(const char* about) {
+  if (about == nullptr) {
+    print_usage(stdout);
+    return finish_output(exit_whole);
+  }
+  const command* const asked = find_command(about);
+  if (asked == nullptr) return complain_command(about);
+  print_help(*asked);
+  return finish_output(exit_whole);
+}
+
+/// What stands in front of the command.
+struct command_line_start {
+  int command;  ///< index of its word, argc: there is none
+  bool wants_help = false;
+  bool wants_version = false;
+};
+
+command_line_start read_start(int argc, char** argv) {
+  // A '+' in front: an operand ends the options.
+  static const std::string options = std::string("+") + k_short_options;
+  command_line_start start = {argc};
+  opterr = 0;
+  for (int letter; (letter = getopt_long(argc, argv, options.c_str(), k_options, nullptr)) != -1;) {
+    start.wants_help = start.wants_help || letter == 'h';
+    start.wants_version = start.wants_version || letter == 'V';
+  }
+  start.command = optind;
+  opterr = 1;
+  optind = 0;  // The next call begins anew.
+  return start;
+}
+
+int run_program(int argc, char** argv) {
+  if (argc < 2) {
+    print_usage(stderr);
+    return exit_usage;
+  }
+  const command_line_start start = read_start(argc, argv);
+  if (start.wants_version) {
+    print_version();
+    return finish_output(exit_whole);
+  }
+  if (start.command == argc) {
+    return start.wants_help ? run_help(nullptr) : complain_usage(nullptr, "a command is missing");
+  }
+  const std::string_view name = argv[start.command];
+  if (name == "help") return run_help(argv[start.command + 1]);
+  const command* const asked = find_command(name);
+  if (asked == nullptr) return complain_command(name);
+  // Its options may stand in front of it and behind it.
+  std::copy_backward(argv, argv + start.command, argv + start.command + 1);
+  return run_command(*asked, argc - 1, argv + 1);
+}
+
 }  // namespace
 
 std::span<const command> commands() { return k_commands; }
@@ -185,25 +252,13 @@ const command* find_command(std::string_view name) {
 int ks2_main(int argc, char** argv) {
   set_locale();
   signal(SIGPIPE, SIG_IGN);  // A reader that has seen enough is no reason to die.
-  if (argc < 2) {
-    print_usage(stderr);
-    return exit_usage;
+  try {
+    return run_program(argc, argv);
+  } catch (const std::bad_alloc&) {
+    std::fputs("ks2: there is not enough memory (--max-size sets a limit below what there is)\n",
+               stderr);
+    return exit_unreadable;
   }
-  const std::string_view first = argv[1];
-  if (first == "-h" || first == "--help" || first == "help") {
-    print_usage(stdout);
-    return finish_output(exit_whole);
-  }
-  if (first == "-V" || first == "--version") {
-    std::printf("ks2 %s\n", KESTREL_VERSION);
-    return finish_output(exit_whole);
-  }
-  const command* const asked = find_command(first);
-  if (asked == nullptr) {
-    return complain_usage(nullptr, ("there is no command " + shown(first, 40)).c_str());
-  }
-  argv[1] = argv[0];
-  return run_command(*asked, argc - 1, argv + 1);
 }
 
 void complain(std::string_view path, std::string_view text) {

@@ -1,4 +1,5 @@
 // ks2 extract FILE [ITEM...]
+#include <strings.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,10 +15,20 @@
 #include "tools/ks2/progress.h"
 #include "tools/ks2/safe_output.h"
 #include "tools/ks2/shown_text.h"
+#include "tools/ks2/terminal.h"
 
 namespace kestrel::ks2 {
 
 namespace {
+
+/// Whether `list` shows the word of the item: what it is, or the name of a stored file.
+bool is_listed_as(const input_file& file, const input_item& item, const char* word) {
+  const decoded_item decoded = file.decode(item);
+  if (strcasecmp(word, describe_item(item.type, decoded.text()).words) == 0) return true;
+  const auto header =
+      item.type == item_stored_file ? parse_stored_header(decoded.text()) : std::nullopt;
+  return header && (word == header->name || word == shown(header->name));
+}
 
 /// The indices of the items that an operand names; false when it names none.
 bool select(const input_file& file, const char* operand, std::vector<size_t>& selected) {
@@ -30,8 +41,9 @@ bool select(const input_file& file, const char* operand, std::vector<size_t>& se
     return true;
   }
   const auto type = type_named(operand);
-  for (size_t i = 0; type && i < file.items().size(); ++i) {
-    if (file.items()[i].type == *type) selected.push_back(i);
+  for (size_t i = 0; i < file.items().size(); ++i) {
+    const input_item& item = file.items()[i];
+    if (type ? item.type == *type : is_listed_as(file, item, operand)) selected.push_back(i);
   }
   return selected.size() > before;
 }
@@ -143,7 +155,12 @@ int extraction::write_to_output(size_t index) {
     found = read_content(file_, index, given_.raw);
   }
   const int status = check(index, found.decoded);
-  write_bytes(found.bytes, stdout);
+  if (isatty(STDOUT_FILENO) != 0) {
+    // Whatever a terminal would act upon is shown as U+FFFD; a pipe gets the bytes.
+    text_output(stdout, audience::people).write(shown_reader({found.bytes}, true));
+  } else {
+    write_bytes(found.bytes, stdout);
+  }
   return finish_output(status);
 }
 

@@ -11,16 +11,17 @@ namespace kestrel::ks2 {
 /// The program's exit statuses; of several files the highest counts.
 enum exit_status : int {
   exit_whole = 0,
-  exit_damaged = 1,  ///< also: holds no report, could not be written
+  exit_damaged = 1,  ///< also: suspect, holds no report, could not be written
   exit_usage = 2,
   exit_not_gather_file = 3,
   exit_unreadable = 4,
 };
 
 enum class severity {
-  note,     ///< worth knowing, nothing is wrong
-  warning,  ///< odd, but nothing that the writer vouched for was changed
-  fault,    ///< the file is damaged
+  note,       ///< worth knowing, nothing is wrong
+  warning,    ///< odd, but nothing that the writer vouched for was changed
+  suspicion,  ///< it is not what the gatherer leaves: changed, or made by another program
+  fault,      ///< the file is damaged
 };
 
 /// A place in a file. Indices are those of the report model, -1 where they do not apply.
@@ -58,11 +59,15 @@ class fault_list {
   size_t fault_count() const { return fault_count_; }
   /// Entries that were found but not kept.
   size_t dropped() const { return dropped_; }
-  bool is_whole() const { return fault_count_ == 0; }
+  bool is_damaged() const { return fault_count_ > 0; }
+  /// Not damaged, but there are suspicions.
+  bool is_suspect() const { return !is_damaged() && suspicion_count_ > 0; }
+  bool is_whole() const { return !is_damaged() && !is_suspect(); }
 
  private:
   std::vector<fault> all_;
   size_t fault_count_ = 0;
+  size_t suspicion_count_ = 0;
   size_t dropped_ = 0;
   int item_ = 0;
 };

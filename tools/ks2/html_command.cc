@@ -6,7 +6,6 @@
 #include "tools/ks2/command.h"
 #include "tools/ks2/command_output.h"
 #include "tools/ks2/html_page.h"
-#include "tools/ks2/open_report.h"
 #include "tools/ks2/progress.h"
 #include "tools/ks2/safe_output.h"
 #include "tools/ks2/shown_text.h"
@@ -23,8 +22,9 @@ std::string default_output(const char* path) {
   return (name.empty() ? "report" : name) + ".html";
 }
 
-int write_to_file(const page_source& source, const std::string& path, const arguments& given) {
-  command_output out(given.operands[0], path, given.force);
+int write_to_file(const page_source& source, const input_file& file, const std::string& path,
+                  const arguments& given) {
+  command_output out(file.path(), path, given.force);
   if (out.status() != exit_whole) return out.status();
   {
     progress_stage stage(path + ": writing the page");
@@ -40,16 +40,16 @@ int write_to_file(const page_source& source, const std::string& path, const argu
 int run_html(const arguments& given) {
   const input_file file(given.operands[0], given.max_size);
   if (file.status() != exit_whole) return refuse(file);
-  fault_list faults;
+  judgement found;
   int status = exit_whole;
-  const std::optional<opened_report> opened = open_or_complain(file, faults, status);
+  const std::optional<opened_report> opened = open_or_complain(file, found, status);
   if (!opened) return status;
   std::string_view name = file.path();
   name.remove_prefix(name.rfind('/') + 1);  // npos + 1 is 0
   const page_source source = {std::string(name), file.bytes().size(), read_identity(file),
-                              opened->content, faults};
+                              opened->content, found};
   const std::string path = given.output != nullptr ? given.output : default_output(file.path());
-  return finish_output(std::max(status, write_to_file(source, path, given)));
+  return finish_output(std::max(status, write_to_file(source, file, path, given)));
 }
 
 }  // namespace kestrel::ks2

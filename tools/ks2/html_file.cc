@@ -14,11 +14,6 @@ constexpr size_t k_piece_lines = 200;
 constexpr size_t k_piece_bytes = 32 * 1024;
 constexpr size_t k_spared_lines = 4;  // this few more are not worth a fold
 
-size_t line_count(std::string_view text) {
-  const auto ends = static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
-  return ends + (!text.empty() && text.back() != '\n' ? 1 : 0);
-}
-
 /// Where to cut a text after at most that many lines and about that many bytes; never inside a
 /// character, a line end or a joint of two CDATA sections.
 size_t cut_after(std::string_view text, size_t lines, size_t bytes) {
@@ -126,6 +121,11 @@ void file_writer::write_piece(std::string_view text) {
 }
 
 }  // namespace
+
+size_t line_count(std::string_view text) {
+  const auto ends = static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+  return ends + (!text.empty() && text.back() != '\n' ? 1 : 0);
+}
 
 void write_embedded_file(page& to, size_t section, size_t file) {
   file_writer(to, section, file).write();

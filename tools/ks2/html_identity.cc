@@ -5,6 +5,7 @@
 
 #include "tools/ks2/command.h"
 #include "tools/ks2/html_parts.h"
+#include "tools/ks2/report_facts.h"
 
 namespace kestrel::ks2 {
 
@@ -18,21 +19,23 @@ struct identity_field {
   const char* table;   ///< of the summary
   const char* column;  ///< of its first row
 };
+constexpr const char* k_system = "Operating system";
+constexpr const char* k_release = "OS release";
 constexpr identity_field k_fields[] = {
-    {"Maker",            'V', "System Summary",   "System Vendor"       },
-    {"Model",            'M', "System Summary",   "System Model"        },
-    {"Serial number",    'S', "System Summary",   "System Serial Number"},
-    {"UUID",             'U', "System Summary",   "UUID"                },
-    {"BIOS version",     0,   "System Summary",   "BIOS Version"        },
-    {"Operating system", 0,   "Operating System", "OS"                  },
-    {"OS vendor",        0,   "Operating System", "Vendor"              },
-    {"OS release",       0,   "Operating System", "Name"                },
-    {"OS version",       0,   "Operating System", "Version"             },
-    {"OS type",          0,   "System Summary",   "OS Type"             },
-    {"OS vendor",        0,   "System Summary",   "OS Vendor"           },
-    {"OS version",       0,   "System Summary",   "OS Version"          },
-    {"Current user",     'L', "System Summary",   "Current User"        },
-    {"Domain",           'K', "",                 ""                    },
+    {"Maker",         'V', "System Summary",   "System Vendor"       },
+    {"Model",         'M', "System Summary",   "System Model"        },
+    {"Serial number", 'S', "System Summary",   "System Serial Number"},
+    {"UUID",          'U', "System Summary",   "UUID"                },
+    {"BIOS version",  0,   "System Summary",   "BIOS Version"        },
+    {k_system,        0,   "Operating System", "OS"                  },
+    {"OS vendor",     0,   "Operating System", "Vendor"              },
+    {k_release,       0,   "Operating System", "Name"                },
+    {"OS version",    0,   "Operating System", "Version"             },
+    {"OS type",       0,   "System Summary",   "OS Type"             },
+    {"OS vendor",     0,   "System Summary",   "OS Vendor"           },
+    {"OS version",    0,   "System Summary",   "OS Version"          },
+    {"Current user",  'L', "System Summary",   "Current User"        },
+    {"Domain",        'K', "",                 ""                    },
 };
 constexpr identity_field k_name = {"Computer", 'C', "System Summary", "Computer Name"};
 
@@ -46,22 +49,6 @@ const identity_line* line_of(const page& to, char letter) {
   return nullptr;
 }
 
-/// Raw; null data() where there is none.
-std::string_view summary_value(const page& to, const identity_field& field) {
-  for (const report_section& section : to.source.content.sections) {
-    if (section.title != k_summary) continue;
-    for (const report_table& table : section.tables) {
-      if (table.title != field.table || table.rows.empty()) continue;
-      const report_row& row = table.rows.front();
-      for (const report_cell* cell = table.begin_of(row); cell != table.end_of(row); ++cell) {
-        if (cell->name == field.column) return cell->value;
-      }
-    }
-    break;
-  }
-  return {};
-}
-
 struct identity_value {
   std::optional<std::string> block;
   std::optional<std::string> summary;
@@ -73,7 +60,7 @@ struct identity_value {
 identity_value value_of(const page& to, const identity_field& field) {
   identity_value value;
   if (const identity_line* line = line_of(to, field.letter)) value.block = line->value;
-  const std::string_view raw = summary_value(to, field);
+  const std::string_view raw = first_value(to.source.content, k_summary, field.table, field.column);
   if (raw.data() != nullptr) value.summary = plain_text(raw);
   return value;
 }
@@ -94,9 +81,12 @@ void write_term(html_writer& out, std::string_view label) {
   out.markup("</dt><dd>");
 }
 
-void write_field(page& to, const identity_field& field) {
-  const identity_value value = value_of(to, field);
+void write_field(page& to, const identity_field& field, const std::string& distribution) {
+  identity_value value = value_of(to, field);
+  if (field.label == k_system && !distribution.empty()) value.summary = distribution;
   if (!value.is_known()) return;
+  // It says no more than the distribution does.
+  if (field.label == k_release && distribution.find(value.best()) != std::string::npos) return;
   write_term(to.out, field.label);
   write_value(to.out, value.best());
   if (value.block && value.summary && *value.block != *value.summary) {
@@ -137,8 +127,22 @@ void write_origin(page& to) {
   }
 }
 
+/// Probes of which the reader would look for a section in vain.
+void write_missing(page& to) {
+  const std::vector<std::string> names = missing_sections(to.source.content);
+  if (names.empty()) return;
+  html_writer& out = to.out;
+  out.markup("<p id=\"missing\" class=\"note\">Enabled, but without a section: ");
+  for (const std::string& name : names) {
+    if (&name != &names.front()) out.markup(", ");
+    out.text(name);
+  }
+  out.markup(
+      ". Either the machine has nothing of that kind, or the probe did not come to its end.</p>\n");
+}
+
 void write_fault_item(page& to, size_t index) {
-  const fault& found = to.source.faults.all()[index];
+  const fault& found = to.source.found.faults.all()[index];
   html_writer& out = to.out;
   out.markup("<li>");
   if (found.where.section >= 0) {
@@ -160,6 +164,33 @@ std::vector<size_t> told_faults(const fault_list& faults) {
   return told;
 }
 
+/// What is said of the file.
+struct verdict {
+  const char* title;
+  const char* text;
+};
+constexpr verdict k_damaged = {"This file is damaged.",
+                               "What could be read of it is shown, marked where it is wrong."};
+constexpr verdict k_suspect = {
+    "This file may have been changed.",
+    "It is not as the gatherer leaves one: somebody changed it, or another "
+    "program made it."};
+constexpr verdict k_cut = {"This page is cut.",
+                           "The limit of memory (--max-size) left no room for the whole report."};
+constexpr verdict k_unchecked = {"Not all of this file was checked.",
+                                 "The limit of memory (--max-size) left no room for it."};
+constexpr verdict k_odd = {"This file is whole, with remarks.",
+                           "Nothing that it vouches for was changed."};
+
+std::vector<verdict> verdicts_of(const page_source& source) {
+  std::vector<verdict> verdicts;
+  if (source.found.faults.is_damaged()) verdicts.push_back(k_damaged);
+  if (source.found.faults.is_suspect()) verdicts.push_back(k_suspect);
+  if (source.found.is_refused) verdicts.push_back(source.content.is_refused ? k_cut : k_unchecked);
+  if (verdicts.empty()) verdicts.push_back(k_odd);
+  return verdicts;
+}
+
 }  // namespace
 
 void write_identity(page& to) {
@@ -168,22 +199,28 @@ void write_identity(page& to) {
   const identity_value name = value_of(to, k_name);
   out.text(name.is_known() && !name.best().empty() ? name.best() : to.source.file_name);
   out.markup("</h1>\n<dl>\n");
-  for (const identity_field& field : k_fields) write_field(to, field);
+  const std::string distribution = distribution_of(to.source.content);
+  for (const identity_field& field : k_fields) write_field(to, field, distribution);
   write_origin(to);
-  out.markup("</dl>\n</div>\n");
+  out.markup("</dl>\n");
+  write_missing(to);
+  out.markup("</div>\n");
 }
 
 void write_faults(page& to) {
-  const fault_list& faults = to.source.faults;
+  const fault_list& faults = to.source.found.faults;
   const std::vector<size_t> told = told_faults(faults);
-  if (told.empty()) return;
+  if (told.empty() && to.source.found.status() == exit_whole) return;
   html_writer& out = to.out;
-  out.markup("<div id=\"faults\" role=\"note\">\n<p><strong>");
-  out.markup(faults.is_whole() ? "This file is whole, with remarks." : "This file is damaged.");
-  out.markup("</strong> ");
-  out.markup(faults.is_whole() ? "Nothing that it vouches for was changed."
-                               : "What could be read of it is shown, marked where it is wrong.");
-  out.markup("</p>\n<ul>\n");
+  out.markup("<div id=\"faults\" role=\"note\">\n");
+  for (const verdict& each : verdicts_of(to.source)) {
+    out.markup("<p><strong>");
+    out.markup(each.title);
+    out.markup("</strong> ");
+    out.markup(each.text);
+    out.markup("</p>\n");
+  }
+  out.markup("<ul>\n");
   for (size_t i = 0; i < told.size(); ++i) {
     if (i == k_listed_faults) {
       out.markup("</ul>\n<details><summary>");
@@ -230,7 +267,7 @@ void write_mark(page& to, size_t fault, std::string_view tag) {
   out.markup(" class=\"mark\" id=\"x");
   out.index(fault + 1);
   out.markup("\">");
-  out.text(to.source.faults.all()[fault].text);
+  out.text(to.source.found.faults.all()[fault].text);
   out.markup("</");
   out.markup(tag);
   out.markup(">");

@@ -55,8 +55,8 @@ void write_bar(html_writer& out) {
       "<button type=\"button\" id=\"menu\" aria-expanded=\"false\" aria-controls=\"contents\">"
       "Contents</button>\n"
       "<a id=\"brand\" href=\"#top\">Kestrel</a>\n"
-      "<label id=\"find\"><span class=\"unseen\">Search all tables</span>"
-      "<input type=\"search\" id=\"search\" placeholder=\"Search all tables\" "
+      "<label id=\"find\"><span class=\"unseen\">Search tables and files</span>"
+      "<input type=\"search\" id=\"search\" placeholder=\"Search tables and files\" "
       "autocomplete=\"off\" spellcheck=\"false\"><kbd>/</kbd></label>\n"
       "<output id=\"found\" for=\"search\" aria-live=\"polite\"></output>\n"
       "<button type=\"button\" id=\"fold\">Fold all</button>\n"
@@ -84,10 +84,23 @@ void write_entries(page& to, size_t number) {
       out.markup("<span>");
       out.number(section.tables[part.index].rows.size());
       out.markup("</span>");
+    } else if (section.files[part.index].content.data() != nullptr) {
+      out.markup("<span>");
+      write_count(out, line_count(section.files[part.index].content), "line", "lines");
+      out.markup("</span>");
     }
     out.markup("</a></li>\n");
   }
   out.markup("</ul>");
+}
+
+/// "12", "2 files", "12 + 2 files".
+void write_size(html_writer& out, const report_section& section) {
+  out.markup("<span>");
+  if (!section.tables.empty() || section.files.empty()) out.number(row_count(section));
+  if (!section.tables.empty() && !section.files.empty()) out.markup(" + ");
+  if (!section.files.empty()) write_count(out, section.files.size(), "file", "files");
+  out.markup("</span>");
 }
 
 void write_contents(page& to) {
@@ -99,9 +112,8 @@ void write_contents(page& to) {
     write_section_id(out, i);
     out.markup("\">");
     write_title(out, section.title);
-    out.markup("<span>");
-    out.number(row_count(section));
-    out.markup("</span></a>");
+    write_size(out, section);
+    out.markup("</a>");
     if (section.parts.size() > 1) write_entries(to, i);
     out.markup("</li>\n");
   }
@@ -143,8 +155,9 @@ void write_section(page& to, size_t number) {
 
 void write_foot(html_writer& out) {
   out.markup(
-      "<p id=\"nothing\" class=\"note\" hidden>No row matches.</p>\n"
-      "<footer class=\"note\"><p class=\"keys\"><kbd>/</kbd> search <kbd>Esc</kbd> clear "
+      "<p id=\"nothing\" class=\"note\" hidden>Nothing matches.</p>\n"
+      "<footer class=\"note\"><p class=\"keys\"><kbd>/</kbd> search <kbd>Enter</kbd> next match "
+      "<kbd>Esc</kbd> clear "
       "<kbd>\xE2\x86\x90\xE2\x86\x91\xE2\x86\x93\xE2\x86\x92</kbd> move in a table "
       "<kbd>Enter</kbd> copy the cell</p></footer>\n"
       "</main>\n</div>\n<div id=\"said\" class=\"unseen\" role=\"status\"></div>\n"
@@ -189,6 +202,9 @@ void write_page(const page_source& source, FILE* out) {
   for (size_t i = 0; i < source.content.sections.size(); ++i) write_section(to, i);
   if (source.content.sections.empty()) {
     to.out.markup("<p class=\"note\">The report has no sections.</p>\n");
+  }
+  if (source.content.is_refused) {
+    to.out.markup("<p class=\"mark\">The page is cut here: the report goes on.</p>\n");
   }
   write_foot(to.out);
 }

@@ -10,19 +10,18 @@
 #include <string>
 #include <vector>
 
-#include "tools/ks2/fault.h"
-#include "tools/ks2/open_report.h"
+#include "tools/ks2/judge.h"
 #include "tools/ks2/report.h"
 
 namespace kestrel::ks2 {
 
-/// What the page tells. The faults are those of the whole file, located in the report.
+/// What the page tells. The judgement is of the whole file, its faults located in the report.
 struct page_source {
   std::string file_name;
   uint64_t file_size = 0;
   std::vector<identity_line> identity;
   const report& content;
-  const fault_list& faults;
+  const judgement& found;
 };
 
 /// Errors of writing stay in `out`.

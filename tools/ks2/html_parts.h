@@ -34,7 +34,7 @@ struct page {
   const page_source& source;
   fault_marks marks;
 
-  page(const page_source& shown, FILE* to) : out(to), source(shown), marks(shown.faults) {}
+  page(const page_source& shown, FILE* to) : out(to), source(shown), marks(shown.found.faults) {}
 };
 
 void write_identity(page& to);
@@ -47,6 +47,8 @@ void write_marks(page& to, const std::vector<size_t>& faults);
 /// The mark of one fault, for inside an element; `tag` is the element's name.
 void write_mark(page& to, size_t fault, std::string_view tag);
 
+/// Of an embedded file.
+size_t line_count(std::string_view text);
 /// "12 rows", "1 row".
 void write_count(html_writer& out, size_t count, std::string_view one, std::string_view many);
 /// A title as it stands in the report; an empty one is shown as such.

@@ -72,116 +72,7 @@
 
   // --- search -----------------------------------------------------------------------------------
 
-  const k_rowHeight = 29;
-  const k_mostHighlights = 2000;
-  let parts = null;  // of each section, what can match; read when it is first needed
-  let words = [];
-  let foldedBefore = [];
-
-  function readParts() {
-    const textOf = (element) => element.textContent.toLowerCase();
-    parts = all("section").map((section) => ({
-      section,
-      blocks: all(".block", section).map((block) => ({
-        block,
-        bodies: all("tbody", block),
-        rows: all("tbody > tr", block).map((row) => ({ row, text: textOf(row) })),
-        text: block.classList.contains("file") ? textOf(block) : "",
-      })),
-    }));
-  }
-
-  const matches = (text) => words.every((word) => text.includes(word));
-
-  function resizeGroup(body) {
-    let shown = 0;
-    for (const row of body.rows) shown += row.hidden ? 0 : 1;
-    body.hidden = shown === 0;
-    if (body.parentNode.classList.contains("tall")) {
-      body.style.containIntrinsicBlockSize = `${shown * k_rowHeight}px`;
-    }
-  }
-
-  // Returns the number of matches in it.
-  function filterBlock({ block, bodies, rows, text }, found) {
-    let count = 0;
-    for (const { row, text: rowText } of rows) {
-      const isShown = matches(rowText);
-      if (row.hidden === isShown) row.hidden = !isShown;
-      if (!isShown) continue;
-      ++count;
-      if (words.length > 0 && found.length < k_mostHighlights) found.push(row);
-    }
-    bodies.forEach(resizeGroup);
-    if (text !== "" && matches(text)) ++count;
-    block.hidden = words.length > 0 && count === 0;
-    return count;
-  }
-
-  // Live ranges would be adjusted at every move of a row; these are not.
-  function highlight(rows) {
-    if (!CSS.highlights) return;
-    const ranges = [];
-    for (const row of rows) {
-      const walker = document.createTreeWalker(row, NodeFilter.SHOW_TEXT);
-      while (walker.nextNode()) {
-        const text = walker.currentNode.data.toLowerCase();
-        for (const word of words) {
-          for (let at = text.indexOf(word); at >= 0; at = text.indexOf(word, at + word.length)) {
-            if (at + word.length > walker.currentNode.length) break;
-            const node = walker.currentNode;
-            ranges.push(new StaticRange({
-              startContainer: node,
-              startOffset: at,
-              endContainer: node,
-              endOffset: at + word.length,
-            }));
-          }
-        }
-      }
-    }
-    CSS.highlights.set("found", new Highlight(...ranges));
-  }
-
-  function hideEntries() {
-    for (const link of all("#contents a")) {
-      const target = $(link.hash.slice(1));
-      if (target) link.parentNode.hidden = target.hidden;
-    }
-  }
-
-  function search(query) {
-    const wasSearching = words.length > 0;
-    words = query.toLowerCase().split(/\s+/).filter((word) => word !== "");
-    const isSearching = words.length > 0;
-    if (!isSearching && !wasSearching) return;
-    if (parts === null) readParts();
-    // What the user folded must not hide matches.
-    if (isSearching && !wasSearching) {
-      foldedBefore = all("details.fold:not([open])");
-      for (const details of foldedBefore) details.open = true;
-    } else if (!isSearching) {
-      for (const details of foldedBefore) details.open = false;
-      foldedBefore = [];
-    }
-    const found = [];
-    let count = 0;
-    for (const { section, blocks } of parts) {
-      let inSection = 0;
-      for (const block of blocks) inSection += filterBlock(block, found);
-      section.hidden = isSearching && inSection === 0;
-      count += inSection;
-    }
-    highlight(found);
-    hideEntries();
-    $("nothing").hidden = !isSearching || count > 0;
-    $("found").textContent = isSearching
-      ? `${count.toLocaleString("en")} ${count === 1 ? "match" : "matches"}`
-      : "";
-    const start = $("faults") ?? $("top");
-    const end = start.offsetTop + start.offsetHeight - $("bar").offsetHeight;
-    if (isSearching && scrollY > end) scrollTo(0, end);
-  }
+  const { search, step, resizeGroup, isSearching } = makeSearch($, all, focusCell);
 
   function setUpSearch() {
     let timer;
@@ -460,6 +351,19 @@
     reveal();
   }
 
+  // Everything is printed, what is folded too.
+  function setUpPrint() {
+    let folded = [];
+    addEventListener("beforeprint", () => {
+      folded = all("details:not([open])");
+      for (const details of folded) details.open = true;
+    });
+    addEventListener("afterprint", () => {
+      for (const details of folded) details.open = false;
+      folded = [];
+    });
+  }
+
   function setUpKeys() {
     addEventListener("keydown", (event) => {
       if (event.ctrlKey || event.metaKey || event.altKey) return;
@@ -470,10 +374,9 @@
         $("search").select();
       } else if (event.key === "Escape") {
         if (isTyping && $("search").value === "") $("search").blur();
-        if (isTyping || words.length > 0) endSearch();
+        if (isTyping || isSearching()) endSearch();
       } else if (event.key === "Enter" && isTyping) {
-        search($("search").value);
-        focusCell(all("section:not([hidden]) .block:not([hidden]) tr:not([hidden]) > td")[0]);
+        step(event.shiftKey ? -1 : 1);
       }
     });
   }
@@ -485,6 +388,7 @@
     setUpCells();
     setUpContents();
     setUpFolding();
+    setUpPrint();
     setUpKeys();
   });
 })();

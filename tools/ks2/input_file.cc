@@ -19,8 +19,11 @@ namespace kestrel::ks2 {
 
 namespace {
 
-constexpr size_t k_ident_start = 6;             ///< letters that both forms have in common
-constexpr uint64_t k_beginning = 4096;          ///< bytes that tell what a file is
+constexpr size_t k_ident_start = 6;     ///< letters that both forms have in common
+constexpr uint64_t k_beginning = 4096;  ///< bytes that tell what a file is
+constexpr size_t k_block = 256 * 1024;
+constexpr const char* k_standard_input = "/dev/stdin";
+constexpr const char* k_too_large = "is larger than --max-size allows";
 constexpr size_t k_longest_header_line = 4096;  ///< no path is longer
 
 struct known_type {
@@ -67,8 +70,9 @@ std::string_view text_of(byte_span bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-input_file::input_file(const char* path, uint64_t max_size) : path_(path) {
-  if (read(max_size)) understand(max_size);
+input_file::input_file(const char* path, uint64_t max_size)
+    : path_(std::string_view(path) == "-" ? k_standard_input : path) {
+  if (read(path, max_size)) understand(max_size);
 }
 
 input_file::input_file(const char* path, std::vector<unsigned char> bytes, uint64_t max_size)
@@ -77,7 +81,7 @@ input_file::input_file(const char* path, std::vector<unsigned char> bytes, uint6
 }
 
 void input_file::understand(uint64_t max_size) {
-  if (bytes_.size() > max_size) return refuse(exit_unreadable, "is larger than --max-size allows");
+  if (bytes_.size() > max_size) return refuse(exit_unreadable, k_too_large);
   memory_left_ = max_size - bytes_.size();
   if (has_ident(text_of(bytes_))) return read_container();
   if (is_ksml(text_of(bytes_))) return;
@@ -90,7 +94,31 @@ void input_file::refuse(exit_status status, std::string message) {
   message_ = std::move(message);
 }
 
-bool input_file::read(uint64_t max_size) {
+bool input_file::is_ours() const { return has_ident(text_of(bytes_)) || is_ksml(text_of(bytes_)); }
+
+bool input_file::read(const char* path, uint64_t max_size) {
+  return path == path_ ? read_regular_file(max_size) : read_standard_input(max_size);
+}
+
+/// A pipe, too: it is read until it ends, exceeds the limit or turns out to be no file of ours.
+bool input_file::read_standard_input(uint64_t max_size) {
+  for (size_t got = k_block; got == k_block;) {
+    const size_t had = bytes_.size();
+    bytes_.resize(had + k_block);
+    got = std::fread(bytes_.data() + had, 1, k_block, stdin);
+    bytes_.resize(had + got);
+    if (had == 0 && !is_ours()) break;
+    if (bytes_.size() > max_size) {
+      refuse(exit_unreadable, k_too_large);
+      return false;
+    }
+  }
+  if (std::ferror(stdin) == 0) return true;
+  refuse(exit_unreadable, std::strerror(errno));
+  return false;
+}
+
+bool input_file::read_regular_file(uint64_t max_size) {
   const file_ptr file = open_regular_file(path_);
   struct stat status;
   if (file == nullptr || fstat(fileno(file.get()), &status) != 0) {
@@ -101,12 +129,12 @@ bool input_file::read(uint64_t max_size) {
   bytes_.resize(static_cast<size_t>(std::min(size, k_beginning)));
   bytes_.resize(std::fread(bytes_.data(), 1, bytes_.size(), file.get()));
   // What is another file altogether is not read whole.
-  const bool is_ours = has_ident(text_of(bytes_)) || is_ksml(text_of(bytes_));
-  if (is_ours && (size > max_size || size > SIZE_MAX / 2)) {
-    refuse(exit_unreadable, "is larger than --max-size allows");
+  const bool is_read_whole = is_ours();
+  if (is_read_whole && (size > max_size || size > SIZE_MAX / 2)) {
+    refuse(exit_unreadable, k_too_large);
     return false;
   }
-  if (is_ours && bytes_.size() == k_beginning) {
+  if (is_read_whole && bytes_.size() == k_beginning) {
     bytes_.resize(static_cast<size_t>(size));
     // A file that changes meanwhile is read as far as it goes.
     bytes_.resize(k_beginning + std::fread(bytes_.data() + k_beginning, 1,

@@ -45,7 +45,8 @@ struct decoded_item {
 
 class input_file {
  public:
-  /// Reads the file whole. On failure nothing can be asked but status() and message().
+  /// Reads the file whole, "-" is standard input. On failure nothing can be asked but status(),
+  /// message() and path().
   input_file(const char* path, uint64_t max_size);
   /// The same for a file that is in memory already.
   input_file(const char* path, std::vector<unsigned char> bytes, uint64_t max_size);
@@ -55,6 +56,7 @@ class input_file {
   /// exit_whole, exit_not_gather_file or exit_unreadable.
   exit_status status() const { return status_; }
   const std::string& message() const { return message_; }
+  /// Of standard input the one that the system has for it.
   const char* path() const { return path_; }
 
   bool is_gather_file() const { return container_.has_value(); }
@@ -73,7 +75,10 @@ class input_file {
   decoded_item decode(const input_item& item) const;
 
  private:
-  bool read(uint64_t max_size);
+  bool read(const char* path, uint64_t max_size);
+  bool read_regular_file(uint64_t max_size);
+  bool read_standard_input(uint64_t max_size);
+  bool is_ours() const;
   void understand(uint64_t max_size);
   void read_container();
   void add_cut_item();

@@ -181,9 +181,9 @@ uint32_t report_checker::check_table(const report_table& table) {
 uint32_t report_checker::check_file(const embedded_file& file) {
   const file_sums computed = sums_of_file(file);
   uint32_t found;
-  if (!read_sum(file.sum, k_section_sum_width, found)) return computed.low_halves;
-  if (found != computed.low_halves && found != computed.whole) {
-    tell_sum(file.sum, "file", format_text("%8X", computed.low_halves));
+  if (!read_sum(file.sum, k_section_sum_width, found)) return computed.whole;
+  if (found != computed.whole && found != computed.low_halves) {
+    tell_sum(file.sum, "file", format_text("%8X", computed.whole));
   }
   return found;
 }
@@ -211,7 +211,7 @@ void report_checker::check_total(uint32_t sections) {
     as_characters.is_markup = true;
     const file_sums characters = sums_of_file(as_characters);
     const size_t count = sums.size();
-    for (const uint32_t other : {characters.low_halves, characters.whole}) {
+    for (const uint32_t other : {characters.whole, characters.low_halves}) {
       if (other == bytes || sums.size() > k_most_rejected) continue;
       for (size_t i = 0; i < count; ++i) sums.push_back(sums[i] + other);
     }
@@ -343,8 +343,8 @@ file_sums sums_of_file(const embedded_file& file) {
     }
     wchar_t c = byte;
     const size_t length = byte < 0x80 ? 1 : decode(rest, c);
-    sums.low_halves += static_cast<uint32_t>(c) & 0xFFFF;
     sums.whole += static_cast<uint32_t>(c);
+    sums.low_halves += static_cast<uint32_t>(c) & 0xFFFF;
     rest.remove_prefix(length);
   }
   return sums;

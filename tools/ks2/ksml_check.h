@@ -28,11 +28,11 @@ struct value_sums {
 };
 value_sums sums_of_value(std::string_view raw);
 
-/// The sum of an embedded file: the low 16 bits of every character, or all of them; the two differ
-/// only for characters above U+FFFF.
+/// The sum of an embedded file: of its characters, or, from older gatherers, of the low 16 bits of
+/// each; the two differ only for characters above U+FFFF.
 struct file_sums {
-  uint32_t low_halves;
   uint32_t whole;
+  uint32_t low_halves;
 };
 file_sums sums_of_file(const embedded_file& file);
 

@@ -5,10 +5,8 @@
 
 #include "gatherer/gthfile.h"
 #include "lib/utilstr.h"
-#include "tools/ks2/command.h"
 #include "tools/ks2/ksml_check.h"
 #include "tools/ks2/ksml_reader.h"
-#include "tools/ks2/progress.h"
 
 namespace kestrel::ks2 {
 
@@ -51,18 +49,6 @@ size_t plain_offset(byte_span stuffed, size_t offset) {
 
 void fail(fault_list& faults, size_t offset, std::string text) {
   faults.add(severity::fault, offset, std::move(text));
-}
-
-/// Complains of a file whose report could not be opened, and returns the status to end with.
-int refuse_without_report(const input_file& file) {
-  const bool is_refused =
-      std::any_of(file.items().begin(), file.items().end(), [&file](const input_item& item) {
-        return item.type == item_report && file.decode(item).is_refused;
-      });
-  complain(file.path(), (is_refused ? "holds no ksml report that --max-size allows; it holds: "
-                                    : "holds no ksml report; it holds: ") +
-                            describe_contents(file));
-  return is_refused ? exit_unreadable : exit_damaged;
 }
 
 }  // namespace
@@ -127,34 +113,6 @@ void sort_faults(fault_list& faults) {
   });
 }
 
-std::optional<opened_report> open_report(const input_file& file, fault_list& faults) {
-  check_container(file, faults);
-  std::optional<opened_report> opened;
-  if (!file.is_gather_file()) {
-    opened.emplace();
-    opened->decoded.bytes = file.bytes();
-    opened->content = read_and_check(text_of(file.bytes()), file.memory_left(), faults);
-  }
-  for (size_t i = file.items().size(); i-- > 0 && !opened;) {
-    const input_item& item = file.items()[i];
-    if (item.type != item_report) continue;
-    decoded_item decoded = file.decode(item);
-    if (!is_ksml(decoded.text())) {
-      // Otherwise an earlier report would silently stand for one that cannot be read.
-      faults.set_item(static_cast<int>(i + 1));
-      check_decoding(item, decoded, faults);
-      continue;
-    }
-    opened.emplace(opened_report{static_cast<int>(i + 1), std::move(decoded), {}});
-    faults.set_item(opened->item);
-    check_decoding(item, opened->decoded, faults);
-    opened->content = read_and_check(opened->decoded.text(),
-                                     file.memory_left() - opened->decoded.unpacked.size(), faults);
-  }
-  sort_faults(faults);
-  return opened;
-}
-
 std::vector<identity_line> read_identity(const input_file& file) {
   std::vector<identity_line> lines;
   for (const input_item& item : file.items()) {
@@ -181,22 +139,6 @@ std::string describe_contents(const input_file& file) {
     words += describe_item(item.type, decoded.text()).words;
   }
   return words.empty() ? "no items" : words;
-}
-
-std::optional<opened_report> open_or_complain(const input_file& file, fault_list& faults,
-                                              int& status) {
-  std::optional<opened_report> opened;
-  {
-    progress_stage stage(std::string(file.path()) + ": reading the report");
-    opened = open_report(file, faults);
-  }
-  status = warn(file, faults);
-  if (!opened) {
-    status = refuse_without_report(file);
-  } else if (opened->content.is_refused) {
-    status = exit_unreadable;
-  }
-  return opened;
 }
 
 }  // namespace kestrel::ks2

@@ -1,4 +1,4 @@
-// The report of a file, with everything that is wrong with it: what `show` and `html` begin with.
+// The report of a file, and the steps of which judging one (judge.h) consists.
 #pragma once
 
 #include <cstdint>
@@ -11,16 +11,12 @@
 
 namespace kestrel::ks2 {
 
+/// The last report item that is ksml, or a loose report.
 struct opened_report {
   int item;              ///< number of the item, 0 for a loose report
   decoded_item decoded;  ///< owns the bytes that the model points into
   report content;
 };
-
-/// Reads the file's report: the last item of that type that is ksml, or the file itself. Appends
-/// the faults of the container, of the item and of the report, with their places. Nothing when the
-/// file holds no ksml report. `file` must outlive the result.
-std::optional<opened_report> open_report(const input_file& file, fault_list& faults);
 
 /// The machine's identity, a line each: "Node name", "vm". Empty without a (readable) identity
 /// block.
@@ -33,12 +29,8 @@ std::vector<identity_line> read_identity(const input_file& file);
 
 /// For a file without a ksml report: what it holds instead, in words.
 std::string describe_contents(const input_file& file);
-/// Opens the report for a command that shows it, and complains of what is wrong. `status` is what
-/// to end with, also where there is no report, or none that the limit allows.
-std::optional<opened_report> open_or_complain(const input_file& file, fault_list& faults,
-                                              int& status);
 
-// The steps of which opening and verifying consist; each appends what is wrong.
+// Each appends what is wrong.
 
 /// Head, stamp, records, form.
 void check_container(const input_file& file, fault_list& faults);

@@ -40,6 +40,7 @@ int holder_of(const std::vector<T>& elements, size_t offset) {
 
 void fault_list::add(severity level, size_t offset, std::string text) {
   if (level == severity::fault) ++fault_count_;
+  if (level == severity::suspicion) ++suspicion_count_;
   if (all_.size() >= k_most) {
     ++dropped_;
     return;
@@ -52,6 +53,7 @@ void fault_list::add(severity level, size_t offset, std::string text) {
 
 void fault_list::append(const fault_list& other, bool is_excused) {
   if (!is_excused) fault_count_ += other.fault_count_;
+  suspicion_count_ += other.suspicion_count_;
   dropped_ += other.dropped_;
   for (const fault& found : other.all_) {
     if (all_.size() >= k_most) {

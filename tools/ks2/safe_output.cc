@@ -2,9 +2,11 @@
 #include "tools/ks2/safe_output.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 
@@ -17,6 +19,44 @@ namespace kestrel::ks2 {
 namespace {
 
 constexpr int k_most_numbers = 10'000;
+
+/// The incomplete file, of which there is one at a time. Fixed memory, so that a signal handler may
+/// read it at any moment.
+struct {
+  volatile sig_atomic_t is_there = 0;
+  int folder = -1;
+  char name[4096] = {};
+} incomplete;
+
+void end_by_signal(int number) {
+  if (incomplete.is_there != 0) unlinkat(incomplete.folder, incomplete.name, 0);
+  signal(number, SIG_DFL);
+  raise(number);
+}
+
+void install_signal_handlers() {
+  struct sigaction action = {};
+  action.sa_handler = end_by_signal;
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU, SIGXFSZ}) {
+    struct sigaction old = {};
+    // What the caller chose to ignore stays ignored.
+    if (sigaction(number, nullptr, &old) == 0 && old.sa_handler != SIG_IGN) {
+      sigaction(number, &action, nullptr);
+    }
+  }
+}
+
+void note_incomplete(int folder, const std::string& name) {
+  static const bool is_installed = (install_signal_handlers(), true);
+  incomplete.is_there = 0;
+  if (!is_installed || name.size() >= sizeof incomplete.name) return;
+  incomplete.folder = folder;
+  std::strcpy(incomplete.name, name.c_str());
+  std::atomic_signal_fence(std::memory_order_release);
+  incomplete.is_there = 1;
+}
+
+void forget_incomplete() { incomplete.is_there = 0; }
 
 std::string numbered(const std::string& name, int number) {
   const std::string suffix = "." + std::to_string(number);
@@ -64,7 +104,9 @@ std::string name_giver::unused_name(const std::string& wanted, bool may_be_reser
 }
 
 new_file::~new_file() {
-  if (file_ != nullptr) unlinkat(folder_, created_.c_str(), 0);
+  if (file_ == nullptr) return;
+  unlinkat(folder_, created_.c_str(), 0);
+  forget_incomplete();
 }
 
 bool new_file::create(int folder, const std::string& name, bool force) {
@@ -77,9 +119,12 @@ bool new_file::create(int folder, const std::string& name, bool force) {
   int descriptor = -1;
   for (int attempt = 0; descriptor < 0 && attempt < k_most_numbers; ++attempt) {
     created_ = temporary_name(name, attempt);
+    note_incomplete(folder, created_);
     descriptor = openat(folder, created_.c_str(),
                         O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (descriptor < 0 && errno != EEXIST) return false;
+    if (descriptor >= 0) break;
+    forget_incomplete();
+    if (errno != EEXIST) return false;
   }
   if (descriptor < 0) return false;
   file_.reset(fdopen(descriptor, "wb"));
@@ -98,11 +143,12 @@ bool new_file::take_name() const {
 }
 
 bool new_file::finish() {
-  if (close_checked(std::move(file_)) && take_name()) return true;
+  const bool is_whole = close_checked(std::move(file_)) && take_name();
   const int reason = errno;
-  unlinkat(folder_, created_.c_str(), 0);
+  if (!is_whole) unlinkat(folder_, created_.c_str(), 0);
+  forget_incomplete();
   errno = reason;
-  return false;
+  return is_whole;
 }
 
 output_folder::~output_folder() {

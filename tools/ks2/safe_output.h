@@ -29,7 +29,8 @@ class name_giver {
   std::set<std::string> used_;
 };
 
-/// A file on its way: it has its name only when it is complete. A run that is killed leaves it as
+/// A file on its way: it has its name only when it is complete. A signal that ends the run removes
+/// it; only where the process is killed it stays, as
 /// ".ks2-" and numbers.
 class new_file {
  public:

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <string>
 
+#include "lib/ascii_case.h"
 #include "lib/mbcs.h"
 
 namespace kestrel::ks2 {
@@ -14,7 +15,9 @@ namespace {
 
 std::wstring folded(std::string_view text) {
   std::wstring wide = utf8_to_wide(text);
-  for (wchar_t& c : wide) c = static_cast<wchar_t>(towlower(static_cast<wint_t>(c)));
+  for (wchar_t& c : wide) {
+    c = c < 0x80 ? ascii_capital(c) : static_cast<wchar_t>(towlower(static_cast<wint_t>(c)));
+  }
   return wide;
 }
 

@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "tools/ks2/command.h"
-#include "tools/ks2/open_report.h"
+#include "tools/ks2/judge.h"
 #include "tools/ks2/show_formats.h"
 
 namespace kestrel::ks2 {
@@ -28,9 +28,9 @@ int run_show(const arguments& given) {
   }
   const input_file file(given.operands[0], given.max_size);
   if (file.status() != exit_whole) return refuse(file);
-  fault_list faults;
+  judgement found;
   int status = exit_whole;
-  const std::optional<opened_report> opened = open_or_complain(file, faults, status);
+  const std::optional<opened_report> opened = open_or_complain(file, found, status);
   if (!opened) return status;
   const show_format& format = format_named(given.format);
   const bool is_list = given.operands.size() == 1 && !given.all;

@@ -1,4 +1,6 @@
 // ks2 stuff FILE -o OUT, ks2 unstuff FILE -o OUT
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 
@@ -57,6 +59,10 @@ int convert_file(const arguments& given, bool to_stuffed) {
     complain(name, "the output (-o) is missing");
     return exit_usage;
   }
+  if (std::string_view(given.output) == "-" && isatty(STDOUT_FILENO) != 0) {
+    complain("standard output", "is a terminal");
+    return exit_usage;
+  }
   const progress_stage stage(format_text("%s: %sing", given.operands[0], name));
   const input_file file(given.operands[0], given.max_size);
   if (file.status() != exit_whole) return refuse(file);
@@ -64,7 +70,7 @@ int convert_file(const arguments& given, bool to_stuffed) {
     complain(file.path(), reason);
     return file.is_gather_file() ? exit_damaged : exit_not_gather_file;
   }
-  command_output out(given.operands[0], given.output, given.force);
+  command_output out(file.path(), given.output, given.force);
   if (out.status() == exit_whole) write_form(file, to_stuffed, out.get());
   return out.finish();
 }

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <new>
 
 #include "lib/utilstr.h"
 #include "tools/ks2/shown_text.h"
@@ -28,10 +29,11 @@ constexpr size_t k_greatest_width = 1000;
 constexpr const char* k_styles[] = {"", "\x1b[1m", "\x1b[1;36m"};
 constexpr const char* k_plain = "\x1b[0m";
 
-/// PAGER, else less, else nothing in between.
+/// PAGER, else less, else nothing in between; that, too, where PAGER is no command.
 constexpr const char* k_pager_command =
-    "if [ -n \"$PAGER\" ]; then eval \"$PAGER\"; "
-    "elif command -v less > /dev/null; then exec less; else exec cat; fi";
+    "if [ -n \"$PAGER\" ] && sh -n -c \"$PAGER\"; then (eval \"$PAGER\"); "
+    "case $? in 126|127) exec cat;; esac; "
+    "elif [ -z \"$PAGER\" ] && command -v less > /dev/null; then exec less; else exec cat; fi";
 
 size_t clamp_width(int64_t width) {
   if (width <= 0) return 0;
@@ -39,6 +41,7 @@ size_t clamp_width(int64_t width) {
 }
 
 size_t terminal_width() {
+  if (isatty(STDOUT_FILENO) == 0) return k_no_width;
   for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO, STDIN_FILENO}) {
     winsize size = {};
     if (ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
@@ -126,6 +129,14 @@ void text_output::write(shown_reader text, style how) {
   });
 }
 
+void text_output::flush_at_end() noexcept {
+  try {
+    flush();
+  } catch (const std::bad_alloc&) {
+    block_.clear();
+  }
+}
+
 void text_output::flush() {
   if (readers_ == audience::people) {
     print_text(out_, block_);
@@ -171,7 +182,7 @@ void paged_output::give_signals_back() {
 
 paged_output::~paged_output() {
   if (pager_ == 0) return;
-  flush();
+  flush_at_end();
   std::fclose(out_);
   out_ = stdout;
   int status;

@@ -4,6 +4,7 @@
 #include <signal.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -12,7 +13,10 @@
 
 namespace kestrel::ks2 {
 
-/// Columns to fit output into: of the terminal, COLUMNS, or 80.
+/// Columns without end: nothing is wrapped.
+inline constexpr size_t k_no_width = SIZE_MAX / 4;
+/// Columns to fit output into: COLUMNS, those of the terminal or, where standard output is none,
+/// k_no_width.
 size_t output_width();
 
 enum class style { plain, heading, title };
@@ -27,7 +31,7 @@ class text_output {
   text_output(FILE* out, audience readers) : out_(out), readers_(readers) {}
   text_output(const text_output&) = delete;
   text_output& operator=(const text_output&) = delete;
-  ~text_output() { flush(); }
+  ~text_output() { flush_at_end(); }
 
   void write(std::string_view text, style how = style::plain);
   void write(shown_reader text, style how = style::plain);
@@ -36,6 +40,9 @@ class text_output {
   bool is_wanted() const { return std::ferror(out_) == 0; }
 
  protected:
+  /// For destructors: what there is no memory for is left out.
+  void flush_at_end() noexcept;
+
   FILE* out_;
   bool is_coloured_ = false;
 

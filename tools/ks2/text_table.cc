@@ -15,6 +15,10 @@ constexpr size_t k_least_share = 8;  ///< a column is made no narrower than this
 constexpr size_t k_tab = 8;
 /// A line of more bytes, most of which take no column, is full.
 constexpr size_t k_longest_line = 16 * 1024;
+constexpr size_t k_longest_unwrapped = 1024 * 1024;
+/// Where nothing is wrapped, cells that take more columns push the others of their row to the
+/// right.
+constexpr size_t k_most_padding = 100;
 
 /// What a character takes that stands behind `columns` others on its line.
 size_t columns_taken(wchar_t c, size_t columns) {
@@ -110,12 +114,13 @@ void write_blocks(const table_source& table, size_t width, text_output& out) {
   }
 }
 
-void write_headings(const table_source& table, const std::vector<size_t>& widths,
+void write_headings(const table_source& table, const std::vector<size_t>& widths, bool wraps,
                     text_output& out) {
   std::vector<laid_out_cell> headings, rules;
   const std::string rule(*std::max_element(widths.begin(), widths.end()), '-');
   for (size_t i = 0; i < widths.size(); ++i) {
-    headings.push_back({line_breaker(table.heading(i), widths[i]), widths[i], table.is_number(i)});
+    headings.push_back({line_breaker(table.heading(i), wraps ? widths[i] : k_no_width), widths[i],
+                        table.is_number(i)});
     const std::string_view line = std::string_view(rule).substr(0, widths[i]);
     rules.push_back({line_breaker(shown_reader({line}), widths[i]), widths[i], false});
   }
@@ -124,16 +129,19 @@ void write_headings(const table_source& table, const std::vector<size_t>& widths
 }
 
 void write_fitted(const table_source& table, size_t width, bool has_headings, text_output& out) {
+  const bool wraps = width != k_no_width;
   // Each column takes its gap at least.
   if (table.column_count() > width) return write_blocks(table, width, out);
-  std::vector<size_t> widths = natural_widths(table, width);
-  if (!fit(widths, width)) return write_blocks(table, width, out);
-  if (has_headings && !widths.empty()) write_headings(table, widths, out);
+  std::vector<size_t> widths = natural_widths(table, wraps ? width : k_most_padding);
+  for (size_t& column : widths) column = wraps ? column : std::min(column, k_most_padding);
+  if (wraps && !fit(widths, width)) return write_blocks(table, width, out);
+  if (has_headings && !widths.empty()) write_headings(table, widths, wraps, out);
   for (size_t row = 0; row < table.row_count() && out.is_wanted(); ++row) {
     std::vector<laid_out_cell> cells;
     for (size_t i = 0; i < widths.size(); ++i) {
       const shown_reader text = i < table.cell_count(row) ? table.cell(row, i) : shown_reader({});
-      cells.push_back({line_breaker(text, widths[i]), widths[i], table.is_number(i)});
+      cells.push_back(
+          {line_breaker(text, wraps ? widths[i] : k_no_width), widths[i], table.is_number(i)});
     }
     write_cells(cells, style::plain, out);
   }
@@ -142,7 +150,9 @@ void write_fitted(const table_source& table, size_t width, bool has_headings, te
 }  // namespace
 
 line_breaker::line_breaker(shown_reader text, size_t width)
-    : text_(text), width_(std::max<size_t>(width, 1)) {}
+    : text_(text),
+      width_(std::max<size_t>(width, 1)),
+      longest_(width == k_no_width ? k_longest_unwrapped : k_longest_line) {}
 
 bool line_breaker::next(std::string& line) {
   for (wchar_t c;;) {
@@ -172,8 +182,7 @@ bool line_breaker::next(std::string& line) {
 /// True when the line was full, which is `line` then.
 bool line_breaker::put(wchar_t c, std::string& line) {
   const auto columns = static_cast<size_t>(columns_of(c));
-  const bool is_full =
-      (columns_ + columns > width_ && columns_ > 0) || line_.size() > k_longest_line;
+  const bool is_full = (columns_ + columns > width_ && columns_ > 0) || line_.size() > longest_;
   if (is_full && c == L' ') {
     end_line(line);
     return true;

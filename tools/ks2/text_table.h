@@ -49,7 +49,8 @@ struct text_table : table_source {
 };
 
 /// Writes a table with its headings, underlined. One with more columns than fit is set as one block
-/// a row, a line a cell.
+/// a row, a line a cell. With k_no_width every row is one line (but for line ends of its own), and
+/// columns are padded as far as that is of use.
 void write_table(const table_source& table, size_t width, text_output& out);
 /// The rows without the headings.
 void write_rows(const table_source& table, size_t width, text_output& out);
@@ -70,6 +71,7 @@ class line_breaker {
 
   shown_reader text_;
   size_t width_;
+  size_t longest_;  ///< bytes of a line
   std::string line_;
   size_t columns_ = 0;
   size_t blank_end_ = 0;  ///< bytes of the line up to its last blank, that included

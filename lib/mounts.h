@@ -1,0 +1,54 @@
+// The mounted file systems as far as they matter to whoever must not hang: those that a server or
+// another process answers for, where a path leads over one, and which of them fell silent.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <string_view>
+
+namespace kestrel {
+
+/// A mounted file system that may wait for another machine or another process.
+struct remote_mount {
+  std::string point;   ///< where it is mounted
+  std::string type;    ///< "nfs4"
+  std::string source;  ///< "server:/folder"
+  dev_t device = 0;    ///< of its files
+  bool is_silent = false;
+};
+
+/// True for the types of file systems whose answer may wait for another machine or process.
+bool may_hang(std::string_view type);
+
+/// Whether any such file system is mounted; without one nothing here costs anything. The mount
+/// table (proc(5), mountinfo) is read once, and again when a device turns up that it did not have.
+bool has_remote_mounts();
+/// The mount whose mount point `path` is, the one that its files have as device, or the one that
+/// `path`, a text without links, stands on. Null for none and for local ones. They live as long as
+/// the run.
+remote_mount* remote_mounted_at(std::string_view path);
+remote_mount* remote_of_device(dev_t device);
+remote_mount* remote_holding(std::string_view path);
+/// The mount that a path leads over, links followed one by one without asking any remote mount.
+/// Relative paths begin at `folder`, an absolute path without links, or at the current folder.
+remote_mount* remote_on_way(std::string_view path, std::string_view folder = {});
+
+/// The path of an open folder, without links; "" where it cannot be told. Asks no file system.
+std::string path_of_folder(int descriptor);
+
+/// Whether nobody should ask: this mount, or another of the same server, did not answer before.
+bool is_silent(const remote_mount& mount);
+/// It did not answer: nobody asks it again in this run. Told in one line, and in the debug log.
+void note_silent(remote_mount& mount);
+/// What a mount may take to answer, in milliseconds; less after several were silent.
+int remote_patience();
+
+/// Whether the file at `path` can be asked for at all, be it that there is none. Asks in a worker
+/// where the path leads over a remote mount; false, errno ETIMEDOUT, where that is silent.
+bool is_reachable(const char* path);
+/// Whether files can be made in the current folder, or cannot: false only for one on a mount that
+/// does not answer, which would hold the run for ever.
+bool is_folder_answering();
+
+}  // namespace kestrel

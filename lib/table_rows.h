@@ -1,0 +1,208 @@
+// Tables of records: a column knows its cell. What a table shows is one array of cells, each a
+// heading and the member (or function) of the record that fills it, so that both stand in one line
+// and a width is stated once:
+//
+//   constexpr cell_of<account> k_account_cells[] = {
+//       {"Username", show<&account::name>},
+//       {"Flags", show_ascii<flag_words>.wide(130)},
+//   };
+#pragma once
+
+#include <concepts>
+#include <cstdio>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "lib/getline.h"
+#include "lib/table.h"
+#include "lib/utilstr.h"
+
+namespace kestrel {
+
+/// A text of which at most `Longest` bytes are kept, as in a fixed buffer of one byte more. Its
+/// column is as wide as that buffer unless the cell says otherwise.
+template <size_t Longest>
+class kept_text : public std::string {
+ public:
+  static constexpr int buffer_size = static_cast<int>(Longest) + 1;
+  kept_text() = default;
+  kept_text(std::string_view text) : std::string(cut(text, Longest)) {}
+  kept_text(const std::string& text) : kept_text(std::string_view(text)) {}
+  kept_text(const char* text) : kept_text(std::string_view(text)) {}
+};
+
+namespace cells {
+
+template <class Value>
+concept is_text = std::convertible_to<const Value&, std::string_view>;
+template <class Value>
+concept is_date = std::same_as<Value, gathered_date> || std::same_as<Value, gathered_time> ||
+    std::same_as<Value, gathered_datetime>;
+/// What a cell can show: a text, a number, a truth value, a date.
+template <class Value>
+concept is_shown =
+    is_text<Value> || std::integral<Value> || is_date<Value> || std::same_as<Value, std::wstring>;
+
+template <class Value>
+constexpr datatype type_of = std::same_as<Value, bool> ? DT_BOOL
+                             : std::integral<Value>    ? DT_INTEGER
+                                                       : DT_STRING;
+
+template <class Value>
+constexpr int width_of = 0;
+template <size_t Longest>
+constexpr int width_of<kept_text<Longest>> = kept_text<Longest>::buffer_size;
+
+template <class Source>
+struct source;  // a member, or a function of the record
+template <class Value, class Record>
+struct source<Value Record::*> {
+  using record_type = Record;
+  using value = Value;
+};
+template <class Value, class Record>
+struct source<Value (Record::*)() const> {
+  using record_type = Record;
+  using value = std::remove_cvref_t<Value>;
+};
+template <class Value, class Record>
+struct source<Value (*)(const Record&)> {
+  using record_type = Record;
+  using value = std::remove_cvref_t<Value>;
+};
+
+/// Numbers keep their type: the list format tells counts from other numbers.
+template <is_shown Value>
+void log_value(Table& table, const Value& value) {
+  if constexpr (std::same_as<Value, std::wstring>) {
+    table.log_wide_data(value.c_str());
+  } else if constexpr (std::same_as<Value, int64_t>) {
+    table.log_count(value);
+  } else if constexpr (std::unsigned_integral<Value> && !std::same_as<Value, bool>) {
+    table.log_data(static_cast<unsigned long>(value));
+  } else if constexpr (std::integral<Value>) {
+    table.log_data(static_cast<int>(value));
+  } else if constexpr (std::derived_from<Value, std::string>) {
+    table.log_data(static_cast<const std::string&>(value));
+  } else {
+    table.log_data(value);
+  }
+}
+
+}  // namespace cells
+
+/// How a record fills a cell, and the column that suits it.
+template <class Record>
+struct shown_as {
+  datatype type;
+  int width;  ///< 0: the default
+  void (*log)(Table& table, const Record& from);
+
+  /// The same in a column of `columns` characters.
+  constexpr shown_as wide(int columns) const { return {type, columns, log}; }
+};
+
+template <auto Source, datatype Type>
+constexpr auto make_shown() {
+  using source = cells::source<decltype(Source)>;
+  using record_type = typename source::record_type;
+  using value = typename source::value;
+  static_assert(cells::is_shown<value>, "a cell shows a text, a number, a bool or a date");
+  return shown_as<record_type>{Type, cells::width_of<value>,
+                               [](Table& table, const record_type& from) {
+                                 cells::log_value<value>(table, std::invoke(Source, from));
+                               }};
+}
+
+/// Shows a member (`&account::name`), a const member function or a function of the record: texts
+/// and dates in a STRING column, numbers in an INTEGER one, truth values in a BOOL one.
+template <auto Source>
+constexpr auto show =
+    make_shown<Source, cells::type_of<typename cells::source<decltype(Source)>::value>>();
+/// The same in a column whose texts are made printable ASCII.
+template <auto Source>
+constexpr auto show_ascii = make_shown<Source, DT_ASCII>();
+/// A number in hexadecimal.
+template <auto Source>
+constexpr auto show_hex = make_shown<Source, DT_HEX>();
+
+/// One column of a table of records.
+template <class Record>
+struct cell_of {
+  constexpr cell_of(const char* name, shown_as<Record> how)
+      : heading{name, how.type, how.width}, log(how.log) {}
+
+  column heading;
+  void (*log)(Table& table, const Record& from);
+};
+
+/// A table with a row a record.
+template <class Record>
+class record_table {
+ public:
+  using cell_list = std::span<const cell_of<Record>>;
+
+  /// As Table; the cells must outlive the object.
+  record_table(FILE* out, const char* title, cell_list cells) : table_(out, title), cells_(cells) {
+    declare();
+  }
+  record_table(FILE* out, const char* title, const char* instance, cell_list cells)
+      : table_(out, title, instance), cells_(cells) {
+    declare();
+  }
+
+  /// Writes the row of that name.
+  void add(const std::string& name, const Record& from) {
+    table_.start_row(name.c_str());
+    fill(from);
+  }
+  void add(const std::wstring& name, const Record& from) {
+    table_.start_row(name.c_str());
+    fill(from);
+  }
+  size_t rows() const { return rows_; }
+
+ private:
+  void declare() {
+    table_.start_heading();
+    int index = 0;
+    for (const cell_of<Record>& cell : cells_) {
+      table_.add_column(cell.heading.name, cell.heading.type);
+      table_.set_column_width(index++, cell.heading.width);
+    }
+    table_.end_heading();
+  }
+  void fill(const Record& from) {
+    for (const cell_of<Record>& cell : cells_) cell.log(table_, from);
+    table_.end_row();
+    ++rows_;
+  }
+
+  Table table_;
+  cell_list cells_;
+  size_t rows_ = 0;
+};
+template <class Record, size_t Count>
+record_table(FILE*, const char*, const cell_of<Record> (&)[Count]) -> record_table<Record>;
+template <class Record, size_t Count>
+record_table(FILE*, const char*, const char*, const cell_of<Record> (&)[Count])
+    -> record_table<Record>;
+
+/// A row for every line of `in` (null: none) that `parse(std::string_view)` makes a record of,
+/// named by the member or function `name` of the record. See for_each_line.
+template <class Record, class Parse, class Name>
+void add_lines(record_table<Record>& table, FILE* in, const char* module, Parse&& parse,
+               Name&& name) {
+  if (in == nullptr) return;
+  for_each_line(in, module, [&](const std::string& line) {
+    const std::optional<Record> found = parse(std::string_view(line.c_str()));
+    if (found) table.add(std::invoke(name, *found), *found);
+  });
+}
+
+}  // namespace kestrel
