@@ -22,6 +22,6 @@ install_missing() {
 }
 
 BUILD_PACKAGES=(g++ cmake ninja-build git pci.ids)
-TEST_PACKAGES=(libgtest-dev lhasa locales python3-fusepy chromium chromium-driver libxml2-utils python3 util-linux gawk)
+TEST_PACKAGES=(libgtest-dev lhasa locales python3-fusepy chromium chromium-driver libxml2-utils python3 util-linux gawk strace)
 PACKAGE_PACKAGES=(dpkg-dev file gzip lintian)
 VM_PACKAGES=(qemu-system-x86 cpio kmod e2fsprogs lhasa xz-utils python3)

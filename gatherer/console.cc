@@ -2,6 +2,10 @@
 // probe list and, in stdout mode, to the report.
 #include "gatherer/console.h"
 
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -10,13 +14,17 @@
 
 #include "gatherer/kestrel2.h"
 #include "gatherer/version.h"
+#include "lib/blocked_signals.h"
 #include "lib/debug.h"
 #include "lib/mbcs.h"
+#include "lib/stop.h"
 
 namespace kestrel {
 namespace {
 
 constexpr int k_columns = 80;
+
+const char* kept_name = nullptr;
 
 std::vector<std::string>& file_errors() {
   static std::vector<std::string> noted;
@@ -59,9 +67,25 @@ void gatherer_help(const wchar_t* program) {
   exit(1);
 }
 
+namespace {
+
+// Unbuffered, so that there is nothing to read where poll says so. A signal comes before the
+// question whether to stop, or it ends the waiting.
+int read_character() {
+  std::setvbuf(stdin, nullptr, _IONBF, 0);
+  pollfd readable = {fileno(stdin), POLLIN, 0};
+  const blocked_signals blocked;
+  do {
+    if (is_stopping()) return EOF;
+  } while (ppoll(&readable, 1, nullptr, &blocked.before()) < 0 && errno == EINTR);
+  return getchar();
+}
+
+}  // namespace
+
 int read_answer() {
-  int first = getchar();
-  for (int c = first; c != '\n' && c != EOF;) c = getchar();
+  int first = read_character();
+  for (int c = first; c != '\n' && c != EOF;) c = read_character();
   return first == EOF ? -1 : first;
 }
 
@@ -91,6 +115,24 @@ void report_file_error(const char* path, int errnum) {
 void report_file_error(const char* path, const char* text) {
   printd("%s: %s\n", path, text);
   file_errors().push_back(std::string(path) + ": " + text);
+}
+
+std::string kept_here_text(const char* name, const char* reason) {
+  return std::string("kept under this name, ") + name + ": " + reason;
+}
+
+void note_kept(const char* name) { kept_name = name; }
+
+void print_stopped() {
+  const int number = stop_signal();
+  const char* abbreviation = sigabbrev_np(number);
+  const std::string name = abbreviation != nullptr ? std::string("SIG") + abbreviation
+                                                   : "signal " + std::to_string(number);
+  if (kept_name == nullptr) {
+    printm("Stopped by %s\n", name.c_str());
+  } else {
+    printm("Stopped by %s; what was gathered so far is kept in %s\n", name.c_str(), kept_name);
+  }
 }
 
 void print_file_errors() {

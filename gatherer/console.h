@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdarg>
+#include <string>
 
 namespace kestrel {
 
@@ -17,7 +18,7 @@ void gatherer_banner();
 int gatherer_disclaimer();
 
 /// Reads one answer line from standard input and returns its first character, the newline for an
-/// empty line, -1 at the end of input. Longer lines are drained.
+/// empty line, -1 at the end of input or when the run is asked to stop. Longer lines are drained.
 int read_answer();
 
 /// Notes a failed write: one line "path: text of errnum", shown behind the status word of the task
@@ -26,5 +27,13 @@ void report_file_error(const char* path, int errnum);
 void report_file_error(const char* path, const char* text);
 /// Shows what was noted since the last call.
 void print_file_errors();
+
+/// What `report_file_error` says of a file that is left under another name than the one it is for.
+std::string kept_here_text(const char* name, const char* reason);
+
+/// Notes the file that holds what was gathered; not copied. The last one counts.
+void note_kept(const char* name);
+/// Tells that the run was stopped, by which signal, and where its results are.
+void print_stopped();
 
 }  // namespace kestrel

@@ -16,6 +16,7 @@
 #include "lib/mbcs.h"
 #include "lib/misc.h"
 #include "lib/sysinfo.h"
+#include "lib/temporary.h"
 #include "lib/util_linux.h"
 #include "lib/utilstr.h"
 
@@ -83,20 +84,36 @@ std::string expand_template(const std::wstring& pattern, size_t room) {
   return result;
 }
 
-void fail_move(const char* path, const char* step, const char** error_text) {
+void fail_move(const char* kept, const char* name, const char* step, const char** error_text) {
   int errnum = errno;
   print_error(step, errnum);
-  report_file_error(path, errnum);
+  report_file_error(kept, kept_here_text(name, strerror(errnum)).c_str());
   fail_run();
   if (error_text != nullptr) *error_text = keep_text(strerror(errnum));
 }
 
-// Across file systems a rename is not possible, a copy is.
-bool move_file(const char* from, const char* to) {
-  if (rename(from, to) == 0) return true;
-  if (errno != EXDEV || !CopyFile(from, to)) return false;
-  unlink(from);
+bool store_temporary(const temporary_file& temporary, int item_type, std::string& refusal) {
+  const file_ptr content = temporary.read();
+  if (content == nullptr) {
+    refusal = strerror(errno);
+    return get_setting(setting_gather_file) != 0;
+  }
+  if (!store_stream(content.get(), temporary.name(), item_type, true)) return false;
+  if (!was_stored()) refusal = why_not_stored();
   return true;
+}
+
+// Gives the file its final name; should that fail, it keeps the one it has, and the user is told
+// that one.
+bool give_name(temporary_file& temporary, const char* name, const char** error_text) {
+  bool is_removed = true;
+  if (unlink(name) != 0 && errno != ENOENT) {
+    fail_move(temporary.name(), name, "file_task: remove", error_text);
+    is_removed = false;
+  }
+  if (temporary.move_to(name)) return true;
+  if (is_removed) fail_move(temporary.name(), name, "file_task: rename", error_text);
+  return false;
 }
 
 }  // namespace
@@ -133,15 +150,21 @@ void gatherer_save_path() {
   gatherer_filename(filename_save_path, setting_set, keep_text(path));
 }
 
-bool store_or_save_file(const char* temporary, int item_type, const char** result_name,
+bool store_or_save_file(temporary_file& temporary, int item_type, const char** result_name,
                         const char** error_text, const char* extension, const char* kind) {
-  bool stored = store_file(temporary, item_type, true);
-  bool refused = stored && !was_stored();
+  std::string refusal;
+  const bool stored = store_temporary(temporary, item_type, refusal);
+  const bool refused = stored && !refusal.empty();
+  if (refused) fail_run();
   bool is_kept = get_setting(setting_gather_file) == 0 ||
                  get_setting(setting_keep_output_files) != 0 || refused;
   if (!is_kept || (extension == nullptr && kind == nullptr)) {
     // What the container refused and no name was given for stays where it is.
-    if (!refused) unlink(temporary);
+    if (refused) {
+      report_file_error(temporary.name(), refusal.c_str());
+      temporary.keep();
+    }
+    temporary.remove();
     return stored;
   }
   std::string suffix;
@@ -149,16 +172,16 @@ bool store_or_save_file(const char* temporary, int item_type, const char** resul
   if (extension != nullptr) suffix += std::string(".") + extension;
   char name[256];
   gatherer_generate_filename(get_filename(filename_template), suffix.c_str(), name, sizeof name);
-  printd("file_task: rename %s to %s\n", temporary, name);
+  printd("file_task: rename %s to %s\n", temporary.name(), name);
   if (result_name != nullptr) *result_name = keep_text(name);
-  bool name_is_free = true;
-  if (unlink(name) != 0 && errno != ENOENT) {
-    fail_move(name, "file_task: remove", error_text);
-    name_is_free = false;
+  const char* kept = keep_text(temporary.name());
+  if (give_name(temporary, name, error_text)) {
+    kept = keep_text(name);
+  } else {
+    temporary.keep();
   }
-  if (!move_file(temporary, name)) {
-    fail_move(name_is_free ? name : temporary, "file_task: rename", error_text);
-  }
+  if (refused) report_file_error(kept, refusal.c_str());
+  note_kept(kept);
   return true;
 }
 

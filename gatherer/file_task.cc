@@ -14,6 +14,7 @@
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/table.h"
+#include "lib/temporary.h"
 #include "lib/util_linux.h"
 #include "lib/utilstr.h"
 
@@ -60,7 +61,9 @@ constexpr const char k_html_head[] =
 
 bool writes_file() { return get_setting(setting_stdout_output) == 0; }
 
-// The opening and the closing task build the same name.
+// The report, from the opening to the closing task.
+temporary_file report;
+
 std::string temporary_name() {
   return format_text("kestr%x.tmp", static_cast<unsigned>(get_process_id()));
 }
@@ -68,12 +71,11 @@ std::string temporary_name() {
 // A text or HTML report that cannot be started leaves nothing to do.
 FILE* open_plain_report() {
   std::string name = temporary_name();
-  file_ptr out = create_output_file(name.c_str(), "wb");
+  file_ptr out = report.create(name);
   if (out == nullptr) {
     print_error(name.c_str(), errno);
     internal_error("Cannot create temporary file. Disk full?\n");
   }
-  note_temporary_file(name.c_str());
   return out.release();
 }
 
@@ -82,20 +84,16 @@ bool close_report(task& closing, FILE* current, bool (*close)(FILE*), int item_t
                   const char* extension) {
   task::output_file = nullptr;
   if (current == nullptr) return false;
-  std::string name = temporary_name();
-  bool closed = close(current);
-  if (!closed) {
-    int errnum = errno;
-    forget_temporary_file(name.c_str());
-    report_file_error(name.c_str(), errnum);
-    fail_run();
-    closing.status_fail_text = keep_text(strerror(errnum));
-    return false;
+  if (close(current)) {
+    return store_or_save_file(report, item_type, &closing.status_ok_text, &closing.status_fail_text,
+                              extension, nullptr);
   }
-  bool kept = store_or_save_file(name.c_str(), item_type, &closing.status_ok_text,
-                                 &closing.status_fail_text, extension, nullptr);
-  forget_temporary_file(name.c_str());
-  return kept;
+  int errnum = errno;
+  report_file_error(report.name(), errnum);
+  fail_run();
+  closing.status_fail_text = keep_text(strerror(errnum));
+  report.keep();
+  return false;
 }
 
 void write_html_contents(FILE* out) {
@@ -132,13 +130,11 @@ bool xml_output_file_task::run(FILE* current) {
   if (order != k_opening_order) {
     return close_report(*this, current, close_xml_file, item_report, "XML");
   }
-  std::string path = temporary_name();
-  FILE* out = open_xml_file(path.c_str());
+  FILE* out = open_xml_file(report, temporary_name().c_str());
   if (out == nullptr) {
     status_fail_text = "Cannot create temporary file";
     return false;
   }
-  note_temporary_file(path.c_str());
   output_file = out;
   return true;
 }
@@ -197,6 +193,7 @@ bool stdout_output_task::test() { return !writes_file(); }
 
 bool stdout_output_task::run(FILE*) {
   output_file = stdout;
+  note_kept("standard output");
   return true;
 }
 

@@ -7,12 +7,14 @@
 
 namespace kestrel {
 
+class temporary_file;
+
 /// Stores `temporary` in the gather file (when gathering is on) and gives it its final name (when
 /// it is to be kept): template + "." kind + "." extension, either may be null. The final name and
 /// an error text go to the two places (may be null); both live until the program ends. False only
 /// for a file that was neither to be stored nor has a name; a failure is told to the user and fails
 /// the run.
-bool store_or_save_file(const char* temporary, int item_type, const char** result_name,
+bool store_or_save_file(temporary_file& temporary, int item_type, const char** result_name,
                         const char** error_text, const char* extension, const char* kind);
 
 /// Expands the template's '@' macros and appends the suffix, which always fits whole. `size` is

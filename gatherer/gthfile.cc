@@ -11,74 +11,32 @@
 #include <cerrno>
 #include <ctime>
 #include <limits>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "lib/cleanup.h"
+#include "gatherer/gthfile_io.h"
+#include "lib/blocked_signals.h"
 #include "lib/debug.h"
 #include "lib/lzh.h"
+#include "lib/temporary.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
 
+using namespace gth_io;
+
 namespace {
 
 constexpr int64_t k_offset_limit = std::numeric_limits<uint32_t>::max();
-constexpr size_t k_block_size = 16384;
+// What LzH::Encode answers where a stream, not the packing, failed.
+constexpr int k_read_error = -2;
+constexpr int k_write_error = -3;
 
-using block = std::array<unsigned char, k_block_size>;
-
-int fail(int code, int errnum) {
-  errno = errnum;
-  return code;
-}
-
-int report(const char* what, int code) {
-  const int errnum = errno;
-  print_error(what, errnum);
-  return fail(code, errnum);
-}
-
-bool read_at(FILE* file, int64_t offset, std::span<unsigned char> bytes) {
-  return fseeko(file, offset, SEEK_SET) == 0 &&
-         std::fread(bytes.data(), bytes.size(), 1, file) == 1;
-}
-
-bool write_at(FILE* file, int64_t offset, byte_span bytes) {
-  return fseeko(file, offset, SEEK_SET) == 0 &&
-         std::fwrite(bytes.data(), bytes.size(), 1, file) == 1 && std::fflush(file) == 0;
-}
-
-int64_t size_of(FILE* file) {
-  struct stat status;
-  return fstat(fileno(file), &status) == 0 ? status.st_size : -1;
-}
-
-/// Hands the next `size` bytes, block by block, to `take`, which answers a code. Fewer bytes end as
-/// gth_cannot_read.
-template <typename taker>
-int read_blocks(FILE* file, uint64_t size, taker take) {
-  block bytes;
-  while (size > 0) {
-    const size_t wanted = static_cast<size_t>(std::min<uint64_t>(size, bytes.size()));
-    const size_t count = std::fread(bytes.data(), 1, wanted, file);
-    if (count > 0) {
-      const int code = take(byte_span(bytes.data(), count));
-      if (code != gth_ok) return code;
-    }
-    if (count < wanted) return fail(gth_cannot_read, std::ferror(file) != 0 ? errno : 0);
-    size -= count;
-  }
-  return gth_ok;
-}
-
-int write_block(FILE* file, byte_span bytes) {
-  return std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() ? gth_ok
-                                                                          : gth_cannot_write;
-}
-
-int copy_bytes(FILE* from, FILE* to, uint64_t size) {
-  return read_blocks(from, size, [to](byte_span bytes) { return write_block(to, bytes); });
+std::string make_temporary_name() {
+  const std::string name = format_text("%X.tmp", static_cast<unsigned>(std::time(nullptr)));
+  printd("gthfile: tmpName %s\n", name.c_str());
+  return name;
 }
 
 /// Copies the stuffed container from its start to `plain`.
@@ -114,34 +72,6 @@ int copy_stuffed(FILE* plain, int64_t size, FILE* stuffed) {
   });
 }
 
-/// A temporary file that has no name any more: two runs in the same second use the same one.
-file_ptr open_nameless_file(const char* name) {
-  constexpr int k_attempts = 8;
-  for (int attempt = 1;; ++attempt) {
-    file_ptr file = create_output_file(name, "wb+");
-    if (file == nullptr && errno == EEXIST && attempt < k_attempts) continue;
-    if (file != nullptr) unlink(name);
-    return file;
-  }
-}
-
-/// "rb+", regular files only, no links. Null with errno.
-file_ptr open_container(const char* path) {
-  const int descriptor = open(path, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (descriptor < 0) return nullptr;
-  struct stat status;
-  int errnum = fstat(descriptor, &status) != 0 ? errno : S_ISREG(status.st_mode) ? 0 : EINVAL;
-  FILE* file = errnum == 0 ? fdopen(descriptor, "rb+") : nullptr;
-  if (file == nullptr) {
-    if (errnum == 0) errnum = errno;
-    close(descriptor);
-    errno = errnum;
-    return nullptr;
-  }
-  std::setvbuf(file, nullptr, _IONBF, 0);
-  return file_ptr(file);
-}
-
 }  // namespace
 
 int le_to_host(int value) {
@@ -152,10 +82,16 @@ int le_to_host(int value) {
 GatherFile::~GatherFile() { CloseFile(); }
 
 // The stream is unbuffered and every failed write was told when it happened; only the closing
-// itself is still to be asked.
+// itself and the final name are still to be asked for.
 int GatherFile::CloseFile() {
-  return file_ == nullptr || std::fclose(file_.release()) == 0 ? gth_ok : gth_cannot_write;
+  const bool closed = file_ == nullptr || std::fclose(file_.release()) == 0;
+  const bool is_named = !new_.is_kept() || new_.rename();
+  if (name_.empty()) new_.forget();
+  new_.remove();  // one that never got an item nor a name
+  return !closed ? gth_cannot_write : is_named ? gth_ok : gth_cannot_create;
 }
+
+const char* GatherFile::GetTemporaryName() const { return new_.path(); }
 
 int GatherFile::NumItems() const { return count_; }
 
@@ -185,25 +121,54 @@ void GatherFile::GetCurrentDate(gthStamp* stamp) {
 
 int GatherFile::open_for_update(const char* path) {
   file_ = open_container(path);
-  return file_ != nullptr ? gth_ok : report(path, gth_cannot_open);
+  if (file_ == nullptr) return report(path, gth_cannot_open);
+  identity_ = file_identity::of(fileno(file_.get()));
+  return gth_ok;
 }
 
 int GatherFile::CreateFile(const char* path) {
   CloseFile();
-  count_ = 0;
   if (path == nullptr) return fail(gth_bad_argument, 0);
-  file_ptr file = create_output_file(path, "wb+");
-  if (file == nullptr) return report(path, gth_cannot_create);
+  name_.clear();
+  return start(create_container(path, new_), path);
+}
+
+int GatherFile::CreateFile(const char* path, const std::string& temporary_name) {
+  CloseFile();
+  if (path == nullptr) return fail(gth_bad_argument, 0);
+  name_ = path;
+  return start(create_under_free_name(new_, temporary_name), path);
+}
+
+/// Writes the head into the new file.
+int GatherFile::start(int descriptor, const char* path) {
+  count_ = 0;
+  if (descriptor < 0) return report(path, gth_cannot_create);
+  identity_ = file_identity::of(descriptor);
+  file_ = unbuffered_stream(descriptor);
   GetCurrentDate(&stamp_);
-  const gth_head_bytes head = encode_head(stamp_);
-  std::fwrite(head.data(), 1, head.size(), file.get());
-  if (!close_checked(std::move(file))) {
+  if (file_ == nullptr || !write_at(file_.get(), 0, encode_head(stamp_))) {
     const int errnum = errno;
-    unlink(path);
+    if (file_ == nullptr) ::close(descriptor);
+    RemoveFile();
     return fail(gth_cannot_write, errnum);
   }
   end_ = k_gth_head_size;
-  return open_for_update(path);
+  return gth_ok;
+}
+
+/// From the first item on the container is to stay, under its name.
+void GatherFile::keep() {
+  if (name_.empty()) {
+    new_.forget();
+  } else if (!new_.is_kept()) {
+    new_.keep_as(name_.c_str());
+  }
+}
+
+void GatherFile::RemoveFile() {
+  new_.remove();
+  CloseFile();
 }
 
 int GatherFile::ReadFile(const char* path) {
@@ -264,21 +229,34 @@ int GatherFile::read_item_table(int count) {
 // --- appending ----------------------------------------------------------------------------------
 
 int GatherFile::AddItemFile(unsigned char type, const char* path, bool compress) {
-  printd("gthfile: AddItemFile id %#02x c %d filename %s\n", type, compress ? 1 : 0,
-         path != nullptr ? path : "(null)");
-  printd("gthfile: file = %p\n", static_cast<void*>(file_.get()));
+  trace_item(type, path, compress);
   if (file_ == nullptr || path == nullptr) return fail(gth_bad_argument, 0);
   if (count_ >= k_max_items) return fail(gth_table_full, 0);
-  const std::string temporary_name =
-      format_text("%X.tmp", static_cast<unsigned>(std::time(nullptr)));
-  printd("gthfile: tmpName %s\n", temporary_name.c_str());
-
-  file_ptr source = open_local_file(path);
+  const std::string temporary_name = make_temporary_name();
+  const file_ptr source = open_local_file(path);
   if (source == nullptr) return report(path, gth_cannot_open);
-  const int64_t size = size_of(source.get());
+  return add_source(type, source.get(), path, compress, temporary_name);
+}
+
+int GatherFile::AddItemFile(unsigned char type, FILE* source, const char* name, bool compress) {
+  trace_item(type, name, compress);
+  if (file_ == nullptr || source == nullptr) return fail(gth_bad_argument, 0);
+  if (count_ >= k_max_items) return fail(gth_table_full, 0);
+  return add_source(type, source, name, compress, make_temporary_name());
+}
+
+void GatherFile::trace_item(unsigned char type, const char* name, bool compress) const {
+  printd("gthfile: AddItemFile id %#02x c %d filename %s\n", type, compress ? 1 : 0,
+         name != nullptr ? name : "(null)");
+  printd("gthfile: file = %p\n", static_cast<void*>(file_.get()));
+}
+
+int GatherFile::add_source(unsigned char type, FILE* source, const char* name, bool compress,
+                           const std::string& temporary_name) {
+  const int64_t size = length_of(source);
   if (size < 0 || size > k_offset_limit) {
     if (size >= 0) errno = EFBIG;
-    return report(path, gth_cannot_open);
+    return report(name, gth_cannot_open);
   }
   // What is behind the last item a killed run left there; a file that ends before it is damaged.
   const int64_t length = size_of(file_.get());
@@ -286,39 +264,57 @@ int GatherFile::AddItemFile(unsigned char type, const char* path, bool compress)
   if (length > end_ && ftruncate(fileno(file_.get()), end_) != 0) return gth_cannot_write;
 
   const auto stored_size = static_cast<uint32_t>(size);
-  const int code = compress ? add_compressed(type, source.get(), temporary_name.c_str())
-                            : add({type, stored_size, 0, 0}, source.get());
+  const int code = compress ? add_compressed(type, source, temporary_name)
+                            : add({type, stored_size, 0, 0}, source);
   if (code == gth_ok) printd("gthfile: AddItemFile OK\n");
   return code;
 }
 
-int GatherFile::add_compressed(unsigned char type, FILE* source, const char* temporary_name) {
-  const file_ptr temporary = open_nameless_file(temporary_name);
+int GatherFile::add_compressed(unsigned char type, FILE* source,
+                               const std::string& temporary_name) {
+  temporary_file packed;
+  file_ptr temporary = packed.create(temporary_name);
   if (temporary == nullptr) {
     const int errnum = errno;
-    print_error(temporary_name, errnum);
+    print_error(temporary_name.c_str(), errnum);
     const int code = add({type, 0, 0, 0}, nullptr);  // Counted without a record on purpose.
     return code == gth_ok ? fail(gth_table_full, errnum) : code;
   }
+  packed.drop_name();
   LzH coder;
   LzwComp sizes = {};
   errno = 0;
-  if (coder.Encode(source, temporary.get(), &sizes) != 0) {
-    const int errnum = errno;
+  const int result = coder.Encode(source, temporary.get(), &sizes);
+  if (result != 0) {
+    const int errnum = result == k_read_error || result == k_write_error ? errno : 0;
     printd("gthfile: compression failed\n");
     return fail(gth_codec_failed, errnum);
   }
-  std::rewind(temporary.get());
+  temporary.reset();
+  temporary = packed.read();
+  if (temporary == nullptr) return fail(gth_codec_failed, errno);
   return add({type, sizes.uncompressed_size, 1, sizes.compressed_size}, temporary.get());
 }
 
 /// The item exists from the moment in which the head counts it; until then any failure cuts it off.
 int GatherFile::add(const gth_record& record, FILE* data) {
   const int64_t offset = end_;
+  std::optional<unfinished_write_note> unfinished;
+  unfinished.emplace(fileno(file_.get()), offset);
   int code = data != nullptr ? append(record, data) : gth_ok;
-  if (code == gth_ok) code = write_count(count_ + 1);
+  int errnum = errno;
+  {
+    const blocked_signals blocked;
+    if (code == gth_ok) {
+      code = write_count(count_ + 1);
+      errnum = errno;
+    }
+    if (code == gth_ok) {
+      unfinished.reset();
+      keep();
+    }
+  }
   if (code != gth_ok) {
-    const int errnum = errno;
     if (ftruncate(fileno(file_.get()), offset) != 0) print_error("gthfile: ftruncate", errno);
     return fail(code, errnum);
   }
@@ -330,7 +326,6 @@ int GatherFile::add(const gth_record& record, FILE* data) {
 int GatherFile::append(const gth_record& record, FILE* data) {
   const int64_t size = static_cast<int64_t>(k_gth_record_size) + record.data_size();
   if (size > k_offset_limit - end_) return fail(gth_cannot_write, EFBIG);
-  const unfinished_write_note note(fileno(file_.get()), end_);
   if (!write_at(file_.get(), end_, encode_record(record))) {
     const int errnum = errno;
     printd("gthfile: fwrite item returned %u\n", 0U);
@@ -356,7 +351,7 @@ int GatherFile::write_count(int count) {
 
 // --- extracting ---------------------------------------------------------------------------------
 
-int GatherFile::ExtractItem(unsigned char type, const char* path) {
+int GatherFile::ExtractItem(item_type type, const char* path) {
   for (int i = 0; i < count_; ++i) {
     if (items_[i].type == type) return ExtractItem(i, path);
   }
@@ -364,7 +359,8 @@ int GatherFile::ExtractItem(unsigned char type, const char* path) {
 }
 
 int GatherFile::ExtractItem(int index, const char* path) {
-  if (file_ == nullptr || path == nullptr || index < 0 || index >= count_) {
+  if (file_ == nullptr || path == nullptr || index < 0 || index >= count_ ||
+      identity_.is_at(path)) {
     return fail(gth_bad_argument, 0);
   }
   gth_record_bytes bytes;
@@ -402,20 +398,19 @@ int GatherFile::RemoveNulls(const char* path) {
   const file_ptr plain = open_container(path);
   if (plain == nullptr) return report(path, gth_table_full);
   const std::string name = std::string(path) + ".tmp";
-  file_ptr stuffed = create_output_file(name.c_str(), "wb+");
+  temporary_file temporary;
+  file_ptr stuffed = temporary.create(name);
   if (stuffed == nullptr) return report(name.c_str(), gth_table_full);
-  const temporary_file_note note(name.c_str());
   int code = copy_stuffed(plain.get(), size_of(plain.get()), stuffed.get());
   int errnum = errno;
   if (code == gth_ok && !close_checked(std::move(stuffed))) {
     errnum = errno;
     code = gth_cannot_write;
   }
-  if (code == gth_ok && std::rename(name.c_str(), path) != 0) {
+  if (code == gth_ok && !temporary.move_to(path)) {
     errnum = errno;
     code = gth_cannot_write;
   }
-  if (code != gth_ok) unlink(name.c_str());
   return fail(code, errnum);
 }
 

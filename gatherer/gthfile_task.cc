@@ -1,10 +1,9 @@
 // See gthfile_task.h.
 #include "gatherer/gthfile_task.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "gatherer/console.h"
@@ -15,6 +14,7 @@
 #include "lib/cleanup.h"
 #include "lib/debug.h"
 #include "lib/mbcs.h"
+#include "lib/temporary.h"
 #include "lib/util_linux.h"
 #include "lib/utilstr.h"
 
@@ -24,6 +24,8 @@ namespace {
 enum gthfile_order { order_create = 9, order_open = 10, order_close = 26 };
 
 constexpr wchar_t k_identity_letters[] = L"CVMSUTLK";
+
+bool is_refused = false;  // this run's container could not be created
 
 bool is_gathering() {
   return get_filename(filename_template) != nullptr && get_setting(setting_gather_file) != 0;
@@ -53,30 +55,32 @@ std::string identity_block() {
 
 // Without the identity a container is of no use to anybody.
 void discard_container() {
+  make_gather_file().RemoveFile();
   destroy_gather_file();
-  unlink(container_name());
+}
+
+bool refuse_identity(const std::string& text) {
+  report_file_error(container_name(), text.c_str());
+  return false;
 }
 
 bool store_identity() {
   std::string name = format_text("ksid%x.txt", static_cast<unsigned>(get_process_id()));
-  file_ptr out = create_output_file(name.c_str(), "wb");
+  temporary_file temporary;
+  file_ptr out = temporary.create(name);
   if (out == nullptr) {
     int errnum = errno;
     print_error(name.c_str(), errnum);
     discard_container();
     internal_error("Cannot write temporary file %s. Disk full?\n", name.c_str());
   }
-  temporary_file_note note(name.c_str());
   std::string block = identity_block();
   fwrite(block.data(), 1, block.size(), out.get());
-  bool written = close_checked(std::move(out));
-  if (!written) {
-    report_file_error(name.c_str(), errno);
-    fail_run();
-  }
-  bool stored = written && store_file(name.c_str(), item_identity, false) && was_stored();
-  unlink(name.c_str());
-  return stored;
+  if (!close_checked(std::move(out))) return refuse_identity(strerror(errno));
+  const file_ptr content = temporary.read();
+  if (content == nullptr) return refuse_identity(strerror(errno));
+  store_stream(content.get(), name.c_str(), item_identity, false);
+  return was_stored() || refuse_identity(why_not_stored());
 }
 
 }  // namespace
@@ -93,29 +97,46 @@ bool gthfile_task::run(FILE*) {
 }
 
 bool gthfile_task::create() {
-  if (make_gather_file().CreateFile(container_name()) != gth_ok) {
+  is_refused = !create_container();
+  if (is_refused) fail_run();
+  return !is_refused;
+}
+
+bool gthfile_task::create_container() {
+  const std::string temporary = format_text("kestg%x.tmp", static_cast<unsigned>(get_process_id()));
+  if (make_gather_file().CreateFile(container_name(), temporary) != gth_ok) {
     report_file_error(container_name(), errno);
-    fail_run();
     return false;
   }
   if (store_identity()) return true;
   discard_container();
-  fail_run();
   return false;
 }
 
-bool gthfile_task::reopen() { return make_gather_file().ReadFile(container_name()) == gth_ok; }
+// An older container is not to take what a new one could not.
+bool gthfile_task::reopen() {
+  return !is_refused && make_gather_file().ReadFile(container_name()) == gth_ok;
+}
 
 bool gthfile_task::close() {
+  const char* temporary = keep_text(make_gather_file().GetTemporaryName());
   errno = 0;
-  bool closed = make_gather_file().CloseFile() == gth_ok;
-  if (!closed) {
-    report_file_error(container_name(), errno != 0 ? errno : EIO);
+  const int code = make_gather_file().CloseFile();
+  const char* reason = strerror(errno != 0 ? errno : EIO);
+  destroy_gather_file();
+  const char* kept = code == gth_cannot_create ? temporary : container_name();
+  if (code == gth_cannot_create) {
+    report_file_error(kept, kept_here_text(container_name(), reason).c_str());
+  } else if (code != gth_ok) {
+    report_file_error(kept, reason);
+  }
+  if (code == gth_ok) {
+    note_kept(kept);
+  } else {
     fail_run();
   }
-  destroy_gather_file();
-  status_ok_text = status_fail_text = container_name();
-  return closed;
+  status_ok_text = status_fail_text = kept;
+  return code == gth_ok;
 }
 
 }  // namespace kestrel

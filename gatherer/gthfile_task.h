@@ -14,6 +14,7 @@ class gthfile_task : public task {
 
  private:
   bool create();
+  static bool create_container();
   bool reopen();
   bool close();
 };

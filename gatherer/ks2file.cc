@@ -1,8 +1,6 @@
 // See ks2file.h.
 #include "gatherer/ks2file.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -12,12 +10,13 @@
 #include "gatherer/gthfile.h"
 #include "gatherer/kestrel2.h"
 #include "gatherer/version.h"
-#include "lib/cleanup.h"
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "lib/decode.h"
 #include "lib/mbcs.h"
+#include "lib/stop.h"
 #include "lib/table.h"
+#include "lib/temporary.h"
 #include "lib/util_linux.h"
 #include "lib/utilstr.h"
 #include "lib/xml.h"
@@ -32,16 +31,32 @@ enum temporary_kind { kind_ascii = 1, kind_text = 2, kind_binary = 3 };
 
 std::unique_ptr<GatherFile> gather_file;
 bool last_item_stored = false;
+std::string last_refusal;
 
-// By the negated result code.
+// By the negated result code, where the system gave no reason and where it did.
 constexpr code_name k_refusals[] = {
     {1, "the gather file is not open"              },
-    {2, "cannot be opened"                         },
     {4, "the gather file is full"                  },
     {5, "the gather file cannot be read"           },
     {6, "writing the gather file failed"           },
     {9, "compression failed, the file may be empty"},
 };
+constexpr code_name k_system_refusals[] = {
+    {2, "cannot be opened"                },
+    {4, "no temporary file can be created"},
+    {5, "the gather file cannot be read"  },
+    {6, "writing the gather file failed"  },
+    {9, "cannot be packed"                },
+};
+
+constexpr const char* k_stopped = "not stored, the run was asked to stop";
+
+std::string refusal_text(int code, int errnum) {
+  if (errnum == EINTR && is_stopping()) return k_stopped;
+  const auto negated = static_cast<uint32_t>(-code);
+  if (errnum == 0) return name_of(k_refusals, negated, "not stored");
+  return format_text("%s: %s", name_of(k_system_refusals, negated, "not stored"), strerror(errnum));
+}
 
 bool is_gathering() { return get_setting(setting_gather_file) != 0; }
 
@@ -87,41 +102,87 @@ void copy_text(FILE* in, FILE* out) {
 
 using copy_function = void (*)(FILE* in, FILE* out);
 
-// Header and copied content go into a temporary file, that file into the container.
-bool store_stream(FILE* in, const char* name, const char* mime_type, int kind, copy_function copy) {
-  char temporary[64];
-  file_ptr out = open_temp_file(temporary, sizeof temporary, kind);
+bool refuse(const char* name, const std::string& text) {
+  report_file_error(name, text.c_str());
+  fail_run();
+  return false;
+}
+
+// What is read through this stream ends with an error when the run is asked to stop: a long file is
+// not waited for. The stream behind it must outlive it.
+file_ptr make_stoppable(FILE* file) {
+  const cookie_io_functions_t functions = {
+      [](void* cookie, char* buffer, size_t size) -> ssize_t {
+        if (is_stopping()) {
+          errno = EINTR;
+          return -1;
+        }
+        const size_t count = fread(buffer, 1, size, static_cast<FILE*>(cookie));
+        return count == 0 && ferror(static_cast<FILE*>(cookie)) != 0 ? -1
+                                                                     : static_cast<ssize_t>(count);
+      },
+      nullptr,
+      [](void* cookie, off64_t* position, int whence) {
+        FILE* behind = static_cast<FILE*>(cookie);
+        if (fseeko(behind, static_cast<off_t>(*position), whence) != 0) return -1;
+        *position = ftello(behind);
+        return 0;
+      },
+      nullptr};
+  return file_ptr(fopencookie(file, "rb", functions));
+}
+
+bool store_closed(const temporary_file& temporary, const char* name) {
+  const file_ptr content = temporary.read();
+  if (content == nullptr) return refuse(name, strerror(errno));
+  return store_user_file(content.get(), name, item_stored_file);
+}
+
+FILE* start_xml(file_ptr out, const char* path) {
   if (out == nullptr) {
-    report_file_error(temporary, errno);
+    report_file_error(path, errno);
     fail_run();
-    return false;
+    return nullptr;
   }
-  temporary_file_note note(temporary);
+  xml_file_heading(out.get());
+  xml_open_tag(out.get(), k_data_element);
+  xml_tag_value(out.get(), "GATHERER_VERSION", k_version);
+  return out.release();
+}
+
+void note_answer(int code) {
+  const int errnum = errno;
+  last_item_stored = code == gth_ok;
+  last_refusal = last_item_stored ? "" : refusal_text(code, errnum);
+}
+
+// Header and copied content go into a temporary file, that file into the container.
+bool store_copy(FILE* in, const char* name, const char* mime_type, int kind, copy_function copy) {
+  temporary_file temporary;
+  file_ptr out = open_temp_file(temporary, kind);
+  if (out == nullptr) return refuse(name, refusal_text(gth_table_full, errno));
   write_file_header(out.get(), name, mime_type);
   errno = 0;
   copy(in, out.get());
+  if (is_stopping()) return refuse(name, k_stopped);
   bool complete = ferror(in) == 0;
-  if (!complete) report_file_error(name, errno != 0 ? errno : EIO);
-  if (!close_checked(std::move(out))) {
-    report_file_error(temporary, errno);
-    complete = false;
-  }
-  if (!complete) fail_run();
-  bool stored = complete && store_file(temporary, item_stored_file, true) && was_stored();
-  unlink(temporary);
-  return stored;
+  if (!complete) refuse(name, strerror(errno != 0 ? errno : EIO));
+  if (!close_checked(std::move(out)))
+    complete = refuse(name, refusal_text(gth_codec_failed, errno));
+  return complete && store_closed(temporary, name);
 }
 
 bool store_named_file(const char* path, const char* mime_type, const char* what, int kind,
                       copy_function copy) {
   printd("ks2file: storing %s type %s (%s)\n", path, mime_type == nullptr ? "" : mime_type, what);
   if (!is_gathering()) return false;
-  file_ptr in = open_regular_file(path);
-  if (in == nullptr) {
+  const file_ptr file = open_regular_file(path);
+  if (file == nullptr) {
     print_error(path, errno);
     return false;
   }
-  return store_stream(in.get(), path, mime_type, kind, copy);
+  const file_ptr in = make_stoppable(file.get());
+  return store_copy(in.get(), path, mime_type, kind, copy);
 }
 
 }  // namespace
@@ -135,17 +196,10 @@ void destroy_gather_file() { gather_file.reset(); }
 
 bool is_gather_file_open() { return gather_file != nullptr && gather_file->is_open(); }
 
-FILE* open_xml_file(const char* path) {
-  file_ptr out = create_output_file(path, "wb");
-  if (out == nullptr) {
-    report_file_error(path, errno);
-    fail_run();
-    return nullptr;
-  }
-  xml_file_heading(out.get());
-  xml_open_tag(out.get(), k_data_element);
-  xml_tag_value(out.get(), "GATHERER_VERSION", k_version);
-  return out.release();
+FILE* open_xml_file(const char* path) { return start_xml(create_output_file(path, "wb"), path); }
+
+FILE* open_xml_file(temporary_file& file, const char* first_name) {
+  return start_xml(file.create(first_name), first_name);
 }
 
 bool close_xml_file(FILE* out) {
@@ -161,17 +215,28 @@ bool store_file(const char* path, int item_type, bool compress) {
   last_item_stored = false;
   if (!is_gathering()) return false;
   errno = 0;
-  int code = make_gather_file().AddItemFile(static_cast<unsigned char>(item_type), path, compress);
-  last_item_stored = code == gth_ok;
-  if (!last_item_stored) {
-    int errnum = errno;
-    const char* text = name_of(k_refusals, static_cast<uint32_t>(-code), "not stored");
-    report_file_error(path,
-                      errnum == 0 ? text : format_text("%s: %s", text, strerror(errnum)).c_str());
-    fail_run();
-  }
+  note_answer(
+      make_gather_file().AddItemFile(static_cast<unsigned char>(item_type), path, compress));
+  if (!last_item_stored) refuse(path, last_refusal);
   return true;
 }
+
+bool store_stream(FILE* source, const char* name, int item_type, bool compress) {
+  last_item_stored = false;
+  if (!is_gathering()) return false;
+  errno = 0;
+  note_answer(make_gather_file().AddItemFile(static_cast<unsigned char>(item_type), source, name,
+                                             compress));
+  return true;
+}
+
+bool store_user_file(FILE* file, const char* name, int item_type) {
+  const file_ptr source = make_stoppable(file);
+  if (!store_stream(source.get(), name, item_type, true)) return false;
+  return was_stored() || refuse(name, last_refusal);
+}
+
+const std::string& why_not_stored() { return last_refusal; }
 
 bool was_stored() { return last_item_stored; }
 
@@ -196,7 +261,7 @@ bool run_command_and_store_file(const char* name, const char* command, const cha
     print_error(name, errno);
     return false;
   }
-  return store_stream(running.stream(), name, mime_type, kind_text, copy_text);
+  return store_copy(running.stream(), name, mime_type, kind_text, copy_text);
 }
 
 void write_file_header(FILE* out, const char* name, const char* mime_type) {
@@ -204,10 +269,9 @@ void write_file_header(FILE* out, const char* name, const char* mime_type) {
   write_header_line(out, "MIME-Type", mime_type, "\n\n");
 }
 
-file_ptr open_temp_file(char* buffer, int size, int kind) {
-  format_string(buffer, static_cast<size_t>(size), "kest%x%x.tmp", static_cast<unsigned>(kind),
-                static_cast<unsigned>(get_process_id()));
-  return create_output_file(buffer, "wb");
+file_ptr open_temp_file(temporary_file& file, int kind) {
+  return file.create(format_text("kest%x%x.tmp", static_cast<unsigned>(kind),
+                                 static_cast<unsigned>(get_process_id())));
 }
 
 }  // namespace kestrel

@@ -3,12 +3,14 @@
 #pragma once
 
 #include <cstdio>
+#include <string>
 
 #include "lib/file.h"
 
 namespace kestrel {
 
 class GatherFile;
+class temporary_file;
 
 /// The process-wide container, made on first use and destroyed by the closing task.
 GatherFile& make_gather_file();
@@ -18,6 +20,8 @@ bool is_gather_file_open();
 /// Creates the markup report: heading, data element, version element. Null on failure, which is
 /// reported and fails the run. The caller hands the stream to close_xml_file.
 FILE* open_xml_file(const char* path);
+/// The same as a temporary file.
+FILE* open_xml_file(temporary_file& file, const char* first_name);
 /// Ends the frame (in ksml with the output checksum) and closes. False for a null stream or when
 /// any write failed.
 bool close_xml_file(FILE* out);
@@ -25,8 +29,15 @@ bool close_xml_file(FILE* out);
 /// Adds a file to the gather file. True whenever gathering is on, whatever the container answered;
 /// a refusal is told to the user and fails the run.
 bool store_file(const char* path, int item_type, bool compress);
-/// True when the container took everything that `store_file` was last asked to add.
+/// The same with what a stream that can seek holds, whatever it is called now; a refusal is not
+/// told yet.
+bool store_stream(FILE* source, const char* name, int item_type, bool compress);
+/// The same with a file of the user's, compressed: false, and told, when it was refused. It is
+/// given up when the run is asked to stop.
+bool store_user_file(FILE* file, const char* name, int item_type);
+/// True when the container took what these functions were last asked to add; else the reason.
 bool was_stored();
+const std::string& why_not_stored();
 
 /// Store a regular file behind a header, as item_stored_file: non-ASCII bytes as '?', the locale's
 /// text as UTF-8, or unchanged. A null `mime_type` is "". False when gathering is off, the file
@@ -40,8 +51,8 @@ bool run_command_and_store_file(const char* name, const char* command, const cha
 
 /// The lines "Filename: name" and "MIME-Type: type" in UTF-8, and an empty one.
 void write_file_header(FILE* out, const char* name, const char* mime_type);
-/// Creates "kest<kind><pid>.tmp" in the current directory and writes its name into `buffer`.
-/// Null on failure, with errno.
-file_ptr open_temp_file(char* buffer, int size, int kind);
+/// Creates "kest<kind><pid>.tmp" in the current directory, or the next free name. Null on failure,
+/// with errno.
+file_ptr open_temp_file(temporary_file& file, int kind);
 
 }  // namespace kestrel

@@ -17,10 +17,12 @@
 #include "gatherer/probe.h"
 #include "gatherer/task.h"
 #include "gatherer/version.h"
+#include "lib/cleanup.h"
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/mounts.h"
 #include "lib/notice.h"
+#include "lib/stop.h"
 
 namespace kestrel {
 namespace {
@@ -74,6 +76,11 @@ int gatherer_run(int argc, const wchar_t** argv) {
   }
   finish_standard_output();
   print_file_errors();
+  set_orderly_stop(false);
+  if (is_stopping()) {
+    print_stopped();
+    end_by_stop_signal();
+  }
   printm("Run complete, rc = %d\n", get_setting(setting_return_code));
   return get_setting(setting_return_code);
 }

@@ -15,11 +15,11 @@
 namespace {
 
 // A standard descriptor that comes closed would go to the next file opened: the report's file
-// would be the console.
+// would be the console. What is written to a closed standard output is lost, and the writing fails.
 void open_standard_descriptors() {
-  int descriptor = open("/dev/null", O_RDWR);
-  while (descriptor >= 0 && descriptor <= STDERR_FILENO) descriptor = dup(descriptor);
-  if (descriptor > STDERR_FILENO) close(descriptor);
+  for (int wanted = STDIN_FILENO; wanted <= STDERR_FILENO; ++wanted) {
+    if (fcntl(wanted, F_GETFD) < 0) open("/dev/null", wanted == STDERR_FILENO ? O_RDWR : O_RDONLY);
+  }
 }
 
 }  // namespace

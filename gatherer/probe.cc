@@ -13,6 +13,7 @@
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "lib/file.h"
+#include "lib/stop.h"
 #include "lib/table.h"
 
 namespace kestrel {
@@ -137,7 +138,7 @@ bool probe_group::test() {
 bool probe_group::run(FILE* fp) {
   if (title != nullptr) start_section(fp, title);
   bool result = true;
-  for (probe* member = probes; member != nullptr; member = member->next) {
+  for (probe* member = probes; member != nullptr && !is_stopping(); member = member->next) {
     if (member->is_valid() && member->test()) result |= member->run(fp);
   }
   if (title != nullptr) end_section(fp);

@@ -8,9 +8,11 @@
 #include "gatherer/kestrel2.h"
 #include "gatherer/osinfo.h"
 #include "lib/ascii_case.h"
+#include "lib/cleanup.h"
 #include "lib/debug.h"
 #include "lib/mbcs.h"
 #include "lib/notice.h"
+#include "lib/stop.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -214,8 +216,20 @@ void task::run_stepped(FILE* fp) {
   print_status(ok);
 }
 
+// In a run that was asked to stop only the tasks that close files are left. From the first task
+// that gathers on, there is something to close.
+bool task::is_left_out() const {
+  if (order >= k_cleanup.lo) {
+    begin_closing();
+    return false;
+  }
+  if (order >= k_init.hi) set_orderly_stop(true);
+  return is_stopping();
+}
+
 void task::run_all() {
   for (task* unit = first; unit != nullptr; unit = unit->next) {
+    if (unit->is_left_out()) continue;
     if (unit->system_task != 0 || !unit->step_task(output_file)) unit->run_task(output_file);
   }
 }
@@ -223,7 +237,7 @@ void task::run_all() {
 void task::run_tasks(int lo, int hi) {
   printd("task: running tasks with order between %d and %d\n", lo, hi);
   for (task* unit = first; unit != nullptr && unit->order < hi; unit = unit->next) {
-    if (unit->order >= lo) unit->run_task(output_file);
+    if (unit->order >= lo && !unit->is_left_out()) unit->run_task(output_file);
   }
 }
 
@@ -258,7 +272,8 @@ void task::run_task_list(const task_list_struct& list) {
   }
   printd("\n");
   for (const wchar_t** wanted = list.tasks; wanted != nullptr && *wanted != nullptr; ++wanted) {
-    run_task(make_task_id(wide_to_mbcs(*wanted)).c_str());
+    task* unit = get_task(make_task_id(wide_to_mbcs(*wanted)).c_str());
+    if (unit != nullptr && !unit->is_left_out()) unit->run_task(output_file);
   }
   if (list.cleanup) run_cleanup_tasks();
   if (list.uninstall) run_uninstall_tasks();

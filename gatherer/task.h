@@ -112,6 +112,7 @@ class task {
 
  private:
   void run_stepped(FILE* fp);
+  bool is_left_out() const;
 };
 
 /// Iterator base for walks over tasks.

@@ -99,11 +99,13 @@ bool zeng_task::test() { return is_gather_file_open(); }
 
 // The container reads its sources by name; a directory or a FIFO must not get that far.
 bool zeng_task::store_plain(int item_type) {
-  if (open_regular_file(filename_.c_str()) == nullptr) {
+  const file_ptr file = open_regular_file(filename_.c_str());
+  if (file == nullptr) {
     print_error(filename_.c_str(), errno);
     return false;
   }
-  return store_file(filename_.c_str(), item_type, true);
+  store_user_file(file.get(), filename_.c_str(), item_type);
+  return true;
 }
 
 bool zeng_task::run(FILE* current) {

@@ -13,6 +13,7 @@
 #include <string>
 #include <string_view>
 
+#include "lib/file_identity.h"
 #include "lib/mbcs.h"
 
 namespace kestrel {
@@ -24,6 +25,7 @@ constexpr size_t k_longest_wide_line = 1u << 20;
 bool log_to_file = false;
 char log_filename[k_path_size] = "";
 FILE* log_file = nullptr;
+file_identity created_log;
 bool log_to_stream = false;
 FILE* log_stream = nullptr;
 time_t timer = 0;
@@ -37,25 +39,33 @@ bool logging = false;
 
 void note_targets() { logging = log_to_file || log_to_stream; }
 
-// The log holds what the report holds, so it belongs to this user alone: a file of somebody else,
-// or one that has another name too, is refused, as is a link. A FIFO must not hold the program.
-int open_owned(const char* path, int flags) {
+// Why a file is no log to write to, as errno; 0 for a good one. A second name is one that somebody
+// gave this run's log, or the log is another file: a link that somebody put in its place.
+int refusal(const struct stat& status) {
+  if (!S_ISREG(status.st_mode)) return EINVAL;
+  const bool is_ours = status.st_dev == created_log.device && status.st_ino == created_log.inode;
+  return is_ours || status.st_nlink <= 1 ? 0 : EMLINK;
+}
+
+// Never through a link, and a FIFO must not hold the program.
+int open_plain(const char* path, int flags) {
   int descriptor =
       open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, 0600);
   struct stat status = {};
   if (descriptor < 0 || fstat(descriptor, &status) != 0) return descriptor;
-  if (S_ISREG(status.st_mode) && status.st_uid == geteuid() && status.st_nlink == 1) {
-    return descriptor;
-  }
+  const int error = refusal(status);
+  if (error == 0) return descriptor;
   close(descriptor);
-  errno = EPERM;
+  errno = error;
   return -1;
 }
 
 // An older file of the name is removed, not written into.
-int create_owned(const char* path) {
-  unlink(path);
-  return open_owned(path, O_EXCL);
+int create_plain(const char* path) {
+  if (unlink(path) != 0 && errno != ENOENT) return -1;
+  const int descriptor = open_plain(path, O_EXCL);
+  if (descriptor >= 0) created_log = file_identity::of(descriptor);
+  return descriptor;
 }
 
 [[noreturn]] void give_up(int errnum) {
@@ -125,7 +135,7 @@ bool is_logging() { return logging; }
 
 void open_log_file() {
   if (!log_to_file || log_file != nullptr) return;
-  int descriptor = open_owned(log_filename, O_APPEND | O_DSYNC);
+  int descriptor = open_plain(log_filename, O_APPEND | O_DSYNC);
   if (descriptor < 0) give_up(errno);
   log_file = fdopen(descriptor, "a");
   if (log_file == nullptr) {
@@ -136,7 +146,7 @@ void open_log_file() {
 }
 
 void truncate_log_file() {
-  int descriptor = create_owned(log_filename);
+  int descriptor = create_plain(log_filename);
   if (descriptor < 0) give_up(errno);
   close(descriptor);
 }
@@ -162,7 +172,7 @@ void disable_log_to_file() {
 }
 
 void enable_log_to_stream(const char* path) {
-  int descriptor = create_owned(path);
+  int descriptor = create_plain(path);
   FILE* stream = descriptor < 0 ? nullptr : fdopen(descriptor, "w");
   if (stream == nullptr) give_up(errno);
   enable_log_to_stream(stream);

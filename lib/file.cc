@@ -15,6 +15,8 @@ namespace kestrel {
 
 namespace {
 
+constexpr int k_attempts = 8;
+
 file_ptr refuse(int descriptor, int error) {
   close(descriptor);
   errno = error;
@@ -62,9 +64,14 @@ bool is_accessible(const char* path, int mode) {
 }
 
 file_ptr create_output_file(const char* path, const char* mode) {
-  if (unlink(path) != 0 && errno != ENOENT) return nullptr;
   const int access = std::strchr(mode, '+') != nullptr ? O_RDWR : O_WRONLY;
-  const int descriptor = open(path, access | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+  int descriptor = -1;
+  // Another run may create the file between the two calls: the last one has the name.
+  for (int attempt = 0; descriptor < 0 && attempt < k_attempts; ++attempt) {
+    if (unlink(path) != 0 && errno != ENOENT) return nullptr;
+    descriptor = open(path, access | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (descriptor < 0 && errno != EEXIST) break;
+  }
   if (descriptor < 0) return nullptr;
   return stream_on(descriptor, mode);
 }

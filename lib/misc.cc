@@ -69,10 +69,13 @@ bool SaveData(FILE* out, const void* data, size_t size) {
 
 bool CopyFile(const char* source, const char* target) {
   const file_ptr in = open_regular_file(source);
-  if (!in) return false;
+  return in && CopyFile(in.get(), target);
+}
+
+bool CopyFile(FILE* in, const char* target) {
   file_ptr out = create_output_file(target, "wb");
   if (!out) return false;
-  const bool copied = copy_stream(in.get(), out.get());
+  const bool copied = copy_stream(in, out.get());
   return (close_checked(std::move(out)) && copied) || remove_unfinished(target);
 }
 

@@ -22,8 +22,10 @@ bool SaveFileW(const wchar_t* path, std::string_view data);
 /// Reads or writes exactly `size` bytes of an open stream.
 bool LoadData(FILE* in, void* data, size_t size);
 bool SaveData(FILE* out, const void* data, size_t size);
-/// Copies a regular file of any length; `target` is replaced as by `SaveFile`.
+/// Copies a regular file of any length, or the rest of a stream; `target` is replaced as by
+/// `SaveFile`.
 bool CopyFile(const char* source, const char* target);
+bool CopyFile(FILE* in, const char* target);
 /// New bytes are zero.
 void ResizeByteBuffer(std::vector<unsigned char>& buffer, size_t size);
 

@@ -14,6 +14,8 @@
 #include "lib/ascii_case.h"
 #include "lib/cleanup.h"
 #include "lib/table.h"
+#include "lib/temporary.h"
+#include "lib/utilstr.h"
 #include "probes/filescan.h"
 
 namespace kestrel {
@@ -98,14 +100,13 @@ bool filescan_probe::run(FILE* fp) {
 }
 
 bool filescan_probe::run_into_file() {
-  char temporary[32];
-  format_string(temporary, sizeof temporary, "fscn%x.tmp", static_cast<unsigned>(getpid()));
-  FILE* out = open_xml_file(temporary);
+  temporary_file temporary;
+  FILE* out =
+      open_xml_file(temporary, format_text("fscn%x.tmp", static_cast<unsigned>(getpid())).c_str());
   if (out == nullptr) {
     status_fail_text = "Cannot create temporary file";
     return false;
   }
-  const temporary_file_note note(temporary);
   get_vpd(out);
   scan(out);
   if (close_xml_file(out)) {
@@ -113,10 +114,9 @@ bool filescan_probe::run_into_file() {
                               "FILESCAN");
   }
   const int reason = errno;
-  report_file_error(temporary, reason);
+  report_file_error(name, reason);
   fail_run();
   status_fail_text = keep_text(strerror(reason));
-  unlink(temporary);
   return false;
 }
 

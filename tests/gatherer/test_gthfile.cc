@@ -83,9 +83,9 @@ TEST_F(Gthfile, ItemsComeBack) {
   EXPECT_EQ(item(1), bytes_);
   EXPECT_EQ(item(2), text_);
   EXPECT_EQ(item(3), "code -1");
-  EXPECT_EQ(file_.ExtractItem(static_cast<unsigned char>(item_identity), "out"), gth_ok);
+  EXPECT_EQ(file_.ExtractItem(item_identity, "out"), gth_ok);
   EXPECT_EQ(content_of("out"), bytes_);
-  EXPECT_EQ(file_.ExtractItem(static_cast<unsigned char>(99), "out"), gth_no_such_item);
+  EXPECT_EQ(file_.ExtractItem(static_cast<item_type>(99), "out"), gth_no_such_item);
 
   const gth_container read(bytes_of(container));
   EXPECT_EQ(read.fault(), gth_fault::none);
@@ -112,6 +112,9 @@ TEST_F(Gthfile, RefusalsChangeNothing) {
   EXPECT_EQ(file_.AddItemFile(1, "huge", true), gth_cannot_open);
   ASSERT_EQ(truncate("huge", (off_t{1} << 32) - 20), 0);
   EXPECT_EQ(file_.AddItemFile(1, "huge", false), gth_cannot_write);
+  ASSERT_EQ(link("c", "second"), 0);
+  EXPECT_EQ(file_.ExtractItem(0, "c"), gth_bad_argument);
+  EXPECT_EQ(file_.ExtractItem(item_report, "./second"), gth_bad_argument);
   EXPECT_EQ(content_of("c"), container);
   GatherFile other;
   EXPECT_EQ(other.ReadFile("link"), gth_cannot_open);
@@ -170,8 +173,6 @@ TEST_F(Gthfile, StuffedFormHoldsNoZeroAndComesBack) {
 TEST_F(Gthfile, RemoveNullsKeepsTheFileWhenItFails) {
   make_container();
   const string plain = content_of("c");
-  ASSERT_EQ(mkdir("c.tmp", 0700), 0);
-  EXPECT_EQ(GatherFile::RemoveNulls("c"), gth_table_full);
   EXPECT_EQ(GatherFile::RemoveNulls("text"), gth_not_a_gather_file);
   EXPECT_EQ(content_of("c") + content_of("text"), plain + text_);
 }
@@ -307,16 +308,47 @@ TEST_F(Gthfile, FullDiskKeepsWholeItems) {
 
 TEST_F(Gthfile, WithoutATemporaryFileTheItemIsCountedAllTheSame) {
   ASSERT_EQ(file_.CreateFile("c"), gth_ok);
-  for (std::time_t now = std::time(nullptr), i = 0; i < 5; ++i) {
-    char name[32];
-    snprintf(name, sizeof name, "%X.tmp", static_cast<unsigned>(now + i));
-    ASSERT_EQ(mkdir(name, 0700), 0);
-  }
-  EXPECT_EQ(file_.AddItemFile(1, "text", true), gth_table_full);
+  const string home = std::filesystem::current_path();
+  ASSERT_EQ(mkdir("gone", 0700) + chdir("gone") + rmdir("../gone"), 0);
+  EXPECT_EQ(file_.AddItemFile(1, (home + "/text").c_str(), true), gth_table_full);
+  ASSERT_EQ(chdir(home.c_str()), 0);
   EXPECT_EQ(file_.NumItems(), 1);
   EXPECT_EQ(content_of("c").size(), k_head);
   EXPECT_EQ(content_of("c")[19], 1);
 }
+
+TEST_F(Gthfile, NamesOfOthersAreLeftAlone) {
+  for (std::time_t now = std::time(nullptr), i = 0; i < 5; ++i) {
+    char name[32];
+    snprintf(name, sizeof name, "%X.tmp", static_cast<unsigned>(now + i));
+    put_file(name, "another run's");
+  }
+  put_file("c.tmp", "another run's");
+  make_container();
+  const string plain = content_of("c");
+  file_.CloseFile();
+  ASSERT_EQ(GatherFile::RemoveNulls("c"), gth_ok);
+  EXPECT_NE(content_of("c"), plain);
+  size_t untouched = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(".")) {
+    untouched += content_of(entry.path().c_str()) == "another run's";
+  }
+  EXPECT_EQ(untouched, 6U);
+
+  // What was opened is written to, not what has its name now.
+  ASSERT_EQ(file_.CreateFile("c"), gth_ok);
+  std::filesystem::rename("c", "moved");
+  put_file("c", "another run's");
+  file_.RemoveFile();
+  EXPECT_EQ(content_of("c"), "another run's");
+}
+
+template <class number>
+concept can_extract_by = requires(GatherFile file, number what) {
+  file.ExtractItem(what, "out");
+};
+static_assert(can_extract_by<int> && can_extract_by<item_type>);
+static_assert(!can_extract_by<unsigned char> && !can_extract_by<char> && !can_extract_by<size_t>);
 
 }  // namespace
 }  // namespace kestrel

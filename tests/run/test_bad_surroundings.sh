@@ -84,16 +84,56 @@ $gather check ./*.XML || die "report with a flood"
 mv ../machine/bin/tail.hang ../machine/bin/tail
 cd ..
 
-# ---- ended by a signal in the middle: temporaries go, the container keeps what it had
-mkdir ended && cd ended
-in_machine ../machine "$kestrel" -batch -probe "System Logs" 2> ../console &
-for _ in $(seq 100); do
-  pgrep -f '^sleep 600$' > /dev/null && break
-  sleep 0.1
+# ---- a file-size limit is a full disk
+mkdir limited && cd limited
+head -c 100000 /dev/urandom > noise
+for limit in 1 4 40; do
+  (ulimit -f $limit && exec "$kestrel" -batch -binaryfile noise -level 5 -probe "system summary" \
+    2> ../console)
+  expect 1 $? "status with a file-size limit of $limit"
+  holds ../console "File too large"
+  lacks ../console "compression failed"
+  expect "noise" "$(ls | grep -v '\.KS2$\|\.XML$\|^kestr.*tmp$')" "left by a limit of $limit"
+  for file in ./*.KS2; do "$build/ks2" verify "$file" > ../verdict || die "$(cat ../verdict)"; done
+  rm -f ./*.tmp
 done
-pkill -TERM -f "^$kestrel -batch -probe System Logs$"
-wait $!
-expect 143 $? "status of a run that was ended"
-! pgrep -f '^sleep 600$' > /dev/null || die "children outlived the run"
-expect 1 "$(ls | wc -l)" "only the gather file is left: $(ls)"
-expect "1 " "$($gather list ./*.KS2 | cut -c1-2)" "items of a run that was ended"
+cd ..
+
+# ---- standard output that takes no more
+for options in -stdout -listprobes; do
+  "$kestrel" -batch $options -local -probe network >&- 2> console && die "$options >&-"
+  "$kestrel" -batch $options -local -probe network > /dev/full 2> console && die "$options, full"
+  holds console "standard output: No space left on device"
+done
+
+# ---- another run of the same process id in the folder: its files are left alone
+mkdir shared && cd shared
+for name in kestr1.tmp kestr1-1.tmp kestg1.tmp ksid1.txt kest31.tmp fscn1.tmp; do
+  echo "another run's" > $name
+done
+: > stored
+unshare --pid --fork --mount-proc "$kestrel" -batch -binaryfile stored -level 5 \
+  -probe "system summary;filescan" -p filescan path=/etc filter=hostname 2> ../console ||
+  die "two runs in a folder: $(cat ../console)"
+$gather check ./*.KS2 || die "check of a file written beside another run"
+expect "1 17 66 15 " "$($gather list ./*.KS2 | cut -d' ' -f1 | tr '\n' ' ')" "items"
+expect 6 "$(grep -lx "another run's" ./*.t[mx][pt] | wc -l)" "files of the other run"
+expect 8 "$(ls | wc -l)" "files in the folder: $(ls)"
+cd ..
+
+# ---- a name that is a folder: what was gathered is kept, and the user is told where
+mkdir -p taken/r.XML taken/r.KS2 && cd taken
+for options in -local ""; do
+  "$kestrel" -batch -filename r -probe network $options 2> ../console && die "a taken name"
+  kept=$(ls ./*.tmp)
+  holds ../console "${kept#./}: kept under this name, r."
+  $gather check "$kept" || die "check of $kept"
+  rm "$kept"
+done
+cd ..
+
+# ---- the debug log: the real reason for which it cannot be opened
+mkdir -p log/gatherer.log && cd log
+"$kestrel" -batch -debug 2> ../console
+expect 134 $? "status without a log"
+holds ../console "Unable to open debug log: Is a directory"

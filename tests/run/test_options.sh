@@ -29,6 +29,18 @@ fresh
 holds console "/proc/self/mem: Input/output error"
 expect "1 " "$($gather list "$(gather_file)" | cut -c1-2)" "items behind a file that failed"
 
+# ---- a full gather file is told under the names of what it does not take
+fresh
+: > small
+files=()
+for _ in {1..256}; do files+=(-binaryfile small); done
+"$kestrel" -batch "${files[@]}" -level 1 -probe "gatherer information" 2> console && die "a full gather file"
+expect 2 "$(grep -c '^small: the gather file is full$' console)" "files that had no room"
+grep -q '^[^ ]*\.XML: the gather file is full$' console || die "the report had no room: $(tail console)"
+lacks console ".tmp"
+"$kestrel" -batch -dgmlfile small 2> console && die "an empty file packed"
+holds console "small: compression failed, the file may be empty"
+
 # ---- the debug log takes nobody else's file
 fresh
 echo untouched > victim
