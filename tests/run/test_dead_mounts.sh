@@ -89,10 +89,13 @@ umount -l tree/mute
 dead_home=$scratch/silent run home -probe "regional settings"
 holds home.titles "REGIONAL SETTINGS"
 
-# ---- a command that looks for its program there: given up at its limit, like any that hangs
-dead_place=$scratch/silent: run path -timeout 1 -probe "processes;time zone"
-holds path/gatherer.log "killed: deadline passed"
-holds path.titles "TIME ZONE"
+# ---- folders of PATH there: one wait, told, and every command finds its program elsewhere
+dead_place=$scratch/silent/bin:$scratch/silent: run path -probe "processes;environment"
+expect "PATH: $scratch/silent/bin does not answer, left out" "$(grep PATH path/console)" "PATH"
+lacks path/gatherer.log "killed: deadline passed"
+$gather table "$report" "Processes" "Process List" | grep -q . || die "no processes"
+$gather table "$report" "ENVIRONMENT" "Shell variables" | grep -qF "$scratch/silent/bin:" ||
+  die "the environment is not that of the run"
 
 # ---- a run that is ended while it waits goes at once and leaves nothing
 mkdir ended
