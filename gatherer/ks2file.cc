@@ -261,7 +261,9 @@ bool run_command_and_store_file(const char* name, const char* command, const cha
     print_error(name, errno);
     return false;
   }
-  return store_copy(running.stream(), name, mime_type, kind_text, copy_text);
+  const bool is_stored = store_copy(running.stream(), name, mime_type, kind_text, copy_text);
+  running.finish(name, running.lines());
+  return is_stored;
 }
 
 void write_file_header(FILE* out, const char* name, const char* mime_type) {

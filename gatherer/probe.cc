@@ -222,7 +222,7 @@ bool list_probe::run(FILE* fp) {
   command_stream running(command);
   if (!running.is_open()) return false;
   log_file(fp, name, running.stream());
-  command_result result = running.close();
+  const command_result result = running.finish(name, running.lines());
   if (result.status == -1) {
     print_error("list_probe: pclose", errno);
     return false;

@@ -7,23 +7,26 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstring>
 #include <ctime>
 
-#include "lib/blocked_signals.h"
+#include "lib/command_path.h"
 #include "lib/debug.h"
 #include "lib/getline.h"
+#include "lib/keeper.h"
+#include "lib/notice.h"
+#include "lib/stop.h"
+#include "lib/utilstr.h"
 
 namespace kestrel {
 namespace {
 
-constexpr uint64_t k_output_limit = 256u << 20;
-constexpr int64_t k_no_deadline = INT64_MAX;
-constexpr int64_t k_killed_patience = 1000;  // milliseconds
+constexpr unsigned k_megabytes = 256;
+constexpr uint64_t k_output_limit = uint64_t{k_megabytes} << 20;
+constexpr int k_longest_wait = 250;  // milliseconds until a stop is looked for again
 
-unsigned command_timeout = 600;
 volatile sig_atomic_t running_group = 0;
 
 int64_t now_in_milliseconds() {
@@ -32,25 +35,9 @@ int64_t now_in_milliseconds() {
   return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
-// In the child: its own group, nothing on its standard input and error, the pipe on its output.
-[[noreturn]] void become_shell(const char* command, int output, const sigset_t& signals) {
-  setpgid(0, 0);
-  int null = open("/dev/null", O_RDWR);
-  if (null < 0 || dup2(null, STDIN_FILENO) < 0 || dup2(null, STDERR_FILENO) < 0 ||
-      dup2(output, STDOUT_FILENO) < 0) {
-    _exit(127);
-  }
-  if (null > STDERR_FILENO) close(null);
-  signal(SIGINT, SIG_DFL);
-  signal(SIGTERM, SIG_DFL);
-  signal(SIGPIPE, SIG_DFL);
-  sigprocmask(SIG_SETMASK, &signals, nullptr);
-  execl("/bin/sh", "sh", "-c", command, static_cast<char*>(nullptr));
-  _exit(127);
-}
-
 command_result decode_status(int status) {
   command_result result;
+  if (status == -1) return result;
   result.status = status;
   result.exited = WIFEXITED(status);
   if (result.exited) result.exit_code = WEXITSTATUS(status);
@@ -59,44 +46,53 @@ command_result decode_status(int status) {
   return result;
 }
 
+const char* reason_of(command_cut why) {
+  return why == command_cut::deadline ? "deadline passed"
+         : why == command_cut::output ? "more output than is kept"
+                                      : "the run is to end";
+}
+
 }  // namespace
-
-void set_command_timeout(unsigned seconds) { command_timeout = seconds; }
-
-unsigned get_command_timeout() { return command_timeout; }
 
 void kill_running_command() {
   if (running_group > 0) kill(-static_cast<pid_t>(running_group), SIGKILL);
 }
 
-command_stream::command_stream(const char* command, int timeout) : command_(command) {
+void tell_cut(const command_result& result, std::string_view subject, size_t rows) {
+  if (result.cut == command_cut::deadline) {
+    add_notice(subject, format_text("stopped after %d s, %zu rows", result.seconds, rows));
+  } else if (result.cut == command_cut::output) {
+    add_notice(subject, format_text("stopped at %u MB, %zu rows", k_megabytes, rows));
+  }
+}
+
+command_stream::command_stream(const char* command, int timeout, const char* tool)
+    : command_(command), tool_(tool != nullptr ? tool : tool_of(command)) {
+  const std::string environment = command_environment();
+  errno = EINTR;
+  if (is_stopping()) return;
+  errno = EBUSY;
+  if (running_group != 0) return;
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return;
-  int64_t seconds = command_timeout;
-  if (timeout > 0 && (seconds == 0 || timeout < seconds)) seconds = timeout;
-  deadline_ = seconds == 0 ? k_no_deadline : now_in_milliseconds() + seconds * 1000;
-  {
-    const blocked_signals blocked;
-    child_ = fork();
-    if (child_ == 0) become_shell(command, ends[1], blocked.before());
-    if (child_ > 0) {
-      setpgid(child_, child_);  // in both processes: whichever comes first
-      running_group = child_;
-    }
-  }
-  int errnum = errno;
+  seconds_ = seconds_for(tool_, timeout);
+  start_ = now_in_milliseconds();
+  child_ = command_keeper::of_this_process().start(command_, environment, ends[1]);
+  const int errnum = errno;
   ::close(ends[1]);
   if (child_ < 0) {
     ::close(ends[0]);
     errno = errnum;
     return;
   }
+  running_group = child_;
   pipe_ = ends[0];
   cookie_io_functions_t functions = {read_output, nullptr, nullptr, nullptr};
   stream_ = fopencookie(this, "r", functions);
   if (stream_ == nullptr) {
-    cut_short("no stream");
+    cut_short(command_cut::stop);
     close();
+    errno = ENOMEM;
   }
 }
 
@@ -105,42 +101,50 @@ command_stream::~command_stream() {
 }
 
 int command_stream::milliseconds_left() const {
-  if (deadline_ == k_no_deadline) return -1;
-  int64_t left = deadline_ - now_in_milliseconds();
-  return left <= 0 ? 0 : left > INT_MAX ? INT_MAX : static_cast<int>(left);
+  if (seconds_ == 0) return INT_MAX;
+  const int64_t left = start_ + int64_t{seconds_} * 1000 - now_in_milliseconds();
+  return static_cast<int>(std::clamp<int64_t>(left, 0, INT_MAX));
 }
 
-void command_stream::cut_short(const char* reason) {
-  if (cut_) return;
-  cut_ = true;
-  kill(-child_, SIGKILL);
-  printd("command: '%s' killed: %s\n", command_.c_str(), reason);
+void command_stream::cut_short(command_cut why) {
+  cut_ = why;
+  command_keeper::of_this_process().end();
+  printd("command: '%s' killed: %s\n", command_.c_str(), reason_of(why));
+}
+
+// Until it is readable; false when the command was cut short, now or earlier.
+bool command_stream::wait_for(int descriptor) {
+  while (cut_ == command_cut::none) {
+    const int left = milliseconds_left();  // also while more output keeps coming
+    if (is_stopping()) {
+      cut_short(command_cut::stop);
+    } else if (left == 0) {
+      cut_short(command_cut::deadline);
+    } else {
+      pollfd readable = {descriptor, POLLIN, 0};
+      if (poll(&readable, 1, std::min(left, k_longest_wait)) > 0) return true;
+    }
+  }
+  return false;
 }
 
 ssize_t command_stream::read_output(void* self, char* buffer, size_t size) {
   return static_cast<command_stream*>(self)->read_some(buffer, size);
 }
 
-// A killed command's output ends here even if a grandchild in another group still holds the pipe.
+// The output of one that was cut short ends here, even if somebody still holds the pipe.
 ssize_t command_stream::read_some(char* buffer, size_t size) {
-  while (!cut_) {
-    if (milliseconds_left() == 0) {  // also while more output keeps coming
-      cut_short("deadline passed");
-      break;
-    }
-    pollfd readable = {pipe_, POLLIN, 0};
-    int ready = poll(&readable, 1, milliseconds_left());
-    if (ready == 0 || (ready < 0 && errno == EINTR)) continue;
-    ssize_t count = read(pipe_, buffer, size);
-    if (count < 0 && errno == EINTR) continue;
-    if (count > 0) bytes_ += static_cast<uint64_t>(count);
-    if (bytes_ > k_output_limit) {
-      cut_short("more output than is kept");
-      break;
-    }
-    return count;
+  if (!wait_for(pipe_)) return 0;
+  ssize_t count = 0;
+  while ((count = read(pipe_, buffer, size)) < 0 && errno == EINTR) continue;
+  if (count <= 0) return count;
+  bytes_ += static_cast<uint64_t>(count);
+  if (bytes_ > k_output_limit) {
+    cut_short(command_cut::output);
+    return 0;
   }
-  return 0;
+  lines_ += static_cast<size_t>(std::count(buffer, buffer + count, '\n'));
+  return count;
 }
 
 command_result command_stream::close() {
@@ -149,46 +153,29 @@ command_result command_stream::close() {
   if (pipe_ >= 0) ::close(pipe_);
   pipe_ = -1;
   if (child_ <= 0) return {};
-  const bool is_ended = wait_for_end();
-  // What the command left running in its group must not outlive it. The command itself is waited
-  // for last: until then its number belongs to no other group.
-  kill(-child_, SIGKILL);
-  int status = 0;
-  pid_t ended = 0;
-  const int options = is_ended ? 0 : WNOHANG;
-  while ((ended = waitpid(child_, &status, options)) < 0 && errno == EINTR) continue;
-  running_group = 0;
+  running_group = 0;  // from the answer on, its number may be another's
+  command_keeper& keeper = command_keeper::of_this_process();
+  keeper.ask_for_end();
+  wait_for(keeper.descriptor());
+  command_result result = decode_status(keeper.take_status());
   child_ = -1;
-  command_result result = ended <= 0 ? command_result{} : decode_status(status);
-  result.cut_short = cut_;
+  if (result.status == -1) printd("command: '%s' does not end\n", command_.c_str());
+  result.cut = cut_;
+  result.seconds = seconds_;
+  note_command(tool_, now_in_milliseconds() - start_, cut_ == command_cut::deadline);
   return result;
 }
 
-// Until the command ended, by itself or killed at its deadline. False for one that hangs in the
-// kernel, where no signal reaches it: it is left behind.
-bool command_stream::wait_for_end() {
-  long pause = 50000;  // nanoseconds; a command usually ends right behind its output
-  int64_t killed = 0;
-  for (;;) {
-    siginfo_t ended = {};
-    int result = waitid(P_PID, static_cast<id_t>(child_), &ended, WEXITED | WNOHANG | WNOWAIT);
-    if (result == 0 && ended.si_pid != 0) return true;
-    if (result < 0 && errno != EINTR) return true;
-    if (milliseconds_left() == 0) cut_short("deadline passed");
-    const int64_t now = now_in_milliseconds();
-    if (cut_ && killed == 0) killed = now;
-    if (cut_ && now - killed > k_killed_patience) break;
-    timespec wait = {0, pause};
-    nanosleep(&wait, nullptr);
-    if (pause < 10000000) pause *= 2;
-  }
-  printd("command: process %d does not end\n", static_cast<int>(child_));
-  return false;
+command_result command_stream::finish(std::string_view subject, size_t rows) {
+  const command_result result = close();
+  tell_cut(result, subject, rows);
+  return result;
 }
 
-command_result first_line_of(const char* command, std::string& line, int timeout) {
+command_result first_line_of(const char* command, std::string& line, int timeout,
+                             const char* tool) {
   line.clear();
-  command_stream running(command, timeout);
+  command_stream running(command, timeout, tool);
   if (!running.is_open()) return {};
   read_line(running.stream(), line);
   if (!line.empty() && line.back() == '\n') line.pop_back();

@@ -10,11 +10,11 @@
 
 namespace kestrel {
 
-std::optional<std::string> find_tool(const char* tool) {
+std::optional<std::string> find_tool(const char* tool, const char* table) {
   const auto report = [tool](const char* call) {
     print_error(format_text("%s: %s", tool, call).c_str(), errno);
   };
-  command_stream which(format_text("which %s 2>&1", tool).c_str());
+  command_stream which(format_text("which %s 2>&1", tool).c_str(), k_look_up_seconds);
   if (!which.is_open()) {
     report("popen");
     return {};
@@ -24,7 +24,7 @@ std::optional<std::string> find_tool(const char* tool) {
   const int length = to_int(static_cast<int64_t>(line.size()));
   printd("%s: getline, rc = %d\n", tool, answered ? length : -1);
   if (answered) line.pop_back();
-  const int status = which.close().status;
+  const int status = which.finish(table, 0).status;
   printd("%s: pclose, rc = %d\n", tool, status);
   if (status == 0) {
     printd("%s: %s_path is '%s'\n", tool, tool, line.c_str());

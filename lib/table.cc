@@ -201,6 +201,8 @@ bool Table::end_row() {
   return is_sound(out_);
 }
 
+size_t Table::rows() const { return static_cast<size_t>(state_->row_count); }
+
 // --- cells ----------------------------------------------------------------------------------
 
 Table::misuse Table::check(unsigned accepted_types) const {

@@ -108,6 +108,8 @@ class Table {
   bool log_data(gathered_datetime value);
   /// False also when a write on the stream failed, now or earlier.
   bool end_row();
+  /// Those written so far, the open one included.
+  size_t rows() const;
 
  private:
   enum class misuse { none, row_not_open, beyond_columns, wrong_type };

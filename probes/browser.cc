@@ -6,6 +6,7 @@
 
 #include "lib/command.h"
 #include "lib/debug.h"
+#include "lib/find_tool.h"
 #include "lib/table.h"
 #include "lib/utilstr.h"
 
@@ -17,29 +18,36 @@ constexpr const char* k_version_command =
     R"sh(%s --version 2>/dev/null | egrep -i "`echo %s | tr '-' '|'`" | )sh"
     R"sh(egrep -o '[0-9][0-9a-z\.\-]+' | head -n 1;)sh";
 // A browser that opens a window instead of telling its version does not hold the run.
-constexpr unsigned k_patience = 30;  // seconds
+constexpr int k_patience = 30;  // seconds
+constexpr const char* k_table = "Installed Browsers";
 
 constexpr column k_browser_columns[] = {
     {"Name",    DT_STRING, 30},
     {"Version", DT_STRING, 15},
 };
 
-std::string find_browser(const char* word) {
+void keep_first_cut(command_result& first, const command_result& next) {
+  if (!first.was_cut()) first = next;
+}
+
+std::string find_browser(const char* word, command_result& first_cut) {
   char command[128];
   format_string(command, sizeof command, k_path_command, word);
   std::string line;
-  const command_result result = first_line_of(command, line);
+  const command_result result = first_line_of(command, line, k_look_up_seconds, "which");
+  keep_first_cut(first_cut, result);
   if (result.status < 0) print_error("browser: popen", errno);
   if (line.empty() || !result.succeeded()) return {};
   printd("browser: %s is '%s'\n", word, line.c_str());
   return line;
 }
 
-std::string read_version(const browser& source) {
+std::string read_version(const browser& source, command_result& first_cut) {
   char command[256];
   format_string(command, sizeof command, k_version_command, source.path.c_str(), source.command);
   std::string version;
-  const command_result result = first_line_of(command, version, k_patience);
+  const command_result result = first_line_of(command, version, k_patience, "browser");
+  keep_first_cut(first_cut, result);
   if (result.status < 0) print_error("browser: popen", errno);
   printd("browser: %s has version %s\n", source.name, version.c_str());
   return version;
@@ -50,10 +58,12 @@ std::string read_version(const browser& source) {
 bool browser_probe::test() {
   if (is_tested_) return is_found_;
   is_tested_ = true;
+  command_result first_cut;
   for (browser& candidate : browsers) {
-    candidate.path = find_browser(candidate.command);
+    candidate.path = find_browser(candidate.command, first_cut);
     if (!candidate.path.empty()) is_found_ = true;
   }
+  tell_cut(first_cut, k_table, 0);
   return is_found_;
 }
 
@@ -69,16 +79,18 @@ bool browser_probe::is_repeated(size_t index) const {
 }
 
 bool browser_probe::run(FILE* fp) {
-  Table table(fp, "Installed Browsers", "BROWSER");
+  Table table(fp, k_table, "BROWSER");
   table.declare(k_browser_columns);
+  command_result first_cut;
   for (size_t i = 0; i < browsers.size(); ++i) {
     const browser& candidate = browsers[i];
     if (candidate.path.empty() || is_repeated(i)) continue;
     table.start_row(candidate.name);
     table.log_data(candidate.name);
-    table.log_data(read_version(candidate));
+    table.log_data(read_version(candidate, first_cut));
     table.end_row();
   }
+  tell_cut(first_cut, k_table, table.rows());
   return true;
 }
 

@@ -37,6 +37,8 @@ constexpr record_key k_deb_keys[] = {
     {"Size:",        16 },
 };
 
+constexpr const char* k_table = "DPKG Packages";
+
 // aptitude fills its columns with blanks.
 std::string trimmed(const std::string& field) { return std::string(trim_whitespace(field)); }
 
@@ -45,12 +47,12 @@ std::string trimmed(const std::string& field) { return std::string(trim_whitespa
 const record_format k_deb_records = {"aptitude", "aptitude: getline", k_deb_keys, "---EOP---"};
 
 bool deb_packages_test() {
-  static const std::optional<std::string> aptitude_path = find_tool("aptitude");
+  static const std::optional<std::string> aptitude_path = find_tool("aptitude", k_table);
   return aptitude_path.has_value();
 }
 
 void write_deb_packages(FILE* fp) {
-  Table table(fp, "DPKG Packages", "Debian Packages");
+  Table table(fp, k_table, "Debian Packages");
   table.declare(k_deb_columns);
   printd("aptitude: '%s'\n", k_aptitude_command);
   command_stream aptitude(k_aptitude_command);
@@ -63,6 +65,7 @@ void write_deb_packages(FILE* fp) {
     for (const std::string& field : package) table.log_data(trimmed(field));
     table.end_row();
   });
+  aptitude.finish(k_table, table.rows());
 }
 
 }  // namespace kestrel

@@ -27,6 +27,8 @@ constexpr column k_display_columns[] = {
     {"Frequency",             DT_INTEGER, 0},
 };
 
+constexpr const char* k_table = "Display Settings";
+constexpr int k_patience = 30;  // seconds, for an X server that does not answer
 constexpr const char* k_display = "DISPLAY";
 
 }  // namespace
@@ -44,9 +46,9 @@ std::optional<display_mode> parse_display_line(std::string_view line) {
 bool display_probe::test() { return std::getenv(k_display) != nullptr; }
 
 bool display_probe::run(FILE* fp) {
-  Table table(fp, "Display Settings");
+  Table table(fp, k_table);
   table.declare(k_display_columns);
-  command_stream running(k_mode_command);
+  command_stream running(k_mode_command, k_patience);
   if (!running.is_open()) {
     print_error("display: popen", errno);
     return true;
@@ -62,6 +64,7 @@ bool display_probe::run(FILE* fp) {
     table.log_data(mode->frequency);
     table.end_row();
   });
+  running.finish(k_table, table.rows());
   return true;
 }
 

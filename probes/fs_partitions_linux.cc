@@ -18,6 +18,8 @@ namespace {
 constexpr const char* k_partitions_file = "/proc/partitions";
 constexpr std::string_view k_heading = "major minor  #blocks  name";
 constexpr const char* k_superblock_command = "tune2fs -l /dev/%s 2>/dev/null | grep -v 'tune2fs'";
+// It reads one block; behind a dead controller it does not return.
+constexpr int k_superblock_seconds = 10;
 constexpr size_t k_longest_name = 63;
 constexpr std::string_view k_name_characters =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/_-.:+,@!";
@@ -60,19 +62,20 @@ constexpr number_key k_number_keys[] = {
     {"Inode size:",          &partition::inode_size    },
 };
 
-void read_superblock(partition& details) {
-  if (details.name.find_first_not_of(k_name_characters) != std::string::npos) return;
+command_result read_superblock(partition& details) {
+  if (details.name.find_first_not_of(k_name_characters) != std::string::npos) return {};
   static char command[256];
   format_string(command, sizeof command, k_superblock_command, details.name.c_str());
   printd("partitions: '%s'\n", command);
-  command_stream running(command);
+  command_stream running(command, k_superblock_seconds);
   if (!running.is_open()) {
     print_error("partitions: popen", errno);
-    return;
+    return {};
   }
   for_each_line(running.stream(), "partitions", [&details](const std::string& line) {
     parse_superblock_line(line.c_str(), details);
   });
+  return running.close();
 }
 
 void write_partition(Table& table, const partition& source) {
@@ -117,9 +120,11 @@ void parse_superblock_line(std::string_view line, partition& details) {
 }
 
 void write_partitions(FILE* fp, FILE* in) {
-  Table table(fp, "Partition Details");
+  constexpr const char* k_table = "Partition Details";
+  Table table(fp, k_table);
   table.declare(k_partition_columns);
   if (in == nullptr) return;
+  command_result first_cut;
   std::string line;
   read_line(in, line);
   errno = 0;
@@ -128,12 +133,14 @@ void write_partitions(FILE* fp, FILE* in) {
     const std::string_view text = trim_whitespace(std::string_view(line.c_str()));
     std::optional<partition> found = parse_partition_line(text);
     if (text != k_heading && found) {
-      read_superblock(*found);
+      const command_result read = read_superblock(*found);
+      if (!first_cut.was_cut()) first_cut = read;
       write_partition(table, *found);
     }
     errno = 0;
   }
   print_error("partitions: getline", errno);
+  tell_cut(first_cut, k_table, table.rows());
 }
 
 bool partition_probe::run(FILE* fp) {

@@ -34,6 +34,8 @@ constexpr const char* k_modules_script =
     R"sh(then echo "Loaded: Yes"; else echo "Loaded: No"; fi; echo -en "--EOM--${M}"; )sh"
     R"sh(done | sed 's/<none>//g';   )sh";
 
+constexpr const char* k_table = "Kernel Modules";
+
 constexpr column k_module_columns[] = {
     {"Name",        DT_STRING, 80},
     {"Path",        DT_STRING, 80},
@@ -88,10 +90,10 @@ const record_format k_module_records = {"modules", "modules: get_wide_line", k_m
                                         "--EOM--"};
 
 bool modules_probe::run(FILE* fp) {
-  Table table(fp, "Kernel Modules", "MODULE");
+  Table table(fp, k_table, "MODULE");
   table.declare(k_module_columns);
   printd("modules: '%s'\n", k_modules_script);
-  command_stream script(bash_command(k_modules_script).c_str());
+  command_stream script(bash_command(k_modules_script).c_str(), 0, "modinfo");
   if (!script.is_open()) {
     print_error("modules: popen", errno);
     return true;
@@ -101,6 +103,7 @@ bool modules_probe::run(FILE* fp) {
     for (const std::string& field : module) table.log_wide_data(mbcs_to_wide(field).c_str());
     table.end_row();
   });
+  script.finish(k_table, table.rows());
   return true;
 }
 

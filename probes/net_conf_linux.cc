@@ -100,7 +100,8 @@ std::vector<resolver_option> parse_resolver_line(std::string_view line) {
 }
 
 void write_hosts(FILE* fp) {
-  Table table(fp, "Hosts File");
+  constexpr const char* k_table = "Hosts File";
+  Table table(fp, k_table);
   table.declare(k_hosts_columns);
   command_stream running(k_hosts_command);
   if (!running.is_open()) {
@@ -113,6 +114,7 @@ void write_hosts(FILE* fp) {
       write_pair(table, name.c_str(), entry.ip.c_str(), name.c_str());
     }
   });
+  running.finish(k_table, table.rows());
 }
 
 void write_resolver(FILE* fp) {

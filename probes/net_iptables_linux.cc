@@ -90,7 +90,8 @@ void write_rule(Table& table, const char* chain, const iptables_rule& rule) {
 
 void write_chain(FILE* fp, const char* chain, int& status) {
   printd("iptables: Looking at chain %s\n", chain);
-  Table table(fp, format_text("iptables %s Chain", chain).c_str());
+  const std::string title = format_text("iptables %s Chain", chain);
+  Table table(fp, title.c_str());
   table.declare(k_rule_columns);
   std::string command = format_text("iptables -L %s -n -v --line-numbers", chain);
   printd("iptables: '%s'\n", command.c_str());
@@ -104,10 +105,12 @@ void write_chain(FILE* fp, const char* chain, int& status) {
   for (int heading = 0; heading < 2; ++heading) {
     if (!discard_line(running.stream(), line)) status = -1;
   }
-  if (status != 0) return;
-  for_each_line(running.stream(), "iptables", [&](const std::string& text) {
-    write_rule(table, chain, parse_iptables_rule(text));
-  });
+  if (status == 0) {
+    for_each_line(running.stream(), "iptables", [&](const std::string& text) {
+      write_rule(table, chain, parse_iptables_rule(text));
+    });
+  }
+  running.finish(title, table.rows());
   status = -1;
 }
 
@@ -146,7 +149,7 @@ bool has_iptables() {
   }
   printd("iptables: which iptables - %i\n", result.status);
   bool failed = result.exited && result.exit_code != 0 && result.exit_code != k_sigpipe_exit;
-  if (failed && !result.cut_short) {
+  if (failed && !result.was_cut()) {
     printd("iptables: error finding iptables\n");
     return false;
   }

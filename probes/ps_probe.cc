@@ -14,6 +14,7 @@
 namespace kestrel {
 namespace {
 
+constexpr const char* k_table = "Process List";
 constexpr const char* k_arguments = "--no-headers -eo pid,comm,user,nice,pcpu,pmem,stat --sort pid";
 
 constexpr size_t k_longest_name = 80;
@@ -79,13 +80,13 @@ std::optional<process> parse_ps_line(std::string_view line) {
 }
 
 bool ps_probe::test() {
-  if (!is_tested_) ps_path_ = find_tool("ps");
+  if (!is_tested_) ps_path_ = find_tool("ps", k_table);
   is_tested_ = true;
   return ps_path_.has_value() && !ps_path_->empty();
 }
 
 bool ps_probe::run(FILE* fp) {
-  Table table(fp, "Process List", "PROCESS");
+  Table table(fp, k_table, "PROCESS");
   table.declare(k_process_columns);
   char command[256];
   format_string(command, sizeof command, "%s %s 2>&1", ps_path_.value_or("ps").c_str(),
@@ -100,6 +101,7 @@ bool ps_probe::run(FILE* fp) {
     const std::optional<process> found = parse_ps_line(line.c_str());
     if (found) write_process(table, *found);
   });
+  running.finish(k_table, table.rows());
   return true;
 }
 

@@ -39,17 +39,19 @@ constexpr record_key k_rpm_keys[] = {
     {"Size:",        80, " bytes"},
 };
 
+constexpr const char* k_table = "RPM Packages";
+
 }  // namespace
 
 const record_format k_rpm_records = {"rpm", "rpm: getline", k_rpm_keys, "---EOP---"};
 
 bool rpm_packages_test() {
-  static const std::optional<std::string> rpm_path = find_tool("rpm");
+  static const std::optional<std::string> rpm_path = find_tool("rpm", k_table);
   return rpm_path.has_value();
 }
 
 void write_rpm_packages(FILE* fp) {
-  Table table(fp, "RPM Packages", "PACKAGE");
+  Table table(fp, k_table, "PACKAGE");
   table.declare(k_rpm_columns);
   printd("rpm: '%s'\n", k_rpm_command);
   command_stream rpm(k_rpm_command);
@@ -62,6 +64,7 @@ void write_rpm_packages(FILE* fp) {
     for (const std::string& field : package) table.log_data(field);
     table.end_row();
   });
+  rpm.finish(k_table, table.rows());
 }
 
 }  // namespace kestrel

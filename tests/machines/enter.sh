@@ -40,6 +40,11 @@ if [ -f "$root/tools" ]; then
     place=$(command -v "$tool")
     ln -s "$(realpath "$place")" "/mnt/tools/$tool"
   done < "$root/tools"
+  # Commands look here too.
+  mkdir /mnt/none
+  for folder in /usr/local/sbin /usr/sbin /sbin; do
+    if [ -d "$folder" ] && [ ! -L "$folder" ]; then mount --bind /mnt/none "$folder"; fi
+  done
 fi
 
 for folder in etc boot root home var/log lib/modules usr/local; do

@@ -19,15 +19,15 @@ class Software : public ::testing::Test {
 };
 
 TEST_F(Software, ToolIsThereWhenWhichSucceeds) {
-  EXPECT_EQ(find_tool("kestrel-tool"), std::nullopt);
+  EXPECT_EQ(find_tool("kestrel-tool", "Tools"), std::nullopt);
   stand_in("kestrel-tool", "");
-  EXPECT_EQ(find_tool("kestrel-tool"), commands_.folder() + "/kestrel-tool");
+  EXPECT_EQ(find_tool("kestrel-tool", "Tools"), commands_.folder() + "/kestrel-tool");
   stand_in("which", "echo \"/opt/$1\"; echo more; exit 3");
-  EXPECT_EQ(find_tool("rpm"), std::nullopt);
+  EXPECT_EQ(find_tool("rpm", "Tools"), std::nullopt);
   stand_in("which", "echo \"/opt/$1\"; kill -KILL $$");
-  EXPECT_EQ(find_tool("rpm"), std::nullopt);
+  EXPECT_EQ(find_tool("rpm", "Tools"), std::nullopt);
   stand_in("which", "");
-  EXPECT_EQ(find_tool("rpm"), "");
+  EXPECT_EQ(find_tool("rpm", "Tools"), "");
 }
 
 // The first record shows the query format; then come lines that fail, and a record without an end.

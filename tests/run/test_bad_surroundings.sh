@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Surroundings that a run must survive: a full disk, a folder that takes nothing, closed descriptors,
-# a command that hangs, one that floods, the end by a signal.
+# commands that hang, that flood, that are out of PATH's reach, a run that is killed.
 . "$(dirname "$0")/common.sh"
 
 # ---- a full disk: told, return code 1, nothing half done that claims to be whole
@@ -59,27 +59,49 @@ printf '\n\nyes please\n' >> ../answers
 expect 3 "$(grep -o 'Do you agree' ../console | wc -l)" "questions asked"
 cd ..
 
-# ---- a command that hangs, with a grandchild holding the pipe; one that floods
+# ---- a command that hangs, with grandchildren holding the pipe, one of them in its own session
 mkdir -p machine/bin machine/var/log slow && cd slow
 printf 'one line\n' > ../machine/var/log/messages
-printf '#!/bin/sh\necho before the hang\nsleep 600 &\nexec sleep 600\n' > ../machine/bin/tail
+cat > ../machine/bin/tail << 'EOF'
+#!/bin/sh
+pids=${0%/*}/../pids
+sleeper="echo \$\$ >> $pids; exec sleep 6000"
+setsid sh -c "$sleeper" &
+sh -c "$sleeper" &
+echo before the hang
+eval "$sleeper"
+EOF
 chmod +x ../machine/bin/tail
-start=$SECONDS
-in_machine ../machine "$kestrel" -batch -local -debug -timeout 1 -probe "System Logs" 2> ../console ||
-  die "hanging command: $(cat ../console)"
-[ $((SECONDS - start)) -lt 30 ] || die "the hang was waited for"
+wait_for_sleepers() {
+  for _ in {1..600}; do [ "$(grep -c . ../machine/pids)" -lt 3 ] || return 0; sleep 0.1; done
+  die "no command runs"
+}
+# What ../machine/bin/tail started is gone, or will be in a moment.
+no_sleepers() {
+  local process
+  [ "$(grep -c . ../machine/pids)" -ge 3 ] || die "processes of a command, $1"
+  while read -r process; do
+    for _ in {1..600}; do kill -0 "$process" 2> /dev/null || continue 2; sleep 0.1; done
+    die "process $process outlived $1"
+  done < ../machine/pids
+  : > ../machine/pids
+}
+in_machine ../machine timeout 200 "$kestrel" -batch -local -debug -timeout 10 \
+  -probe "System Logs" 2> ../console || die "hanging command: $(cat ../console)"
 holds gatherer.log "killed: deadline passed"
 holds ./*.XML "before the hang"
 lacks ../console "tail"
+# A tool that hung is not waited for as long again.
+expect "System Log: stopped after 10 s, 1 rows|Kernel Log: stopped after 5 s, 1 rows|" \
+  "$(grep stopped ../console | tr '\n' '|')" "what is told of limits"
+holds ../console "Run complete, rc = 0"
 $gather check ./*.XML || die "report with a hung command"
-! pgrep -f '^sleep 600$' > /dev/null || die "grandchildren outlived the deadline"
+no_sleepers "the deadline"
 printf '#!/bin/sh\nexec yes "a flood"\n' > ../machine/bin/tail.flood
 mv ../machine/bin/tail ../machine/bin/tail.hang && mv ../machine/bin/tail.flood ../machine/bin/tail
 chmod +x ../machine/bin/tail
-start=$SECONDS
-in_machine ../machine "$kestrel" -batch -local -timeout 1 -probe "System Logs" 2> ../console ||
-  die "flooding command: $(cat ../console)"
-[ $((SECONDS - start)) -lt 60 ] || die "the flood was waited for"
+in_machine ../machine timeout 200 "$kestrel" -batch -local -timeout 1 -probe "System Logs" \
+  2> ../console || die "flooding command: $(cat ../console)"
 $gather check ./*.XML || die "report with a flood"
 mv ../machine/bin/tail.hang ../machine/bin/tail
 cd ..
@@ -137,3 +159,39 @@ mkdir -p log/gatherer.log && cd log
 "$kestrel" -batch -debug 2> ../console
 expect 134 $? "status without a log"
 holds ../console "Unable to open debug log: Is a directory"
+
+# ---- killed in the middle, or ended by a signal: what the command started does not outlive it
+mkdir killed && cd killed
+run_command() {
+  bash "$here/../machines/enter.sh" ../machine "$kestrel" -batch -probe "System Logs" 2> ../console &
+  wait_for_sleepers
+}
+run_command
+kill -KILL $!
+wait $!
+expect 137 $? "status of a run that was killed"
+no_sleepers "a run that was killed"
+rm -f ./*
+run_command
+kill -TERM $!
+wait $!
+expect 143 $? "status of a run that was ended"
+no_sleepers "a run that was ended"
+expect 1 "$(ls | wc -l)" "only the gather file is left: $(ls)"
+$gather list ./*.KS2 | grep -q '^1 ' || die "items of a run that was ended"
+cd ..
+
+# ---- the PATH of cron and su: tools of the administration are found, the run's own PATH is reported
+mkdir cron && cd cron
+cat > ../tool << 'EOF'
+#!/bin/sh
+printf 'Chain INPUT\nnum\n1 2 3 ACCEPT all -- * * 0.0.0.0/0 0.0.0.0/0\n'
+EOF
+chmod +x ../tool
+unshare --mount --propagation private bash -c "
+  mount -t tmpfs none /usr/local/sbin && cp ../tool /usr/local/sbin/iptables || exit 99
+  PATH=/usr/bin:/bin exec '$kestrel' -batch -local -probe 'network;environment' 2> ../console" ||
+  die "PATH of cron: $(cat ../console)"
+expect ACCEPT "$(cell ./*.XML NETWORK "iptables INPUT Chain" 1 4)" "a rule"
+expect "PATH /usr/bin:/bin" "$($gather table ./*.XML ENVIRONMENT "Shell variables" |
+  grep '^PATH' | tr '\t' ' ')" "PATH as reported"

@@ -187,11 +187,15 @@ done
 
 end_servers
 
-# ---- a command that looks for its program there: given up at its limit, like any that hangs
+# ---- folders of PATH there: one wait, told, and every command finds its program elsewhere
 serve "$scratch/tools" tools: getattr:other stay
-tools=$scratch/tools: run path -fdebug -timeout 1 -probe "processes;time zone" || die "tools"
-holds path/gatherer.log "killed: deadline passed"
-holds path/Unknown-Unknown-Unknown.XML 'SECTION ID="TIME ZONE"'
+tools=$scratch/tools/bin:$scratch/tools: run path -fdebug -probe "processes;environment" || die "tools"
+expect "PATH: $scratch/tools/bin does not answer, left out" "$(grep PATH path/console)" "PATH"
+lacks path/gatherer.log "killed: deadline passed"
+report=path/Unknown-Unknown-Unknown.XML
+$gather table $report "Processes" "Process List" | grep -q . || die "no processes"
+$gather table $report "ENVIRONMENT" "Shell variables" | grep -qF "$scratch/tools/bin:" ||
+  die "the environment is not that of the run"
 
 # ---- a run that is ended while it waits goes at once, long before the server is given up
 serve "$scratch/late" late: readdir:/ stay

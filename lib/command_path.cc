@@ -1,0 +1,63 @@
+// See command_path.h. A server that is dead would hold every look-up of every command.
+#include "lib/command_path.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string_view>
+#include <vector>
+
+#include "lib/mounts.h"
+#include "lib/notice.h"
+
+namespace kestrel {
+namespace {
+
+constexpr std::string_view k_administration[] = {"/usr/local/sbin", "/usr/sbin", "/sbin"};
+constexpr std::string_view k_name = "PATH=";
+
+std::string make_path(std::string_view path) {
+  std::vector<std::string> folders;
+  for (size_t at = 0; at <= path.size();) {
+    const size_t end = std::min(path.find(':', at), path.size());
+    folders.emplace_back(path.substr(at, end - at));
+    at = end + 1;
+  }
+  for (const std::string_view folder : k_administration) {
+    if (std::find(folders.begin(), folders.end(), folder) == folders.end()) {
+      folders.emplace_back(folder);
+    }
+  }
+  // A link may lead to a server from anywhere, so all are asked, the way a shell does.
+  std::erase_if(folders, [](const std::string& folder) {
+    if (is_reachable((folder + "/sh").c_str())) return false;
+    add_notice("PATH", folder + " does not answer, left out");
+    return true;
+  });
+  std::string made;
+  for (const std::string& folder : folders)
+    made.append(&folder == &folders[0] ? "" : ":") += folder;
+  return made;
+}
+
+}  // namespace
+
+std::string command_environment() {
+  static std::string given, made;
+  std::string all;
+  for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
+    std::string_view text = *variable;
+    if (text.starts_with(k_name)) {
+      if (made.empty() || given != text) {
+        given = text;
+        made = std::string(k_name) + make_path(text.substr(k_name.size()));
+      }
+      text = made;
+    }
+    all.append(text) += '\0';
+  }
+  return all;
+}
+
+}  // namespace kestrel

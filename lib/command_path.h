@@ -1,0 +1,13 @@
+// Where commands look for their programs.
+#pragma once
+
+#include <string>
+
+namespace kestrel {
+
+/// The environment of a command, each text ended by NUL: that of the run, but for PATH. There the
+/// administration's folders come last when they are absent, as they are for cron and su, and those
+/// in which a look-up hangs are left out, which a notice tells.
+std::string command_environment();
+
+}  // namespace kestrel
