@@ -62,14 +62,18 @@ class LzH {
   size_t fill_window();
 
   // The search trees (lzh_search.cc).
-  struct descent;
+  struct pair {
+    size_t before, after;
+  };
   void InitTree();
   void InsertNode(size_t r);
   void DeleteNode(size_t p);
   void replace_node(size_t p, size_t r);
   void find_match(size_t r);
-  bool turn_at(size_t p, size_t from, descent& way) const;
-  size_t enter_beside_last(size_t r, descent& way) const;
+  void insert_from_root(size_t r);
+  template <size_t side>
+  void insert_beside(size_t r, size_t x, size_t shared);
+  void insert_between(size_t r, size_t link, pair node, pair shared);
 
   // The adaptive code (lzh_huffman.cc).
   void StartHuff();
@@ -93,13 +97,18 @@ class LzH {
   unsigned char text_buf_[N + F - 1];
   size_t match_position_, match_length_;
 
-  // Node p's sons are link_[2p] (smaller) and link_[2p + 1]; the links to the trees' roots follow,
-  // one a first byte. A node's dad is the link that leads to it.
-  uint16_t link_[2 * N + 256];
+  // Node p's sons are link_[2p] (smaller) and link_[2p + 1], its dad is the link that leads to it.
+  // The strings of a tree are a sorted list, too, each with the bytes that it shares with the one
+  // before it. The ring of the list is closed by node N + 1 + first byte, whose greater son is the
+  // tree's root.
+  uint16_t link_[2 * (N + 257)];
   uint16_t dad_[N + 1];
-  /// A node that shares `shared` bytes (at least) with the string `of`, inserted last.
+  uint16_t beside_[2][N + 257];  ///< smaller, greater
+  uint8_t shared_[N + 257];
+  /// What string r, inserted last, shares most with: the bytes, a neighbour, and on which side r is
+  /// of it. F bytes: the string that r replaced.
   struct neighbour {
-    size_t of, node, shared;
+    size_t node, shared, side;
   } nearest_;
 
   uint16_t freq_[T + 1];

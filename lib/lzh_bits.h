@@ -108,7 +108,10 @@ class bit_writer {
     if (count_ < 32) return;
     count_ -= 32;
     if (block_.size() - used_ < 4) hand_on();
-    for (unsigned shift = 32; shift > 0; shift -= 8) put(bits_ >> (count_ + shift - 8));
+    uint32_t word = static_cast<uint32_t>(bits_ >> count_);
+    if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap32(word);
+    std::memcpy(block_.data() + used_, &word, sizeof word);
+    used_ += sizeof word;
   }
   /// Fills the last byte up with zero bits and hands everything on.
   void EncodeEnd() {

@@ -1,4 +1,5 @@
 // The encoder of LzH: turns the input into literals and matches and writes their codes.
+#include <bit>
 #include <limits>
 
 #include "lib/lzh.h"
@@ -24,12 +25,13 @@ size_t LzH::fill_window() {
 }
 
 void LzH::EncodeChar(bit_writer& out, size_t c) {
-  uint32_t code = 0;
-  unsigned length = 0;
+  // Bits come in from above, pushing the mark down.
+  uint64_t code = uint64_t{1} << 63;
   for (size_t node = prnt_[c + T]; node != R; node = prnt_[node]) {
-    code |= static_cast<uint32_t>(node & 1) << length++;
+    code = code >> 1 | uint64_t{node} << 63;
   }
-  out.Putcode(length, code);
+  const auto mark = static_cast<unsigned>(std::countr_zero(code));
+  out.Putcode(63 - mark, static_cast<uint32_t>(code >> mark >> 1));
   update(c);
 }
 
@@ -38,37 +40,6 @@ void LzH::EncodePosition(bit_writer& out, size_t position) {
   const unsigned length = Fixp_len[upper];
   const unsigned code = static_cast<unsigned>(Fixp_code[upper]) >> (8 - length);
   out.Putcode(length + 6, code << 6 | static_cast<unsigned>(position & 0x3F));
-}
-
-/// The bytes from `r` on, `length` of them, are still to be coded; `s` is where the next ones go.
-void LzH::encode_window(byte_source& in, bit_writer& bits) {
-  size_t s = 0, r = fill_window(), length = 0;
-  while (length < F && !in.at_end()) text_buf_[r + length++] = in.get();
-  for (size_t i = 1; i <= F; ++i) InsertNode(r - i);
-  InsertNode(r);
-  while (length > 0) {
-    find_match(r);
-    size_t count = std::min(match_length_, length);
-    if (count <= THRESHOLD) {
-      count = 1;
-      EncodeChar(bits, text_buf_[r]);
-    } else {
-      EncodeChar(bits, 255 - THRESHOLD + count);
-      EncodePosition(bits, match_position_);
-    }
-    for (; count > 0; --count) {
-      DeleteNode(s);
-      if (in.at_end()) {
-        --length;
-      } else {
-        text_buf_[s] = in.get();
-        if (s < F - 1) text_buf_[s + N] = text_buf_[s];
-      }
-      s = (s + 1) & (N - 1);
-      r = (r + 1) & (N - 1);
-      if (length > 0) InsertNode(r);
-    }
-  }
 }
 
 int LzH::encode(byte_source& in, byte_sink& out, LzwComp* sizes) {

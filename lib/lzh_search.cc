@@ -1,6 +1,8 @@
 // The binary search trees over the window's strings of F bytes, one tree for each first byte. Their
-// shape is part of the format: only nodes on a string's way down are candidates for its match, so
-// another structure would find other matches and give other streams.
+// shape is part of the format: only nodes above a string are candidates for its match, so another
+// structure would find other matches and give other streams. The way down is not: a new string goes
+// between its neighbours in sorted order, below that one of them which has no son there. As a rule
+// they are found beside those of the string before.
 #include <algorithm>
 #include <bit>
 
@@ -11,147 +13,52 @@ namespace kestrel {
 
 namespace {
 
-constexpr uint16_t NIL = 4096;               // no node
-constexpr uint16_t k_detached = 0xFFFF;      // the dad of a node that is in no tree
-constexpr size_t k_roots = size_t{2} * NIL;  // the first tree's link
-constexpr size_t k_worth_entering = 10;      // bytes shared; below, the way from the root is short
+constexpr size_t NIL = 4096;             // no node
+constexpr size_t k_lists = NIL + 1;      // the node that closes the first list
+constexpr uint16_t k_detached = 0xFFFF;  // the dad of a node that is in no tree
+constexpr size_t k_longest = 60;         // bytes of a string
+constexpr size_t k_worth_walking = 2;    // bytes shared; below, the neighbours are far away
+constexpr unsigned k_patience = 12;      // steps along a list; then a descent is shorter
+
+/// The number of equal bytes of two strings, of which the first `from` are known to be equal.
+[[gnu::always_inline]] inline size_t count_shared(const unsigned char* a, const unsigned char* b,
+                                                  size_t from) {
+  for (;; from += 8) {
+    from = std::min(from, k_longest - 8);
+    const uint64_t difference = load_word(a + from) ^ load_word(b + from);
+    if (difference != 0) return from + static_cast<size_t>(std::countl_zero(difference)) / 8;
+    if (from == k_longest - 8) return k_longest;
+  }
+}
 
 }  // namespace
 
-/// A string on its way down. Side 0 is its nearest greater string so far, side 1 the nearest
-/// smaller one.
-struct LzH::descent {
-  const unsigned char* key;
-  size_t link;                  ///< the way on
-  size_t node[2] = {NIL, NIL};  ///< the neighbours
-  size_t shared[2] = {1, 1};    ///< the bytes that each has in common with the key, or fewer
-};
-
 void LzH::InitTree() {
-  std::fill(link_ + k_roots, std::end(link_), NIL);
-  std::fill(dad_, std::end(dad_), k_detached);
-  nearest_ = {NIL, NIL, 0};
-}
-
-/// Compares the key with string p, of which `from` bytes are known to be equal, and turns to p's
-/// son on that side. False when the strings are the same.
-[[gnu::always_inline]] inline bool LzH::turn_at(size_t p, size_t from, descent& way) const {
-  const unsigned char* const text = text_buf_ + p;
-  while (from < F - 8 && load_word(way.key + from) == load_word(text + from)) from += 8;
-  from = std::min<size_t>(from, F - 8);
-  const uint64_t mine = load_word(way.key + from);
-  const uint64_t other = load_word(text + from);
-  if (mine == other) return false;
-  const size_t side = mine > other;
-  way.node[side] = p;
-  way.shared[side] = from;
-  way.link = 2 * p + side;
-  return true;
-}
-
-/// A short cut. Where string r - 1 has much in common with string p, r has almost as much in common
-/// with p + 1: their ways part far below the root. The way of p + 1 is followed upwards to where
-/// the two part. Returns a node with the very string of r, or NIL.
-[[gnu::always_inline]] inline size_t LzH::enter_beside_last(size_t r, descent& way) const {
-  const size_t beside = nearest_.node + 1;
-  if (nearest_.shared < k_worth_entering || nearest_.of + 1 != r || beside == N) return NIL;
-  if (dad_[beside] == k_detached) return NIL;
-  if (!turn_at(beside, nearest_.shared - 1, way)) return beside;
-  const size_t side = way.link % 2;
-  for (size_t up = dad_[beside]; up < k_roots; up = dad_[up / 2]) {
-    if (up % 2 == side) continue;
-    if (!turn_at(up / 2, 0, way)) return up / 2;
-    if (way.link % 2 != side) break;
+  std::fill(std::begin(dad_), std::end(dad_), k_detached);
+  for (size_t list = k_lists; list < k_lists + 256; ++list) {
+    link_[2 * list + 1] = static_cast<uint16_t>(NIL);
+    beside_[0][list] = beside_[1][list] = static_cast<uint16_t>(list);
+    shared_[list] = 0;
   }
-  way.link = 2 * way.node[side] + side;
-  return NIL;
+  nearest_ = {};
 }
 
-/// Puts string r into its tree, in place of the same string if there is one, which then is the
-/// match.
-void LzH::InsertNode(size_t r) {
-  const unsigned char* const key = text_buf_ + r;
-  link_[2 * r] = link_[2 * r + 1] = NIL;
-  match_length_ = 0;
-  descent way{key, k_roots + key[0]};
-  const size_t same = enter_beside_last(r, way);
-  if (same != NIL) return replace_node(same, r);
-
-  size_t link = way.link;
-  size_t from = std::min(way.shared[0], way.shared[1]);
-  uint64_t mine = load_word(key + from);
-  for (size_t p = link_[link]; p != NIL; p = link_[link]) {
-    const uint64_t other = load_word(text_buf_ + p + from);
-    if (mine != other) {
-      link = 2 * p + (mine > other);
-    } else {
-      if (!turn_at(p, from + 8, way)) return replace_node(p, r);
-      link = way.link;
-      from = std::min(way.shared[0], way.shared[1]);
-      mine = load_word(key + from);
-    }
-  }
-  link_[link] = static_cast<uint16_t>(r);
-  dad_[r] = static_cast<uint16_t>(link);
-  const size_t side = way.shared[1] > way.shared[0];
-  nearest_ = {r, way.node[side], way.shared[side]};
-}
-
-void LzH::replace_node(size_t p, size_t r) {
-  const uint16_t up = dad_[p], left = link_[2 * p], right = link_[2 * p + 1];
-  link_[2 * r] = left;
-  link_[2 * r + 1] = right;
-  dad_[left] = static_cast<uint16_t>(2 * r);
-  dad_[right] = static_cast<uint16_t>(2 * r + 1);
-  link_[up] = static_cast<uint16_t>(r);
-  dad_[r] = up;
-  dad_[p] = k_detached;
-  match_length_ = F;
-  match_position_ = ((r - p) & (N - 1)) - 1;
-  nearest_ = {r, p, F};
-}
-
-/// Finds the match of string r, inserted last: the longest among the nodes above it, and of equally
-/// long ones the nearest. Going up, the nodes on either side have ever less in common with r.
-void LzH::find_match(size_t r) {
-  if (match_length_ == F) return;
-  const unsigned char* const key = text_buf_ + r;
-  bool done[2] = {false, false};
-  match_length_ = THRESHOLD;
-  match_position_ = 0;
-  for (size_t up = dad_[r]; up < k_roots; up = dad_[up / 2]) {
-    const size_t side = up % 2, p = up / 2;
-    if (done[side]) continue;
-    size_t from = 0;
-    uint64_t difference = load_word(key) ^ load_word(text_buf_ + p);
-    while (difference == 0) {
-      from = std::min<size_t>(from + 8, F - 8);
-      difference = load_word(key + from) ^ load_word(text_buf_ + p + from);
-    }
-    const size_t shared = from + static_cast<size_t>(std::countl_zero(difference)) / 8;
-    const size_t position = ((r - p) & (N - 1)) - 1;
-    if (shared > match_length_ || (shared == match_length_ && position < match_position_)) {
-      match_length_ = shared;
-      match_position_ = position;
-    } else if (shared < match_length_) {
-      done[side] = true;
-      if (done[1 - side]) break;
-    }
-  }
-}
-
-void LzH::DeleteNode(size_t p) {
-  const uint16_t up = dad_[p];
+/// Where p has two sons, the string before it takes its place.
+[[gnu::always_inline]] inline void LzH::DeleteNode(size_t p) {
+  const size_t up = dad_[p];
   if (up == k_detached) return;
+  dad_[p] = k_detached;
+  const size_t before = beside_[0][p], after = beside_[1][p];
+  beside_[1][before] = static_cast<uint16_t>(after);
+  beside_[0][after] = static_cast<uint16_t>(before);
+  if (shared_[p] < shared_[after]) shared_[after] = shared_[p];
   const size_t left = link_[2 * p], right = link_[2 * p + 1];
   size_t q = left;
   if (left == NIL) {
     q = right;
   } else if (right != NIL) {
-    size_t next = link_[2 * q + 1];
-    if (next != NIL) {
-      // The greatest node of the left side moves up; its own left son takes its place.
-      for (; next != NIL; next = link_[2 * q + 1]) q = next;
+    q = before;
+    if (q != left) {
       const size_t son = link_[2 * q], dad = dad_[q];
       link_[dad] = static_cast<uint16_t>(son);
       dad_[son] = static_cast<uint16_t>(dad);
@@ -162,8 +69,187 @@ void LzH::DeleteNode(size_t p) {
     dad_[right] = static_cast<uint16_t>(2 * q + 1);
   }
   link_[up] = static_cast<uint16_t>(q);
-  dad_[q] = up;
+  dad_[q] = static_cast<uint16_t>(up);
+}
+
+/// Puts string r into its tree, in place of the same string if there is one, which then is the
+/// match.
+[[gnu::always_inline]] inline void LzH::InsertNode(size_t r) {
+  // Where string r - 1 shares bytes with string p, r shares one byte less with p + 1, and is on the
+  // same side of it.
+  const size_t x = nearest_.node + 1, shared = nearest_.shared - 1;
+  if (nearest_.shared <= k_worth_walking || x == N || r == 0 || dad_[x] == k_detached) {
+    return insert_from_root(r);
+  }
+  size_t side = nearest_.side;
+  if (shared == F - 1) {
+    const unsigned mine = text_buf_[r + F - 1], other = text_buf_[x + F - 1];
+    if (mine == other) return replace_node(x, r);
+    side = mine > other;
+  }
+  return side != 0 ? insert_beside<1>(r, x, shared) : insert_beside<0>(r, x, shared);
+}
+
+/// Finds the place of string r from the root of its tree.
+void LzH::insert_from_root(size_t r) {
+  const unsigned char* const key = text_buf_ + r;
+  const size_t list = k_lists + key[0];
+  size_t shared[2] = {1, 1}, from = 1;
+  const unsigned char* texts = text_buf_ + from;
+  uint64_t mine = load_word(key + from);
+  size_t link = 2 * list + 1;
+  for (size_t p = link_[link]; p != NIL; p = link_[link]) {
+    const uint64_t other = load_word(texts + p);
+    link = 2 * p + (mine > other);
+    if (mine == other) {
+      const size_t both = count_shared(key, text_buf_ + p, from + 8);
+      if (both == F) return replace_node(p, r);
+      const size_t side = key[both] > text_buf_[p + both];
+      link = 2 * p + side;
+      shared[side] = both;
+      from = std::min({shared[0], shared[1], size_t{F - 8}});
+      texts = text_buf_ + from;
+      mine = load_word(key + from);
+    }
+  }
+  const size_t x = link / 2, next = beside_[link % 2][x];
+  if (x == list) return insert_between(r, link, {list, list}, {0, 0});
+  const size_t with_x = count_shared(key, text_buf_ + x, from);
+  size_t with_next = shared_[link % 2 != 0 ? next : x];
+  if (with_next == with_x) with_next = count_shared(key, text_buf_ + next, with_x);
+  if (link % 2 != 0) {
+    insert_between(r, link, {x, next}, {with_x, with_next});
+  } else {
+    insert_between(r, link, {next, x}, {with_next, with_x});
+  }
+}
+
+/// Puts string r into the list, on the given side of x, with which it shares `shared` bytes and no
+/// more, and not far away: else the place is looked for from the root.
+template <size_t side>
+[[gnu::always_inline]] inline void LzH::insert_beside(size_t r, size_t x, size_t shared) {
+  const unsigned char* const key = text_buf_ + r;
+  for (unsigned steps = k_patience; steps > 0; --steps) {
+    const size_t next = beside_[side][x], between = shared_[side != 0 ? next : x];
+    size_t with_next = between;
+    if (between == shared) {
+      const unsigned char* const text = text_buf_ + next;
+      with_next = count_shared(key, text, shared);
+      if (with_next == F) return replace_node(next, r);
+      if ((key[with_next] > text[with_next]) == (side != 0)) {
+        shared = with_next;
+        x = next;
+        continue;
+      }
+    } else if (between > shared) {
+      x = next;
+      continue;
+    }
+    const size_t before = side != 0 ? x : next, after = side != 0 ? next : x;
+    // One of two neighbours is below the other: that one has no son on this side.
+    const size_t link = link_[2 * before + 1] == NIL ? 2 * before + 1 : 2 * after;
+    if constexpr (side != 0) return insert_between(r, link, {x, next}, {shared, with_next});
+    return insert_between(r, link, {next, x}, {with_next, shared});
+  }
+  insert_from_root(r);
+}
+
+/// Puts string r below `link` in the tree and between its neighbours in the list, with which it
+/// shares so many bytes.
+[[gnu::always_inline]] inline void LzH::insert_between(size_t r, size_t link, pair node,
+                                                       pair shared) {
+  const auto self = static_cast<uint16_t>(r);
+  link_[2 * r] = link_[2 * r + 1] = static_cast<uint16_t>(NIL);
+  link_[link] = self;
+  dad_[r] = static_cast<uint16_t>(link);
+  beside_[0][r] = static_cast<uint16_t>(node.before);
+  beside_[1][r] = static_cast<uint16_t>(node.after);
+  beside_[1][node.before] = beside_[0][node.after] = self;
+  shared_[r] = static_cast<uint8_t>(shared.before);
+  shared_[node.after] = static_cast<uint8_t>(shared.after);
+  nearest_ = shared.before >= shared.after ? neighbour{node.before, shared.before, 1}
+                                           : neighbour{node.after, shared.after, 0};
+}
+
+void LzH::replace_node(size_t p, size_t r) {
+  const auto self = static_cast<uint16_t>(r);
+  const uint16_t up = dad_[p], left = link_[2 * p], right = link_[2 * p + 1];
+  link_[2 * r] = left;
+  link_[2 * r + 1] = right;
+  dad_[left] = static_cast<uint16_t>(2 * r);
+  dad_[right] = static_cast<uint16_t>(2 * r + 1);
+  link_[up] = self;
+  dad_[r] = up;
   dad_[p] = k_detached;
+  const uint16_t before = beside_[0][p], after = beside_[1][p];
+  beside_[0][r] = before;
+  beside_[1][r] = after;
+  beside_[1][before] = beside_[0][after] = self;
+  shared_[r] = shared_[p];
+  nearest_ = {p, F, 0};
+}
+
+/// Finds the match of string r, inserted last: the longest among the nodes above it, and of equally
+/// long ones the nearest. Its neighbours are above it.
+[[gnu::always_inline]] inline void LzH::find_match(size_t r) {
+  match_length_ = nearest_.shared;
+  if (match_length_ <= THRESHOLD) return;
+  const auto distance = [r](size_t p) { return ((r - p) & (N - 1)) - 1; };
+  match_position_ = distance(nearest_.node);
+  if (match_length_ == F) return;
+  const size_t before = beside_[0][r], after = beside_[1][r], beyond = beside_[1][after];
+  // Whether more nodes on the side of a son share as much.
+  bool more[2] = {shared_[after] == match_length_, shared_[r] == match_length_};
+  if (more[0]) match_position_ = std::min(match_position_, distance(after));
+  more[0] = more[0] && shared_[beyond] >= match_length_;
+  more[1] = more[1] && shared_[before] >= match_length_;
+  for (size_t up = dad_[r]; more[0] || more[1]; up = dad_[up / 2]) {
+    const size_t p = up / 2, side = up % 2;
+    if (p > N) break;
+    if (!more[side]) continue;
+    if (count_shared(text_buf_ + r, text_buf_ + p, 0) < match_length_) {
+      more[side] = false;
+    } else {
+      match_position_ = std::min(match_position_, distance(p));
+    }
+  }
+}
+
+void LzH::encode_window(byte_source& in, bit_writer& bits) {
+  size_t r = fill_window(), length = 0;  // Of the bytes from r on so many are still to be coded.
+  while (length < F && !in.at_end()) text_buf_[r + length++] = in.get();
+  for (size_t i = 1; i <= F; ++i) insert_from_root(r - i);
+  insert_from_root(r);
+  while (length > 0) {
+    find_match(r);
+    size_t count = std::min(match_length_, length);
+    if (count <= THRESHOLD) {
+      count = 1;
+      EncodeChar(bits, text_buf_[r]);
+    } else {
+      EncodeChar(bits, 255 - THRESHOLD + count);
+      EncodePosition(bits, match_position_);
+    }
+    // Each byte takes the place of the first one of the string that leaves the window.
+    while (count > 0 && !in.at_end()) {
+      const auto piece = in.at_hand().first(std::min(count, in.at_hand().size()));
+      for (const unsigned char byte : piece) {
+        const size_t s = (r + F) & (N - 1);
+        DeleteNode(s);
+        text_buf_[s] = byte;
+        if (s < F - 1) text_buf_[s + N] = byte;
+        r = (r + 1) & (N - 1);
+        InsertNode(r);
+      }
+      in.skip(piece.size());
+      count -= piece.size();
+    }
+    for (length -= count; count > 0; --count) {
+      DeleteNode((r + F) & (N - 1));
+      r = (r + 1) & (N - 1);
+      InsertNode(r);
+    }
+  }
 }
 
 }  // namespace kestrel
