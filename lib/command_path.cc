@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "lib/debug.h"
 #include "lib/mounts.h"
-#include "lib/notice.h"
 
 namespace kestrel {
 namespace {
@@ -32,7 +32,7 @@ std::string make_path(std::string_view path) {
   // A link may lead to a server from anywhere, so all are asked, the way a shell does.
   std::erase_if(folders, [](const std::string& folder) {
     if (is_reachable((folder + "/sh").c_str())) return false;
-    add_notice("PATH", folder + " does not answer, left out");
+    printd("command: %s does not answer, left out of PATH\n", folder.c_str());
     return true;
   });
   std::string made;

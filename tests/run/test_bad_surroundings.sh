@@ -159,6 +159,7 @@ mkdir -p log/gatherer.log && cd log
 "$kestrel" -batch -debug 2> ../console
 expect 134 $? "status without a log"
 holds ../console "Unable to open debug log: Is a directory"
+cd ..
 
 # ---- killed in the middle, or ended by a signal: what the command started does not outlive it
 mkdir killed && cd killed
