@@ -6,47 +6,56 @@
 #include "gatherer/osinfo.h"
 #include "lib/bios.h"
 #include "lib/sysinfo.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 
 namespace kestrel {
 
 namespace {
 
-constexpr column k_summary[] = {
-    {"Computer Name",        DT_STRING, 16},
-    {"System Vendor",        DT_ASCII,  16},
-    {"System Model",         DT_ASCII,  16},
-    {"System Serial Number", DT_ASCII,  16},
-    {"BIOS Version",         DT_ASCII,  20},
-    {"Current User",         DT_STRING, 16},
-    {"UUID",                 DT_ASCII,  32},
+std::string bios_version(const SysInfo&) { return get_bios_version().value_or("Unknown"); }
+// Looked up anew each time.
+std::string current_user(const SysInfo&) { return SysInfo::get_instance().CurrentUser(); }
+
+constexpr cell_of<SysInfo> k_summary[] = {
+    {"Computer Name",        show<&SysInfo::NodeName>.wide(16)    },
+    {"System Vendor",        show_ascii<&SysInfo::OEM>.wide(16)   },
+    {"System Model",         show_ascii<&SysInfo::Model>.wide(16) },
+    {"System Serial Number", show_ascii<&SysInfo::Serial>.wide(16)},
+    {"BIOS Version",         show_ascii<bios_version>.wide(20)    },
+    {"Current User",         show<current_user>.wide(16)          },
+    {"UUID",                 show_ascii<&SysInfo::UUID>.wide(32)  },
 };
 
-constexpr column k_operating_system[] = {
-    {"Vendor",        DT_ASCII, 16},
-    {"Name",          DT_ASCII, 30},
-    {"Version",       DT_ASCII, 10},
-    {"Build",         DT_ASCII, 5 },
-    {"Service Level", DT_ASCII, 20},
-    {"OS",            DT_ASCII, 10},
+constexpr cell_of<SysInfo> k_old_summary[] = {
+    {"Computer Name",        show<&SysInfo::NodeName>.wide(255)       },
+    {"System Vendor",        show_ascii<&SysInfo::OEM>.wide(64)       },
+    {"System Model",         show_ascii<&SysInfo::Model>.wide(64)     },
+    {"System Serial Number", show_ascii<&SysInfo::Serial>.wide(64)    },
+    {"BIOS Version",         show_ascii<bios_version>.wide(64)        },
+    {"OS Vendor",            show_ascii<&SysInfo::OSOEM>.wide(255)    },
+    {"OS Name",              show_ascii<&SysInfo::OSName>.wide(255)   },
+    {"OS Type",              show_ascii<&SysInfo::OSType>.wide(255)   },
+    {"OS Version",           show_ascii<&SysInfo::OSVersion>.wide(255)},
+    {"OS Build",             show_ascii<&SysInfo::OSBuild>.wide(255)  },
+    {"OS CSD",               show_ascii<&SysInfo::OSCSD>.wide(128)    },
+    {"Current User",         show<current_user>.wide(255)             },
 };
 
-constexpr column k_old_summary[] = {
-    {"Computer Name",        DT_STRING, 255},
-    {"System Vendor",        DT_ASCII,  64 },
-    {"System Model",         DT_ASCII,  64 },
-    {"System Serial Number", DT_ASCII,  64 },
-    {"BIOS Version",         DT_ASCII,  64 },
-    {"OS Vendor",            DT_ASCII,  255},
-    {"OS Name",              DT_ASCII,  255},
-    {"OS Type",              DT_ASCII,  255},
-    {"OS Version",           DT_ASCII,  255},
-    {"OS Build",             DT_ASCII,  255},
-    {"OS CSD",               DT_ASCII,  128},
-    {"Current User",         DT_STRING, 255},
-};
+using os_text = char* (os_info::*)(char* buffer, int size);
+template <os_text Getter>
+std::string text_of(const os_info&) {
+  char text[80];
+  return (os_info::get_instance().*Getter)(text, sizeof text);
+}
 
-std::string bios_version() { return get_bios_version().value_or("Unknown"); }
+constexpr cell_of<os_info> k_operating_system[] = {
+    {"Vendor",        show_ascii<text_of<&os_info::get_vendor>>.wide(16)       },
+    {"Name",          show_ascii<text_of<&os_info::get_name>>.wide(30)         },
+    {"Version",       show_ascii<text_of<&os_info::get_version>>.wide(10)      },
+    {"Build",         show_ascii<text_of<&os_info::get_build>>.wide(5)         },
+    {"Service Level", show_ascii<text_of<&os_info::get_service_level>>.wide(20)},
+    {"OS",            show_ascii<text_of<&os_info::get_platform_id>>.wide(10)  },
+};
 
 }  // namespace
 
@@ -57,53 +66,15 @@ bool sysinfo_probe::run(FILE* fp) {
 }
 
 void sysinfo_probe::summary_table(FILE* fp) {
-  SysInfo& system = SysInfo::get_instance();
-  Table table(fp, name);
-  table.declare(k_summary);
-  table.start_row("");
-  table.log_data(system.NodeName());
-  table.log_data(system.OEM());
-  table.log_data(system.Model());
-  table.log_data(system.Serial());
-  table.log_data(bios_version());
-  table.log_data(system.CurrentUser());
-  table.log_data(system.UUID());
-  table.end_row();
+  record_table(fp, name, k_summary).add("", SysInfo::get_instance());
 }
 
 void sysinfo_probe::os_table(FILE* fp) {
-  os_info& os = os_info::get_instance();
-  char text[80];
-  Table table(fp, "Operating System");
-  table.declare(k_operating_system);
-  table.start_row("");
-  table.log_data(os.get_vendor(text, sizeof(text)));
-  table.log_data(os.get_name(text, sizeof(text)));
-  table.log_data(os.get_version(text, sizeof(text)));
-  table.log_data(os.get_build(text, sizeof(text)));
-  table.log_data(os.get_service_level(text, sizeof(text)));
-  table.log_data(os.get_platform_id(text, sizeof(text)));
-  table.end_row();
+  record_table(fp, "Operating System", k_operating_system).add("", os_info::get_instance());
 }
 
 bool old_sysinfo_probe::run(FILE* fp) {
-  SysInfo& system = SysInfo::get_instance();
-  Table table(fp, "System Summary");
-  table.declare(k_old_summary);
-  table.start_row("");
-  table.log_data(system.NodeName());
-  table.log_data(system.OEM());
-  table.log_data(system.Model());
-  table.log_data(system.Serial());
-  table.log_data(bios_version());
-  table.log_data(system.OSOEM());
-  table.log_data(system.OSName());
-  table.log_data(system.OSType());
-  table.log_data(system.OSVersion());
-  table.log_data(system.OSBuild());
-  table.log_data(system.OSCSD());
-  table.log_data(system.CurrentUser());
-  table.end_row();
+  record_table(fp, "System Summary", k_old_summary).add("", SysInfo::get_instance());
   return true;
 }
 

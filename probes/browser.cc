@@ -7,7 +7,7 @@
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "lib/find_tool.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -21,9 +21,12 @@ constexpr const char* k_version_command =
 constexpr int k_patience = 30;  // seconds
 constexpr const char* k_table = "Installed Browsers";
 
-constexpr column k_browser_columns[] = {
-    {"Name",    DT_STRING, 30},
-    {"Version", DT_STRING, 15},
+struct installed_browser {
+  std::string name, version;
+};
+constexpr cell_of<installed_browser> k_browser_cells[] = {
+    {"Name",    show<&installed_browser::name>.wide(30)   },
+    {"Version", show<&installed_browser::version>.wide(15)},
 };
 
 void keep_first_cut(command_result& first, const command_result& next) {
@@ -79,16 +82,12 @@ bool browser_probe::is_repeated(size_t index) const {
 }
 
 bool browser_probe::run(FILE* fp) {
-  Table table(fp, k_table, "BROWSER");
-  table.declare(k_browser_columns);
+  record_table table(fp, k_table, "BROWSER", k_browser_cells);
   command_result first_cut;
   for (size_t i = 0; i < browsers.size(); ++i) {
     const browser& candidate = browsers[i];
     if (candidate.path.empty() || is_repeated(i)) continue;
-    table.start_row(candidate.name);
-    table.log_data(candidate.name);
-    table.log_data(read_version(candidate, first_cut));
-    table.end_row();
+    table.add(candidate.name, {candidate.name, read_version(candidate, first_cut)});
   }
   tell_cut(first_cut, k_table, table.rows());
   return true;

@@ -8,7 +8,7 @@
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "lib/getline.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -20,11 +20,11 @@ constexpr const char* k_mode_command =
     R"sh(echo -n " ";)sh"
     R"sh(xdpyinfo 2>/dev/null | grep 'depth of root window' | egrep -o '[0-9]+')sh";
 
-constexpr column k_display_columns[] = {
-    {"Horizontal Resolution", DT_INTEGER, 0},
-    {"Vertical Resolution",   DT_INTEGER, 0},
-    {"Bits Per Pixel",        DT_INTEGER, 0},
-    {"Frequency",             DT_INTEGER, 0},
+constexpr cell_of<display_mode> k_display_cells[] = {
+    {"Horizontal Resolution", show<&display_mode::width>    },
+    {"Vertical Resolution",   show<&display_mode::height>   },
+    {"Bits Per Pixel",        show<&display_mode::depth>    },
+    {"Frequency",             show<&display_mode::frequency>},
 };
 
 constexpr const char* k_table = "Display Settings";
@@ -46,24 +46,15 @@ std::optional<display_mode> parse_display_line(std::string_view line) {
 bool display_probe::test() { return std::getenv(k_display) != nullptr; }
 
 bool display_probe::run(FILE* fp) {
-  Table table(fp, k_table);
-  table.declare(k_display_columns);
+  record_table table(fp, k_table, k_display_cells);
   command_stream running(k_mode_command, k_patience);
   if (!running.is_open()) {
     print_error("display: popen", errno);
     return true;
   }
   const char* display = std::getenv(k_display);
-  for_each_line(running.stream(), "display", [&](const std::string& line) {
-    const std::optional<display_mode> mode = parse_display_line(line.c_str());
-    if (!mode) return;
-    table.start_row(display);
-    table.log_data(mode->width);
-    table.log_data(mode->height);
-    table.log_data(mode->depth);
-    table.log_data(mode->frequency);
-    table.end_row();
-  });
+  add_lines(table, running.stream(), "display", parse_display_line,
+            [display](const display_mode&) { return std::string(display); });
   running.finish(k_table, table.rows());
   return true;
 }

@@ -13,7 +13,7 @@
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/remote_files.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -24,22 +24,47 @@ constexpr size_t k_longest_entry = 65536;  // overlays have thousands of charact
 constexpr unsigned k_kilo = 1024;
 constexpr std::string_view k_automount = "autofs";
 
-constexpr column k_filesystem_columns[] = {
-    {"Mount Point",        DT_STRING, 256},
-    {"Device",             DT_STRING, 256},
-    {"Capacity",           DT_STRING, 16 },
-    {"Capacity (bytes)",   DT_ASCII,  20 },
-    {"Free Space",         DT_STRING, 16 },
-    {"Free Space (bytes)", DT_ASCII,  20 },
-    {"Used Space",         DT_STRING, 16 },
-    {"Used Space (bytes)", DT_ASCII,  20 },
-    {"File System",        DT_STRING, 16 },
+// A mounted file system as the report shows it.
+struct filesystem {
+  std::string point, device, type;
+  filesystem_usage usage;
+};
+
+using block_count = uint64_t (*)(const filesystem& row);
+uint64_t total_of(const filesystem& row) { return row.usage.total; }
+uint64_t free_of(const filesystem& row) { return row.usage.free; }
+uint64_t used_of(const filesystem& row) {
+  return row.usage.total - std::min(row.usage.free, row.usage.total);
+}
+
+uint64_t size_in_bytes(uint64_t count, uint64_t block_size) { return count * block_size; }
+
+template <block_count Count>
+std::string capacity(const filesystem& row) {
+  char text[32];
+  const auto unit = static_cast<unsigned>(std::min<uint64_t>(row.usage.block_size, UINT_MAX));
+  return calculate_storage_capacity(Count(row), unit, text, sizeof text, k_kilo);
+}
+
+template <block_count Count>
+std::string bytes(const filesystem& row) {
+  return std::to_string(size_in_bytes(Count(row), row.usage.block_size));
+}
+
+constexpr cell_of<filesystem> k_filesystem_cells[] = {
+    {"Mount Point",        show<&filesystem::point>.wide(256)  },
+    {"Device",             show<&filesystem::device>.wide(256) },
+    {"Capacity",           show<capacity<total_of>>.wide(16)   },
+    {"Capacity (bytes)",   show_ascii<bytes<total_of>>.wide(20)},
+    {"Free Space",         show<capacity<free_of>>.wide(16)    },
+    {"Free Space (bytes)", show_ascii<bytes<free_of>>.wide(20) },
+    {"Used Space",         show<capacity<used_of>>.wide(16)    },
+    {"Used Space (bytes)", show_ascii<bytes<used_of>>.wide(20) },
+    {"File System",        show<&filesystem::type>.wide(16)    },
 };
 
 constexpr std::string_view k_excluded_types[] = {"devfs",  "tmpfs",    "proc",
                                                  "devpts", "usbdevfs", "shm"};
-
-uint64_t size_in_bytes(uint64_t count, uint64_t block_size) { return count * block_size; }
 
 // Asks for the sizes of mounts. What only waits to be mounted is left alone.
 class usage_reader {
@@ -70,26 +95,6 @@ bool usage_reader::measure(const mntent& entry, struct statvfs& answer) {
   return remote_.measure(entry.mnt_dir, *on, answer);
 }
 
-void log_size(Table& table, uint64_t count, uint64_t block_size) {
-  char text[32];
-  const auto unit = static_cast<unsigned>(std::min<uint64_t>(block_size, UINT_MAX));
-  table.log_data(calculate_storage_capacity(count, unit, text, sizeof text, k_kilo));
-  const uint64_t bytes = size_in_bytes(count, block_size);
-  table.log_data(format_text("%llu", static_cast<unsigned long long>(bytes)));
-}
-
-void write_filesystem(Table& table, const mntent& entry, const filesystem_usage& usage) {
-  const uint64_t used = usage.total - std::min(usage.free, usage.total);
-  table.start_row(entry.mnt_dir);
-  table.log_data(entry.mnt_dir);
-  table.log_data(entry.mnt_fsname);
-  for (uint64_t count : {usage.total, usage.free, used}) {
-    log_size(table, count, usage.block_size);
-  }
-  table.log_data(entry.mnt_type);
-  table.end_row();
-}
-
 }  // namespace
 
 bool is_excluded(std::string_view type) {
@@ -100,8 +105,7 @@ bool is_excluded(std::string_view type) {
 }
 
 bool get_mounted_filesystems(FILE* fp, FILE* mounts) {
-  Table table(fp, "Mounted Filesystems");
-  table.declare(k_filesystem_columns);
+  record_table table(fp, "Mounted Filesystems", k_filesystem_cells);
   std::vector<char> text(k_longest_entry);
   usage_reader reader;
   mntent entry;
@@ -110,7 +114,10 @@ bool get_mounted_filesystems(FILE* fp, FILE* mounts) {
   while (getmntent_r(mounts, &entry, text.data(), static_cast<int>(text.size())) != nullptr) {
     any = true;
     printd("fs_linux: %s\n", entry.mnt_dir);
-    if (!is_excluded(entry.mnt_type)) write_filesystem(table, entry, reader.usage_of(entry));
+    if (!is_excluded(entry.mnt_type)) {
+      table.add(entry.mnt_dir,
+                {entry.mnt_dir, entry.mnt_fsname, entry.mnt_type, reader.usage_of(entry)});
+    }
     errno = 0;
   }
   print_error("fs_linux:getmntent", errno);

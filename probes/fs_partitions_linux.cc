@@ -9,7 +9,6 @@
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/getline.h"
-#include "lib/table.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -20,35 +19,37 @@ constexpr std::string_view k_heading = "major minor  #blocks  name";
 constexpr const char* k_superblock_command = "tune2fs -l /dev/%s 2>/dev/null | grep -v 'tune2fs'";
 // It reads one block; behind a dead controller it does not return.
 constexpr int k_superblock_seconds = 10;
-constexpr size_t k_longest_name = 63;
 constexpr std::string_view k_name_characters =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/_-.:+,@!";
 
-constexpr column k_partition_columns[] = {
-    {"Name",            DT_STRING,  64 },
-    {"No. Blocks",      DT_INTEGER, 0  },
-    {"Major Number",    DT_INTEGER, 0  },
-    {"Minor Number",    DT_INTEGER, 0  },
-    {"Features",        DT_STRING,  128},
-    {"State",           DT_STRING,  16 },
-    {"Error Behaviour", DT_STRING,  64 },
-    {"Last Mount Date", DT_STRING,  64 },
-    {"Mount Count",     DT_INTEGER, 0  },
-    {"Maximum Mounts",  DT_INTEGER, 0  },
-    {"Block Size",      DT_INTEGER, 0  },
-    {"Inode Size",      DT_INTEGER, 0  },
+constexpr cell_of<partition> k_partition_cells[] = {
+    {"Name",            show<&partition::name>                    },
+    {"No. Blocks",      show<&partition::blocks>                  },
+    {"Major Number",    show<&partition::major_number>            },
+    {"Minor Number",    show<&partition::minor_number>            },
+    {"Features",        show<&partition::features>.wide(128)      },
+    {"State",           show<&partition::state>.wide(16)          },
+    {"Error Behaviour", show<&partition::error_behaviour>.wide(64)},
+    {"Last Mount Date", show<&partition::last_mount>.wide(64)     },
+    {"Mount Count",     show<&partition::mount_count>             },
+    {"Maximum Mounts",  show<&partition::maximum_mounts>          },
+    {"Block Size",      show<&partition::block_size>              },
+    {"Inode Size",      show<&partition::inode_size>              },
 };
 
 struct text_key {
   std::string_view word;
-  std::string partition::*text;
-  size_t limit;  // the column's width
+  void (*keep)(partition& details, std::string_view text);
 };
+template <auto Member>
+void keep(partition& details, std::string_view text) {
+  details.*Member = text;
+}
 constexpr text_key k_text_keys[] = {
-    {"Filesystem features:", &partition::features,        128},
-    {"Filesystem state:",    &partition::state,           16 },
-    {"Errors behavior:",     &partition::error_behaviour, 64 },
-    {"Last mount time:",     &partition::last_mount,      64 },
+    {"Filesystem features:", keep<&partition::features>       },
+    {"Filesystem state:",    keep<&partition::state>          },
+    {"Errors behavior:",     keep<&partition::error_behaviour>},
+    {"Last mount time:",     keep<&partition::last_mount>     },
 };
 
 struct number_key {
@@ -78,17 +79,6 @@ command_result read_superblock(partition& details) {
   return running.close();
 }
 
-void write_partition(Table& table, const partition& source) {
-  table.start_row(source.name.c_str());
-  table.log_data(source.name);
-  table.log_count(source.blocks);
-  table.log_data(source.major_number);
-  table.log_data(source.minor_number);
-  for (const text_key& key : k_text_keys) table.log_data(source.*key.text);
-  for (const number_key& key : k_number_keys) table.log_data(source.*key.number);
-  table.end_row();
-}
-
 }  // namespace
 
 std::optional<partition> parse_partition_line(std::string_view line) {
@@ -98,7 +88,7 @@ std::optional<partition> parse_partition_line(std::string_view line) {
     return {};
   }
   partition found;
-  found.name = cut(next_word(line), k_longest_name);
+  found.name = next_word(line);
   if (found.name.empty()) return {};
   found.major_number = to_int(major_number);
   found.minor_number = to_int(minor_number);
@@ -109,7 +99,7 @@ std::optional<partition> parse_partition_line(std::string_view line) {
 void parse_superblock_line(std::string_view line, partition& details) {
   for (const text_key& key : k_text_keys) {
     if (!line.starts_with(key.word)) continue;
-    details.*key.text = cut(skip_blanks(line.substr(key.word.size())), key.limit);
+    key.keep(details, skip_blanks(line.substr(key.word.size())));
   }
   for (const number_key& key : k_number_keys) {
     if (!line.starts_with(key.word)) continue;
@@ -121,8 +111,7 @@ void parse_superblock_line(std::string_view line, partition& details) {
 
 void write_partitions(FILE* fp, FILE* in) {
   constexpr const char* k_table = "Partition Details";
-  Table table(fp, k_table);
-  table.declare(k_partition_columns);
+  record_table table(fp, k_table, k_partition_cells);
   if (in == nullptr) return;
   command_result first_cut;
   std::string line;
@@ -135,7 +124,7 @@ void write_partitions(FILE* fp, FILE* in) {
     if (text != k_heading && found) {
       const command_result read = read_superblock(*found);
       if (!first_cut.was_cut()) first_cut = read;
-      write_partition(table, *found);
+      table.add(found->name, *found);
     }
     errno = 0;
   }

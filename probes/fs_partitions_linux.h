@@ -8,17 +8,20 @@
 #include <string_view>
 
 #include "gatherer/probe.h"
+#include "lib/table_rows.h"
 
 namespace kestrel {
 
 /// A line of /proc/partitions and what `tune2fs -l` tells about it.
 struct partition {
-  std::string name;  ///< at most 63 bytes
+  kept_text<63> name;
   int major_number = 0;
   int minor_number = 0;
   int64_t blocks = 0;  ///< of 1 KB
   /// The superblock's; empty and 0 where there is none.
-  std::string features, state, error_behaviour, last_mount;
+  kept_text<128> features;
+  kept_text<16> state;
+  kept_text<64> error_behaviour, last_mount;
   int mount_count = 0;
   int maximum_mounts = 0;
   int block_size = 0;  ///< bytes, as the next

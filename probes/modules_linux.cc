@@ -8,7 +8,7 @@
 #include "lib/file.h"
 #include "lib/getline.h"
 #include "lib/mbcs.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -57,14 +57,12 @@ constexpr record_key k_module_keys[] = {
     {"Loaded:",      k_max_line},
 };
 
-constexpr column k_loaded_columns[] = {
-    {"Name",              DT_STRING,  32 },
-    {"Size",              DT_INTEGER, 0  },
-    {"Number of Uses",    DT_INTEGER, 0  },
-    {"Dependant Modules", DT_STRING,  128},
+constexpr cell_of<loaded_module> k_loaded_cells[] = {
+    {"Name",              show<&loaded_module::name>                },
+    {"Size",              show<&loaded_module::size>                },
+    {"Number of Uses",    show<&loaded_module::uses>                },
+    {"Dependant Modules", show<&loaded_module::dependants>.wide(128)},
 };
-
-constexpr size_t k_longest_name = 31;
 
 // The text as one word of a shell command.
 std::string shell_quoted(std::string_view text) {
@@ -116,7 +114,7 @@ std::optional<loaded_module> parse_loaded_module(std::string_view line) {
 
   loaded_module module;
   module.dependants = text.substr(text.rfind(' ') + 1);
-  module.name = cut(next_word(text), k_longest_name);
+  module.name = next_word(text);
   int64_t size = 0, uses = 0;
   if (module.name.empty() || !scan_integer(text, size)) return {};
   scan_integer(text, uses);
@@ -126,23 +124,10 @@ std::optional<loaded_module> parse_loaded_module(std::string_view line) {
 }
 
 bool loaded_modules_probe::run(FILE* fp) {
-  Table table(fp, "Loaded Modules");
-  table.declare(k_loaded_columns);
+  record_table table(fp, "Loaded Modules", k_loaded_cells);
   file_ptr in = open_regular_file("/proc/modules");
-  if (in == nullptr) {
-    print_error("modules: fopen", errno);
-    return true;
-  }
-  for_each_line(in.get(), "modules", [&](const std::string& line) {
-    const std::optional<loaded_module> module = parse_loaded_module(line);
-    if (!module) return;
-    table.start_row(module->name.c_str());
-    table.log_data(module->name);
-    table.log_data(module->size);
-    table.log_data(module->uses);
-    table.log_data(module->dependants);
-    table.end_row();
-  });
+  if (in == nullptr) print_error("modules: fopen", errno);
+  add_lines(table, in.get(), "modules", parse_loaded_module, &loaded_module::name);
   return true;
 }
 

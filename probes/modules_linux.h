@@ -7,6 +7,7 @@
 
 #include "gatherer/probe.h"
 #include "lib/record_lines.h"
+#include "lib/table_rows.h"
 
 namespace kestrel {
 
@@ -15,9 +16,9 @@ extern const record_format k_module_records;
 
 /// A module in use, as /proc/modules lists it.
 struct loaded_module {
-  std::string name;  ///< at most 31 bytes
-  int size = 0;      ///< in bytes
-  int uses = 0;      ///< 0 also where the kernel does not count them
+  kept_text<31> name;
+  int size = 0;  ///< in bytes
+  int uses = 0;  ///< 0 also where the kernel does not count them
   std::string dependants;
 };
 /// Takes a line without its newline. Nothing for a module that is not live, and for a line without

@@ -8,7 +8,7 @@
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/getline.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -19,17 +19,19 @@ constexpr const char* k_hosts_command =
     "export LC_ALL=C; cat /etc/hosts | grep -a -v '^#' | grep -a '.'";
 constexpr const char* k_resolver_file = "/etc/resolv.conf";
 
-constexpr size_t k_longest_ip = 63;
 constexpr size_t k_longest_name = 128;
 
-constexpr column k_hosts_columns[] = {
-    {"IP",       DT_STRING, 64 },
-    {"Hostname", DT_STRING, 128},
+struct host_name {
+  std::string ip, name;
+};
+constexpr cell_of<host_name> k_hosts_cells[] = {
+    {"IP",       show<&host_name::ip>.wide(64)   },
+    {"Hostname", show<&host_name::name>.wide(128)},
 };
 
-constexpr column k_resolver_columns[] = {
-    {"Option", DT_STRING, 64 },
-    {"Value",  DT_STRING, 128},
+constexpr cell_of<resolver_option> k_resolver_cells[] = {
+    {"Option", show<&resolver_option::option>.wide(64)},
+    {"Value",  show<&resolver_option::value>.wide(128)},
 };
 
 struct resolver_keyword {
@@ -67,19 +69,12 @@ std::vector<std::string> take_words(std::string_view text) {
   return words;
 }
 
-void write_pair(Table& table, const char* row, const char* first, const char* second) {
-  table.start_row(row);
-  table.log_data(first);
-  table.log_data(second);
-  table.end_row();
-}
-
 }  // namespace
 
 host_entry parse_hosts_line(std::string_view line) {
   std::string_view text = clean(line);
   host_entry entry;
-  entry.ip = take_word(text, k_longest_ip);
+  entry.ip = take_word(text, 63);
   printd("hosts: %s has hosts: %s\n", entry.ip.c_str(), std::string(text).c_str());
   entry.names = take_words(text);
   return entry;
@@ -101,8 +96,7 @@ std::vector<resolver_option> parse_resolver_line(std::string_view line) {
 
 void write_hosts(FILE* fp) {
   constexpr const char* k_table = "Hosts File";
-  Table table(fp, k_table);
-  table.declare(k_hosts_columns);
+  record_table table(fp, k_table, k_hosts_cells);
   command_stream running(k_hosts_command);
   if (!running.is_open()) {
     print_error("hosts: popen", errno);
@@ -111,15 +105,14 @@ void write_hosts(FILE* fp) {
   for_each_line(running.stream(), "hosts", [&](const std::string& line) {
     host_entry entry = parse_hosts_line(line);
     for (const std::string& name : entry.names) {
-      write_pair(table, name.c_str(), entry.ip.c_str(), name.c_str());
+      table.add(name, {entry.ip, name});
     }
   });
   running.finish(k_table, table.rows());
 }
 
 void write_resolver(FILE* fp) {
-  Table table(fp, "Resolver Configuration");
-  table.declare(k_resolver_columns);
+  record_table table(fp, "Resolver Configuration", k_resolver_cells);
   file_ptr in = open_regular_file(k_resolver_file);
   if (in == nullptr) {
     print_error("resolv: fopen", errno);
@@ -127,7 +120,7 @@ void write_resolver(FILE* fp) {
   }
   for_each_line(in.get(), "resolv", [&](const std::string& line) {
     for (const resolver_option& option : parse_resolver_line(line)) {
-      write_pair(table, option.value.c_str(), option.option, option.value.c_str());
+      table.add(option.value, option);
     }
   });
 }

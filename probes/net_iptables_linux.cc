@@ -8,7 +8,6 @@
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "lib/getline.h"
-#include "lib/table.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -16,18 +15,18 @@ namespace {
 
 constexpr const char* k_chains[] = {"INPUT", "FORWARD", "OUTPUT"};
 
-constexpr column k_rule_columns[] = {
-    {"Rule Order",       DT_INTEGER, 0  },
-    {"No. Packets",      DT_INTEGER, 0  },
-    {"No. Bytes",        DT_INTEGER, 0  },
-    {"Target",           DT_STRING,  32 },
-    {"Protocol",         DT_STRING,  32 },
-    {"Options",          DT_STRING,  32 },
-    {"Input Interface",  DT_STRING,  32 },
-    {"Output Interface", DT_STRING,  32 },
-    {"Source",           DT_STRING,  64 },
-    {"Destination",      DT_STRING,  64 },
-    {"Filter",           DT_STRING,  128},
+constexpr cell_of<iptables_rule> k_rule_cells[] = {
+    {"Rule Order",       show<&iptables_rule::number>          },
+    {"No. Packets",      show<&iptables_rule::packets>         },
+    {"No. Bytes",        show<&iptables_rule::bytes>           },
+    {"Target",           show<&iptables_rule::target>          },
+    {"Protocol",         show<&iptables_rule::protocol>        },
+    {"Options",          show<&iptables_rule::options>         },
+    {"Input Interface",  show<&iptables_rule::input_interface> },
+    {"Output Interface", show<&iptables_rule::output_interface>},
+    {"Source",           show<&iptables_rule::source>          },
+    {"Destination",      show<&iptables_rule::destination>     },
+    {"Filter",           show<&iptables_rule::filter>          },
 };
 
 // The listing that only tests for iptables looks every address up, so it must not take long.
@@ -38,9 +37,6 @@ constexpr int k_chain_seconds = 60;
 constexpr int k_sigpipe_exit = 128 + SIGPIPE;
 
 constexpr size_t k_longest_field = 255;
-constexpr size_t k_short_text = 31;
-constexpr size_t k_address_text = 63;
-constexpr size_t k_filter_text = 127;
 // The column of the target is this wide: as many blanks in its place mean that there is none.
 constexpr size_t k_empty_target = 10;
 
@@ -77,22 +73,10 @@ bool discard_line(FILE* in, std::string& line) {
   return false;
 }
 
-void write_rule(Table& table, const char* chain, const iptables_rule& rule) {
-  table.start_row(cut(format_text("%s%i", chain, rule.number), k_short_text).c_str());
-  for (int number : {rule.number, rule.packets, rule.bytes}) table.log_data(number);
-  for (const std::string* text :
-       {&rule.target, &rule.protocol, &rule.options, &rule.input_interface, &rule.output_interface,
-        &rule.source, &rule.destination, &rule.filter}) {
-    table.log_data(*text);
-  }
-  table.end_row();
-}
-
 void write_chain(FILE* fp, const char* chain, int& status) {
   printd("iptables: Looking at chain %s\n", chain);
   const std::string title = format_text("iptables %s Chain", chain);
-  Table table(fp, title.c_str());
-  table.declare(k_rule_columns);
+  record_table table(fp, title.c_str(), k_rule_cells);
   std::string command = format_text("iptables -L %s -n -v --line-numbers", chain);
   printd("iptables: '%s'\n", command.c_str());
   command_stream running(command.c_str(), k_chain_seconds);
@@ -107,7 +91,8 @@ void write_chain(FILE* fp, const char* chain, int& status) {
   }
   if (status == 0) {
     for_each_line(running.stream(), "iptables", [&](const std::string& text) {
-      write_rule(table, chain, parse_iptables_rule(text));
+      const iptables_rule rule = parse_iptables_rule(text);
+      table.add(kept_text<31>(format_text("%s%i", chain, rule.number)), rule);
     });
   }
   running.finish(title, table.rows());
@@ -121,14 +106,13 @@ iptables_rule parse_iptables_rule(std::string_view line) {
   rule.number = number_in(take_run(line));
   rule.packets = number_in(take_field(line));
   rule.bytes = number_in(take_field(line));
-  if (!starts_without_target(line)) rule.target = cut(take_field(line), k_short_text);
-  for (std::string* text :
+  if (!starts_without_target(line)) rule.target = take_field(line);
+  for (auto* text :
        {&rule.protocol, &rule.options, &rule.input_interface, &rule.output_interface}) {
-    *text = cut(take_field(line), k_short_text);
+    *text = take_field(line);
   }
-  rule.source = cut(take_field(line), k_address_text);
-  rule.destination = cut(take_field(line), k_address_text);
-  rule.filter = cut(skip_blanks(line), k_filter_text);
+  for (auto* text : {&rule.source, &rule.destination}) *text = take_field(line);
+  rule.filter = skip_blanks(line);
   return rule;
 }
 

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "lib/table_rows.h"
+
 namespace kestrel {
 
 /// One line of `iptables -L CHAIN -n -v --line-numbers`.
@@ -12,14 +14,14 @@ struct iptables_rule {
   int number = 0;
   int packets = 0;  ///< the leading number only: "12K" is 12
   int bytes = 0;
-  std::string target;  ///< empty for a rule without one
-  std::string protocol;
-  std::string options;
-  std::string input_interface;
-  std::string output_interface;
-  std::string source;
-  std::string destination;
-  std::string filter;  ///< the rest of the line
+  kept_text<31> target;  ///< empty for a rule without one
+  kept_text<31> protocol;
+  kept_text<31> options;
+  kept_text<31> input_interface;
+  kept_text<31> output_interface;
+  kept_text<63> source;
+  kept_text<63> destination;
+  kept_text<127> filter;  ///< the rest of the line
 };
 
 /// Cuts a line into its fields, which blanks and tabs separate. What is missing stays empty or 0.

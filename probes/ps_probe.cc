@@ -8,7 +8,6 @@
 #include "lib/debug.h"
 #include "lib/find_tool.h"
 #include "lib/getline.h"
-#include "lib/table.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -17,18 +16,14 @@ namespace {
 constexpr const char* k_table = "Process List";
 constexpr const char* k_arguments = "--no-headers -eo pid,comm,user,nice,pcpu,pmem,stat --sort pid";
 
-constexpr size_t k_longest_name = 80;
-constexpr size_t k_longest_share = 16;
-constexpr size_t k_longest_state = 4;
-
-constexpr column k_process_columns[] = {
-    {"PID",          DT_INTEGER, 0},
-    {"Process Name", DT_STRING,  0},
-    {"User",         DT_STRING,  0},
-    {"Nice",         DT_INTEGER, 0},
-    {"%CPU",         DT_STRING,  0},
-    {"%MEM",         DT_STRING,  0},
-    {"Stat",         DT_STRING,  0},
+constexpr cell_of<process> k_process_cells[] = {
+    {"PID",          show<&process::pid>           },
+    {"Process Name", show<&process::name>.wide(0)  },
+    {"User",         show<&process::user>.wide(0)  },
+    {"Nice",         show<&process::nice>          },
+    {"%CPU",         show<&process::cpu>.wide(0)   },
+    {"%MEM",         show<&process::memory>.wide(0)},
+    {"Stat",         show<&process::state>.wide(0) },
 };
 
 // The text's last word; `text` is cut before it.
@@ -47,18 +42,6 @@ bool scan_nice(std::string_view word, int& nice) {
   return true;
 }
 
-void write_process(Table& table, const process& source) {
-  table.start_row(source.name.c_str());
-  table.log_data(source.pid);
-  table.log_data(source.name);
-  table.log_data(source.user);
-  table.log_data(source.nice);
-  table.log_data(source.cpu);
-  table.log_data(source.memory);
-  table.log_data(source.state);
-  table.end_row();
-}
-
 }  // namespace
 
 std::optional<process> parse_ps_line(std::string_view line) {
@@ -71,11 +54,11 @@ std::optional<process> parse_ps_line(std::string_view line) {
   process found;
   if (name.empty() || !scan_nice(nice, found.nice)) return {};
   found.pid = to_int(pid);
-  found.name = cut(name, k_longest_name);
-  found.user = cut(user, k_longest_name);
-  found.cpu = cut(cpu, k_longest_share);
-  found.memory = cut(memory, k_longest_share);
-  found.state = cut(state, k_longest_state);
+  found.name = name;
+  found.user = user;
+  found.cpu = cpu;
+  found.memory = memory;
+  found.state = state;
   return found;
 }
 
@@ -86,8 +69,7 @@ bool ps_probe::test() {
 }
 
 bool ps_probe::run(FILE* fp) {
-  Table table(fp, k_table, "PROCESS");
-  table.declare(k_process_columns);
+  record_table table(fp, k_table, "PROCESS", k_process_cells);
   char command[256];
   format_string(command, sizeof command, "%s %s 2>&1", ps_path_.value_or("ps").c_str(),
                 k_arguments);
@@ -97,10 +79,7 @@ bool ps_probe::run(FILE* fp) {
     print_error("ps: popen", errno);
     return true;
   }
-  for_each_line(running.stream(), "ps", [&table](const std::string& line) {
-    const std::optional<process> found = parse_ps_line(line.c_str());
-    if (found) write_process(table, *found);
-  });
+  add_lines(table, running.stream(), "ps", parse_ps_line, &process::name);
   running.finish(k_table, table.rows());
   return true;
 }

@@ -6,16 +6,17 @@
 #include <string_view>
 
 #include "gatherer/probe.h"
+#include "lib/table_rows.h"
 
 namespace kestrel {
 
 /// A line of ps(1).
 struct process {
   int pid = 0;
-  std::string name, user;   ///< at most 80 bytes each
-  int nice = 0;             ///< 0 also where the scheduler knows none
-  std::string cpu, memory;  ///< percent, at most 16 bytes each
-  std::string state;        ///< letters of ps(1), at most 4 bytes
+  kept_text<80> name, user;
+  int nice = 0;               ///< 0 also where the scheduler knows none
+  kept_text<16> cpu, memory;  ///< percent
+  kept_text<4> state;         ///< letters of ps(1)
 };
 /// Takes a line without its newline. The name may hold blanks. Nothing unless every field is there.
 std::optional<process> parse_ps_line(std::string_view line);
