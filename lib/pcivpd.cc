@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "lib/debug.h"
+#include "lib/stop.h"
 
 namespace kestrel {
 namespace {
@@ -82,10 +83,14 @@ struct resource {
 // Reads the data of one card, within the time that one card gets.
 class vpd_reader {
  public:
-  vpd_reader(pcivpd_registers& registers, uint8_t capability)
+  vpd_reader(pcivpd_registers& registers, uint8_t capability, int max_polls)
       : registers_(registers),
         capability_(capability),
+        max_polls_(max_polls),
         deadline_(registers.milliseconds() + k_vpd_max_milliseconds) {}
+
+  // Whether the card let the time for a byte, or its own, go by.
+  bool was_silent() const { return was_silent_; }
 
   // Reads the tag at the address and advances the address behind it.
   bool read_tag(uint32_t& address, resource& found) {
@@ -123,20 +128,24 @@ class vpd_reader {
     if (!registers_.write_word(at(capability_, k_address), static_cast<uint16_t>(address))) {
       return false;
     }
-    for (int poll = 0; poll < k_vpd_max_polls; ++poll) {
+    for (int poll = 0; poll < max_polls_; ++poll) {
+      if (is_stopping()) return false;
       if (registers_.milliseconds() >= deadline_) break;
       if (poll > 0) registers_.pause();
       uint8_t flag = 0;
       if (!registers_.read_byte(at(capability_, k_completion), flag)) return false;
       if (flag & k_completed) return true;
     }
+    was_silent_ = true;
     printd("pcivpd: no answer at address %04x\n", static_cast<unsigned>(address));
     return false;
   }
 
   pcivpd_registers& registers_;
   uint8_t capability_;
+  int max_polls_;
   int64_t deadline_;
+  bool was_silent_ = false;
 };
 
 }  // namespace
@@ -159,22 +168,24 @@ uint8_t pcivpd_find_capability(pcivpd_registers& registers) {
   return 0;
 }
 
-void pcivpd_analyse_vpd(pcivpd_registers& registers, uint8_t capability, pci_vpd_xxx& result) {
+bool pcivpd_analyse_vpd(pcivpd_registers& registers, uint8_t capability, pci_vpd_xxx& result,
+                        int max_polls) {
   result = {};
   uint8_t id = 0;
-  if (!is_safe_capability(capability) || !registers.read_byte(capability, id)) return;
-  if (id != k_vpd_capability) return;
-  vpd_reader reader(registers, capability);
+  if (!is_safe_capability(capability) || !registers.read_byte(capability, id)) return true;
+  if (id != k_vpd_capability) return true;
+  vpd_reader reader(registers, capability, max_polls);
   std::vector<unsigned char> data;
   uint32_t address = 0;
   resource found = {};
   while (reader.read_tag(address, found) && is_decoded(found.item)) {
     printd("pcivpd: item %02x length %u\n", found.item, static_cast<unsigned>(found.length));
     data.assign(found.length, 0);
-    if (!reader.read_data(address, data)) return;
-    if (!analyse_resource(found.item, data, result)) return;
+    if (!reader.read_data(address, data)) break;
+    if (!analyse_resource(found.item, data, result)) break;
     address += found.length;
   }
+  return !reader.was_silent();
 }
 
 bool analyse_resource(unsigned item, byte_span data, pci_vpd_xxx& result) {

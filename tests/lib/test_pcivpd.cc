@@ -62,7 +62,8 @@ TEST(PciVpd, EveryRecordIsFiled) {
 }
 
 TEST(PciVpd, PatienceIsLimited) {
-  EXPECT_EQ(texts_of(decode(k_card, 3)), k_card_texts);
+  decoded late = decode(k_card, 3);
+  EXPECT_EQ(texts_of(late), k_card_texts);
   decoded silent = decode(k_card, INT_MAX);
   EXPECT_EQ(silent.card.addresses.size(), 1u);
   EXPECT_EQ(silent.card.polls, 1000);
@@ -71,6 +72,9 @@ TEST(PciVpd, PatienceIsLimited) {
   decoded slow = decode(k_identifier + resource('\x90', std::string(0x4000, ' ')), 101);
   EXPECT_EQ(texts_of(slow), "0=Fast card;");
   EXPECT_EQ(fake_pci().milliseconds, 2000);
+  pci_vpd_xxx vpd;
+  EXPECT_FALSE(pcivpd_analyse_vpd(slow.card, 0x48, vpd));
+  EXPECT_TRUE(pcivpd_analyse_vpd(late.card, 0x48, vpd));
 }
 
 TEST(PciVpd, LengthsThatLie) {
