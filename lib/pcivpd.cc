@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "lib/debug.h"
+#include "lib/stop.h"
 
 namespace kestrel {
 namespace {
@@ -82,10 +83,14 @@ struct resource {
 // Reads the data of one card, within the time that one card gets.
 class vpd_reader {
  public:
-  vpd_reader(pcivpd_registers& registers, uint8_t capability)
+  vpd_reader(pcivpd_registers& registers, uint8_t capability, int max_polls)
       : registers_(registers),
         capability_(capability),
+        max_polls_(max_polls),
         deadline_(registers.milliseconds() + k_vpd_max_milliseconds) {}
+
+  // Whether the card let the time for a byte, or its own, go by.
+  bool was_silent() const { return was_silent_; }
 
   // Reads the tag at the address and advances the address behind it.
   bool read_tag(uint32_t& address, resource& found) {
@@ -121,8 +126,10 @@ class vpd_reader {
     if (!registers_.write_word(at(capability_, k_address), static_cast<uint16_t>(address))) {
       return false;
     }
-    for (int poll = 0; poll < k_vpd_max_polls; ++poll) {
+    for (int poll = 0; poll < max_polls_; ++poll) {
+      if (is_stopping()) return false;
       if (registers_.milliseconds() >= deadline_) {
+        was_silent_ = true;
         printd("pcivpd: the card's %d ms are over at address %04x\n",
                static_cast<int>(k_vpd_max_milliseconds), static_cast<unsigned>(address));
         return false;
@@ -132,13 +139,16 @@ class vpd_reader {
       if (!registers_.read_byte(at(capability_, k_completion), flag)) return false;
       if (flag & k_completed) return true;
     }
+    was_silent_ = true;
     printd("pcivpd: no answer at address %04x\n", static_cast<unsigned>(address));
     return false;
   }
 
   pcivpd_registers& registers_;
   uint8_t capability_;
+  int max_polls_;
   int64_t deadline_;
+  bool was_silent_ = false;
 };
 
 }  // namespace
@@ -161,12 +171,13 @@ uint8_t pcivpd_find_capability(pcivpd_registers& registers) {
   return 0;
 }
 
-void pcivpd_analyse_vpd(pcivpd_registers& registers, uint8_t capability, pci_vpd_xxx& result) {
+bool pcivpd_analyse_vpd(pcivpd_registers& registers, uint8_t capability, pci_vpd_xxx& result,
+                        int max_polls) {
   result = {};
   uint8_t id = 0;
-  if (!is_safe_capability(capability) || !registers.read_byte(capability, id)) return;
-  if (id != k_vpd_capability) return;
-  vpd_reader reader(registers, capability);
+  if (!is_safe_capability(capability) || !registers.read_byte(capability, id)) return true;
+  if (id != k_vpd_capability) return true;
+  vpd_reader reader(registers, capability, max_polls);
   uint32_t address = 0;
   resource found = {};
   while (reader.read_tag(address, found) && is_decoded(found.item)) {
@@ -174,10 +185,11 @@ void pcivpd_analyse_vpd(pcivpd_registers& registers, uint8_t capability, pci_vpd
     const std::vector<unsigned char> data = reader.read_data(address, found.length);
     const bool is_whole = data.size() == found.length;
     // Of half a resource whole records count, but no half a name.
-    if (!is_whole && found.item == k_item_identifier) return;
-    if (!analyse_resource(found.item, data, result) || !is_whole) return;
+    if (!is_whole && found.item == k_item_identifier) break;
+    if (!analyse_resource(found.item, data, result) || !is_whole) break;
     address += found.length;
   }
+  return !reader.was_silent();
 }
 
 bool analyse_resource(unsigned item, byte_span data, pci_vpd_xxx& result) {

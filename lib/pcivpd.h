@@ -50,6 +50,8 @@ struct pci_vpd_xxx {
 };
 
 inline constexpr int k_vpd_max_polls = 1000;             ///< of the completion flag, for one byte
+inline constexpr int k_vpd_few_polls = 100;              ///< behind cards that stayed silent
+inline constexpr int k_vpd_silent_cards = 2;             ///< so many get the polls whole
 inline constexpr int64_t k_vpd_max_milliseconds = 2000;  ///< for one function in all
 inline constexpr uint32_t k_vpd_last_address = 0x7FFF;   ///< bit 15 would turn a read into a write
 
@@ -58,8 +60,10 @@ inline constexpr uint32_t k_vpd_last_address = 0x7FFF;   ///< bit 15 would turn 
 uint8_t pcivpd_find_capability(pcivpd_registers& registers);
 /// Decodes what the card answers, as far as it does: a failed access, a card that stays silent, a
 /// record past its resource and the time limit end the decode with what was decoded, the whole
-/// records of a resource that was read in part among them.
-void pcivpd_analyse_vpd(pcivpd_registers& registers, uint8_t capability, pci_vpd_xxx& result);
+/// records of a resource that was read in part among them. False when the card was silent or used
+/// its time up.
+bool pcivpd_analyse_vpd(pcivpd_registers& registers, uint8_t capability, pci_vpd_xxx& result,
+                        int max_polls = k_vpd_max_polls);
 
 /// Files one resource: item 2 is the identifier, 0x10 and 0x11 are keyword records, others are
 /// ignored. False when a record reaches past the resource.

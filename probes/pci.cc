@@ -189,10 +189,10 @@ uint8_t pcivpd_find_capability(uint8_t bus, uint8_t device, uint8_t function) {
   return pcivpd_find_capability(registers);
 }
 
-void pcivpd_analyse_vpd(uint8_t bus, uint8_t device, uint8_t function, uint8_t capability,
-                        pci_vpd_xxx& result) {
+bool pcivpd_analyse_vpd(uint8_t bus, uint8_t device, uint8_t function, uint8_t capability,
+                        pci_vpd_xxx& result, int max_polls) {
   function_registers registers({bus, device, function});
-  pcivpd_analyse_vpd(registers, capability, result);
+  return pcivpd_analyse_vpd(registers, capability, result, max_polls);
 }
 
 }  // namespace kestrel

@@ -5,6 +5,8 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 
@@ -12,6 +14,7 @@
 #include "lib/folder_listing.h"
 #include "lib/util_linux.h"
 #include "lib/utilstr.h"
+#include "lib/worker_server.h"
 
 namespace kestrel {
 namespace {
@@ -39,9 +42,25 @@ class conf_file {
   int fd_;
 };
 
-conf_file open_conf(unsigned bus, unsigned device, unsigned function, int flags) {
-  std::string path = format_text("%s%02x/%02x.%01x", k_bus_folder, bus, device, function);
-  return {path.c_str(), flags};
+/// One access to the registers of a function.
+struct conf_access {
+  uint8_t bus, device, function, offset;
+  bool is_write;
+  uint8_t size;  // bytes
+  std::array<unsigned char, k_pci_access_size> bytes;
+};
+
+struct conf_answer {
+  bool is_done = false;
+  std::array<unsigned char, k_pci_access_size> bytes = {};
+};
+
+std::string conf_path(const conf_access& access) {
+  return format_text("%s%02x/%02x.%01x", k_bus_folder, access.bus, access.device, access.function);
+}
+
+conf_file open_conf(const conf_access& access) {
+  return {conf_path(access).c_str(), access.is_write ? k_for_writing : k_for_reading};
 }
 
 // An absent function is the usual answer of a scan and not worth a line.
@@ -61,22 +80,61 @@ bool check_transfer(const char* what, ssize_t done, size_t wanted) {
   return false;
 }
 
+conf_answer make_access(const conf_access& access) {
+  conf_answer answer;
+  const conf_file file = open_conf(access);
+  if (!check_open(file)) return answer;
+  answer.is_done =
+      access.is_write
+          ? check_transfer("pci_linux: write",
+                           pwrite(file.fd(), access.bytes.data(), access.size, access.offset),
+                           access.size)
+          : check_transfer("pci_linux: read",
+                           pread(file.fd(), answer.bytes.data(), access.size, access.offset),
+                           access.size);
+  return answer;
+}
+
+using conf_calls = device_calls<conf_access, conf_answer>;
+// Never destroyed: what hung is remembered, and between sessions there is no worker to end.
+conf_calls& worker_calls() {
+  static conf_calls* const calls = new conf_calls("PCI DEVICES", make_access);
+  return *calls;
+}
+int sessions = 0;
+
+bool access_registers(const conf_access& access, conf_answer& answer) {
+  if (sessions > 0) return worker_calls().ask(conf_path(access), access, answer) && answer.is_done;
+  answer = make_access(access);
+  return answer.is_done;
+}
+
 }  // namespace
+
+pci_session::pci_session() { ++sessions; }
+
+pci_session::~pci_session() {
+  if (--sessions == 0) worker_calls().rest();
+}
 
 bool pci_read_config(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
                      std::span<unsigned char> buffer) {
-  conf_file file = open_conf(bus, device, function, k_for_reading);
-  if (!check_open(file)) return false;
-  return check_transfer("pci_linux: read", pread(file.fd(), buffer.data(), buffer.size(), offset),
-                        buffer.size());
+  if (buffer.size() > k_pci_access_size) return false;
+  const auto size = static_cast<uint8_t>(buffer.size());
+  conf_answer answer;
+  if (!access_registers({bus, device, function, offset, false, size, {}}, answer)) return false;
+  std::copy_n(answer.bytes.begin(), buffer.size(), buffer.begin());
+  return true;
 }
 
 bool pci_write_config(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
                       std::span<const unsigned char> bytes) {
-  conf_file file = open_conf(bus, device, function, k_for_writing);
-  if (!check_open(file)) return false;
-  return check_transfer("pci_linux: write", pwrite(file.fd(), bytes.data(), bytes.size(), offset),
-                        bytes.size());
+  if (bytes.size() > k_pci_access_size) return false;
+  const auto size = static_cast<uint8_t>(bytes.size());
+  conf_access access = {bus, device, function, offset, true, size, {}};
+  std::copy(bytes.begin(), bytes.end(), access.bytes.begin());
+  conf_answer answer;
+  return access_registers(access, answer);
 }
 
 int PCI_get_last_bus() { return k_last_bus; }

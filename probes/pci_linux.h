@@ -3,11 +3,24 @@
 // buffered stream would read on and touch registers that nobody asked for.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
 
 namespace kestrel {
+
+inline constexpr size_t k_pci_access_size = 64;  ///< bytes that one access moves at most
+
+/// While one lives, a worker makes the accesses: a function that hangs fails its access and is not
+/// asked again, in no session. The worker goes with the last session.
+class pci_session {
+ public:
+  pci_session();
+  pci_session(const pci_session&) = delete;
+  pci_session& operator=(const pci_session&) = delete;
+  ~pci_session();
+};
 
 /// Fills `buffer` from the registers at `offset`; true only when all of them were read.
 bool pci_read_config(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,

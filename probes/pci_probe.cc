@@ -111,10 +111,15 @@ void write_pci_function(Table& table, const pci_database& names, const pci_addre
   table.log_data(PCI_SubClassName(static_cast<uint16_t>(header.base_class << 8 | header.subclass)));
 }
 
-void log_vpd(uint8_t bus, uint8_t device, uint8_t function, Table* table) {
+void log_vpd(uint8_t bus, uint8_t device, uint8_t function, Table* table, int& silent_cards) {
   pci_vpd_xxx vpd;
   uint8_t capability = pcivpd_find_capability(bus, device, function);
-  if (capability != 0) pcivpd_analyse_vpd(bus, device, function, capability, vpd);
+  const int max_polls = silent_cards < k_vpd_silent_cards ? k_vpd_max_polls : k_vpd_few_polls;
+  if (capability != 0 && !pcivpd_analyse_vpd(bus, device, function, capability, vpd, max_polls) &&
+      ++silent_cards == k_vpd_silent_cards) {
+    printd("pci: %d cards with silent VPD, %d ms for a byte of the next\n", silent_cards,
+           k_vpd_few_polls);
+  }
   for (auto entry : {pci_vpd_xxx::identifier, pci_vpd_xxx::part_number, pci_vpd_xxx::ec_level,
                      pci_vpd_xxx::manufacturer_id, pci_vpd_xxx::serial_number}) {
     table->log_data(vpd.text(entry));
@@ -129,11 +134,13 @@ const char* pci_device_summary(FILE* out, bool slot_numbers, bool vpd) {
   if (!slot_numbers || !PCI_get_interrupt_routing(routing_table)) routing_table.clear();
   start_section(out, "PCI DEVICES");
   {
+    const pci_session asked_by_a_worker;
+    int silent_cards = 0;
     Table table(out, "PCI Device Summary", "PCI_DEVICE");
     declare_pci_summary(table, vpd);
     for_each_pci_function([&](const pci_address& at, const pci_header& header) {
       write_pci_function(table, names, at, header, slot_text(at, routing_table).c_str());
-      if (vpd) log_vpd(at.bus, at.device, at.function, &table);
+      if (vpd) log_vpd(at.bus, at.device, at.function, &table, silent_cards);
       table.end_row();
     });
   }
@@ -150,6 +157,7 @@ const char* list_pci_adapters(FILE* out) {
   slots.resize(static_cast<size_t>(count));
   start_section(out, "PCI ADAPTER INFORMATION");
   {
+    const pci_session asked_by_a_worker;
     Table table(out, "PCI Adapters", "PCI_ADAPTER");
     table.declare(k_adapter_columns);
     for (uint16_t slot : slots) write_pci_adapter(table, names, slot);

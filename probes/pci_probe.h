@@ -26,8 +26,9 @@ void declare_pci_summary(Table& table, bool vpd);
 /// it.
 void write_pci_function(Table& table, const pci_database& names, const pci_address& at,
                         const pci_header& header, const char* slot);
-/// Writes the five VPD cells of one function, empty where it has none.
-void log_vpd(uint8_t bus, uint8_t device, uint8_t function, Table* table);
+/// Writes the five VPD cells of one function, empty where it has none. `silent_cards` counts those
+/// that did not answer in time; behind some of them less time is lost with the next.
+void log_vpd(uint8_t bus, uint8_t device, uint8_t function, Table* table, int& silent_cards);
 
 /// The task that writes the device table with VPD, and with slots where the firmware may be asked.
 class pci_probe : public legacy_probe {

@@ -8,13 +8,17 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
 
 #include "lib/debug.h"
-#include "lib/folder_listing.h"
+#include "lib/filelst.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
 namespace {
+
+using call = sg_request::call;
 
 constexpr char k_device_folder[] = "/dev/";
 constexpr unsigned k_max_nodes = 256;
@@ -38,8 +42,9 @@ std::string node_path(const char* base, unsigned index, device_numbering mode) {
   return make_device_name(path, sizeof path, k_device_folder, base, "", index, mode);
 }
 
-bool is_listed(const folder_listing& devices, const std::string& path) {
-  return devices.may_have(std::string_view(path).substr(sizeof k_device_folder - 1));
+std::string_view name_of(std::string_view path) {
+  if (path.starts_with(k_device_folder)) path.remove_prefix(sizeof k_device_folder - 1);
+  return path;
 }
 
 /// False, and a zero address, when the node does not tell all of it.
@@ -158,6 +163,50 @@ open_node::~open_node() {
   if (descriptor_ >= 0) ::close(descriptor_);
 }
 
+// --- what can hang ---------------------------------------------------------------------------
+
+std::set<std::string> sg_nodes::paths() {
+  const FileList found("/dev/*");
+  std::set<std::string> paths;
+  for (size_t i = 0; i < found.size(); ++i) paths.insert(found[i]);
+  return paths;
+}
+
+std::string sg_nodes::device_of(const std::string& path) {
+  std::string name(name_of(path));
+  if (name.starts_with("scd")) name.replace(0, 3, "sr");  // its second name, unknown to sysfs
+  for (const char* kind : {"scsi_generic", "block", "scsi_tape", "onstream_tape", "scsi_changer"}) {
+    char device[PATH_MAX];
+    const std::string link = format_text("/sys/class/%s/%s/device", kind, name.c_str());
+    if (realpath(link.c_str(), device) != nullptr) return device;
+  }
+  return path;
+}
+
+sg_answer sg_nodes::answer(const sg_request& request) {
+  const char* path = request.path.data();
+  sg_answer answer;
+  if (request.what == call::find || request.what == call::locate) {
+    const open_node node(path, O_RDONLY);
+    answer.is_done =
+        node.is_open() && (request.what == call::find || read_address(node, answer.address));
+    return answer;
+  }
+  const open_node& node = open_.try_emplace(path, path, O_RDWR).first->second;
+  if (!node.is_open()) {
+    open_.erase(path);
+  } else if (request.what == call::open) {
+    read_address(node, answer.address);
+    answer.is_done = true;
+  } else {
+    size_t returned = 0;
+    const byte_span cdb = byte_span(request.cdb).first(request.cdb_size);
+    const std::span reply = std::span(answer.reply).first(request.reply_size);
+    answer.is_done = sg_send_command(node.descriptor(), cdb, reply, returned) == 0;
+  }
+  return answer;
+}
+
 // --- the enumerator -------------------------------------------------------------------------
 
 std::unique_ptr<scsi_probe> scsi_probe::create() {
@@ -166,28 +215,56 @@ std::unique_ptr<scsi_probe> scsi_probe::create() {
   return probe;
 }
 
+scsi_linux_probe::scsi_linux_probe(std::unique_ptr<sg_nodes> machine, int patience)
+    : machine_(std::move(machine)),
+      calls_(
+          "SCSI PROBE", [this](const sg_request& request) { return machine_->answer(request); },
+          patience) {}
+
+bool scsi_linux_probe::is_silent(const std::string& path) {
+  return !silent_.empty() && silent_.contains(machine_->device_of(path));
+}
+
+bool scsi_linux_probe::ask(const sg_request& request, sg_answer& answer) {
+  const std::string path = request.path.data();
+  if (is_silent(path)) return false;
+  if (calls_.ask(path, request, answer)) return true;
+  if (calls_.is_silent(path)) silent_.insert(machine_->device_of(path));
+  return false;
+}
+
 void scsi_linux_probe::open() {
+  paths_ = machine_->paths();
   size_t records = count_nodes();
   printd("scsi: device_count = %d\n", static_cast<int>(records));
-  for (unsigned i = 0; i < k_max_nodes && nodes_.size() < records; ++i) {
-    add_node(node_path("sg", i, mode_));
+  for (const std::string& path : existing("sg", mode_, k_max_nodes)) {
+    if (nodes_.size() < records) add_node(path);
   }
   map_class_devices();
   index_ = 0;
   get_current();
 }
 
+// The nodes of a driver that there are, in its order: asking for one that is not there costs a
+// call.
+std::vector<std::string> scsi_linux_probe::existing(const char* base, device_numbering mode,
+                                                    unsigned count) const {
+  std::vector<std::string> paths;
+  for (unsigned i = 0; i < count; ++i) {
+    std::string path = node_path(base, i, mode);
+    if (paths_.empty() || paths_.contains(path)) paths.push_back(path);
+  }
+  return paths;
+}
+
 size_t scsi_linux_probe::count_nodes() {
-  const folder_listing listed(k_device_folder);
-  auto count = [&listed](device_numbering mode) {
+  auto count = [this](device_numbering mode) {
     size_t found = 0;
-    if (!listed.may_have_any("sg")) return found;
-    for (unsigned i = 0; i < k_max_nodes; ++i) {
-      std::string path = node_path("sg", i, mode);
-      if (!is_listed(listed, path)) continue;
-      if (!open_node(path.c_str(), O_RDONLY).is_open()) continue;
-      printd("scsi: found %s\n", path.c_str());
-      ++found;
+    for (const std::string& path : existing("sg", mode, k_max_nodes)) {
+      sg_answer answer;
+      ask({call::find, path}, answer);
+      if (answer.is_done) printd("scsi: found %s\n", path.c_str());
+      if (answer.is_done || is_silent(path)) ++found;
     }
     return found;
   };
@@ -200,39 +277,38 @@ size_t scsi_linux_probe::count_nodes() {
 }
 
 void scsi_linux_probe::add_node(const std::string& path) {
-  open_node node(path.c_str(), O_RDWR);
-  if (!node.is_open()) return;
-  scsi_address address;
-  read_address(node, address);
+  sg_answer answer;
+  ask({call::open, path}, answer);
+  if (!answer.is_done && !is_silent(path)) return;
+  const scsi_address& address = answer.address;
   scsi_device device;
   device.host = address.bus;
   device.target = static_cast<int>(address.device_id & 0xFF);
   device.lun = static_cast<int>(address.device_id >> 8 & 0xFF);
   device.channel = static_cast<int>(address.device_id >> 16 & 0xFF);
   index_ = nodes_.size();
-  nodes_.push_back({path, "", std::move(node), address});
+  nodes_.push_back({path, "", address, answer.is_done});
   devices_.push_back(device);
   get_current();
   read_inquiry();
 }
 
 void scsi_linux_probe::map_class_devices() {
-  const folder_listing listed(k_device_folder);
   for (const device_class& kind : k_classes) {
-    if (!listed.may_have_any(kind.base)) continue;
-    for (unsigned i = 0; i < kind.count; ++i) {
-      std::string path = node_path(kind.base, i, kind.mode);
-      if (!is_listed(listed, path)) continue;
-      open_node node(path.c_str(), O_RDONLY);
-      scsi_address address;
-      if (!node.is_open() || !read_address(node, address)) continue;
-      for (sg_node& generic : nodes_) {
-        if (generic.address != address) continue;
-        printd("scsi: %s maps to %s\n", generic.path.c_str(), path.c_str());
-        generic.class_path = path;
-        break;
-      }
+    for (const std::string& path : existing(kind.base, kind.mode, kind.count)) {
+      map_class_device(path);
     }
+  }
+}
+
+void scsi_linux_probe::map_class_device(const std::string& path) {
+  sg_answer answer;
+  if (!ask({call::locate, path}, answer) || !answer.is_done) return;
+  for (sg_node& generic : nodes_) {
+    if (!generic.is_located || generic.address != answer.address) continue;
+    printd("scsi: %s maps to %s\n", generic.path.c_str(), path.c_str());
+    generic.class_path = path;
+    break;
   }
 }
 
@@ -245,14 +321,23 @@ int scsi_linux_probe::send_command(byte_span cdb, std::span<unsigned char> reply
                                    size_t& returned) {
   returned = 0;
   if (node_ == nullptr) return -1;
-  return sg_send_command(node_->node.descriptor(), cdb, reply, returned);
+  sg_request request(call::command, node_->path);
+  sg_answer answer;
+  if (cdb.size() > request.cdb.size() || reply.size() > answer.reply.size()) return -1;
+  std::copy(cdb.begin(), cdb.end(), request.cdb.begin());
+  request.cdb_size = static_cast<uint8_t>(cdb.size());
+  request.reply_size = static_cast<uint8_t>(reply.size());
+  if (!ask(request, answer) || !answer.is_done) return -1;
+  std::copy_n(answer.reply.begin(), reply.size(), reply.begin());
+  returned = reply.size();
+  return 0;
 }
 
 char* scsi_linux_probe::get_device_name(char* buffer, int size) {
   std::string path;
   if (node_ != nullptr) path = node_->class_path.empty() ? node_->path : node_->class_path;
-  if (path.starts_with(k_device_folder)) path.erase(0, sizeof k_device_folder - 1);
-  return format_string(buffer, static_cast<size_t>(std::max(size, 0)), "%s", path.c_str());
+  return format_string(buffer, static_cast<size_t>(std::max(size, 0)), "%s",
+                       std::string(name_of(path)).c_str());
 }
 
 }  // namespace kestrel

@@ -5,12 +5,17 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
+#include <memory>
+#include <set>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "lib/util_linux.h"
+#include "lib/worker_server.h"
 #include "probes/scsi.h"
 
 namespace kestrel {
@@ -60,33 +65,88 @@ struct scsi_address {
   bool operator==(const scsi_address&) const = default;
 };
 
+/// One question to a device node.
+struct sg_request {
+  enum class call : uint8_t {
+    find,     ///< open it for reading, as one that may be asked
+    open,     ///< open it for commands and keep it open; its address
+    locate,   ///< open it for reading; its address
+    command,  ///< send it `cdb`
+  };
+  static constexpr size_t k_max_cdb = 16;  ///< what the driver takes
+
+  sg_request(call asked, std::string_view node) : what(asked) {
+    path[node.copy(path.data(), path.size() - 1)] = '\0';
+  }
+  sg_request() = default;
+
+  call what = call::find;
+  std::array<char, 32> path = {};
+  uint8_t cdb_size = 0;
+  uint8_t reply_size = 0;
+  std::array<unsigned char, k_max_cdb> cdb = {};
+};
+
+struct sg_answer {
+  bool is_done = false;  ///< opened; to `locate`, and told its address; the command succeeded
+  scsi_address address;  ///< zero when it does not tell
+  std::array<unsigned char, k_scsi_inquiry_size> reply = {};
+};
+
+/// The device nodes of the machine; a test plays them.
+class sg_nodes {
+ public:
+  virtual ~sg_nodes() = default;
+  /// What there is in /dev and is worth asking; nothing when the folder cannot be read.
+  virtual std::set<std::string> paths();
+  /// What is the same for all nodes of one device, told without asking it: its path in sysfs, or
+  /// else the node's path.
+  virtual std::string device_of(const std::string& path);
+  /// Answers a question. It can hang in the kernel.
+  virtual sg_answer answer(const sg_request& request);
+
+ private:
+  std::map<std::string, open_node> open_;
+};
+
 /// A node of the generic driver.
 struct sg_node {
   std::string path;        ///< "/dev/sg0"
   std::string class_path;  ///< "/dev/sda"; "" when no class driver has the device
-  open_node node;
   scsi_address address;
+  bool is_located = true;  ///< false: it hung before it could tell
 };
 
-/// The enumerator of this system; it keeps a node open for each device.
+/// The enumerator of this system. A worker asks the nodes and keeps one open for each device. A
+/// device that hangs has a row of what it told before, and is not asked again, by whatever node.
 class scsi_linux_probe : public scsi_probe {
  public:
-  scsi_linux_probe() = default;
+  explicit scsi_linux_probe(std::unique_ptr<sg_nodes> machine = std::make_unique<sg_nodes>(),
+                            int patience = k_worker_patience);
   ~scsi_linux_probe() override = default;
 
   /// Scans the machine, once; the first device is current then.
   void open();
 
+  /// Fails for commands of more than sg_request::k_max_cdb and replies of more than 255 bytes.
   int send_command(byte_span cdb, std::span<unsigned char> reply, size_t& returned) override;
   /// The class node's name ("sda") or else the generic node's ("sg0").
   char* get_device_name(char* buffer, int size) override;
   bool get_current() override;
 
  private:
+  bool is_silent(const std::string& path);
+  bool ask(const sg_request& request, sg_answer& answer);
+  std::vector<std::string> existing(const char* base, device_numbering mode, unsigned count) const;
   size_t count_nodes();
   void add_node(const std::string& path);
   void map_class_devices();
+  void map_class_device(const std::string& path);
 
+  std::unique_ptr<sg_nodes> machine_;
+  device_calls<sg_request, sg_answer> calls_;
+  std::set<std::string> paths_;   // of all nodes
+  std::set<std::string> silent_;  // devices that hang
   device_numbering mode_ = device_numbering::numbered;
   std::vector<sg_node> nodes_;
   sg_node* node_ = nullptr;

@@ -63,6 +63,9 @@ played_pci& fake_pci() {
   return space;
 }
 
+pci_session::pci_session() = default;
+pci_session::~pci_session() = default;
+
 bool pci_read_config(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
                      std::span<unsigned char> buffer) {
   unsigned key = pci_key(bus, device, function);

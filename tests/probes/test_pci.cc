@@ -97,6 +97,19 @@ TEST_F(Pci, DeviceSummary) {
   EXPECT_FALSE(fake_pci().functions[pci_key(1, 2, 0)].harmed);
 }
 
+// Silent cards cost little once two were waited for; a slow one behind them is still read.
+TEST_F(Pci, SilentCardsInARow) {
+  constexpr unsigned char k_vpd[] = "\x82\1\0Cx";
+  for (unsigned i = 0; i < 8; ++i) {
+    add(0, i, 0, 0x1237).add_vpd(0x60, {k_vpd, k_vpd + sizeof k_vpd - 1});
+    fake_pci().functions[pci_key(0, i, 0)].polls_needed = i < 7 ? INT_MAX : 90;
+  }
+  const std::string rows =
+      ksml_rows_of([](FILE* out) { EXPECT_STREQ(pci_device_summary(out, true, true), "OK"); });
+  EXPECT_NE(rows.find("PCI-to-Other|C|||||\n"), std::string::npos);
+  EXPECT_EQ(fake_pci().milliseconds, 2 * 999 + 5 * 99 + 3 * 89);
+}
+
 // Slots of a machine whose firmware offers a routing table, and none for a maker on the blacklist.
 TEST_F(Pci, SlotNumbers) {
   play_smbios(smbios_bytes(9, 1, {1, 6, 5, 4, 3, 5, 0, 0, 0}, {"Slot 5"}));

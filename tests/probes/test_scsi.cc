@@ -1,9 +1,12 @@
 // SCSI tables over played devices, whose replies were recorded on emulated machines, and the
 // version 2 interface over a socket that plays the driver.
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "lib/notice.h"
+#include "lib/stop.h"
 #include "lib/utilstr.h"
 #include "probes/scsi_linux.h"
 #include "probes/scsi_probe.h"
@@ -227,6 +230,120 @@ TEST(ScsiLinux, RecoveredErrorsAreNone) {
   EXPECT_FALSE(succeeds(0x02, 0, 0, 1));
   EXPECT_FALSE(succeeds(0, 0, 6, 1));
   EXPECT_FALSE(succeeds(0, 1, 0, 1));
+}
+
+// --- devices that hang ----------------------------------------------------------------------
+
+constexpr int k_identify = 0x12, k_serial = 0x112, k_capacity = 0x25;
+
+/// Three disks sg0 to sg2, with class nodes in another order; one of them hangs at one question.
+class played_nodes : public sg_nodes {
+ public:
+  struct trouble {
+    std::string path;
+    sg_request::call what;
+    int operation;  ///< of a command
+    trouble(const char* node, sg_request::call asked, int code)
+        : path(node), what(asked), operation(code) {}
+  };
+  explicit played_nodes(std::vector<trouble> hangs) : hangs_(std::move(hangs)) {}
+  std::set<std::string> paths() override {
+    return {"/dev/null", "/dev/sda", "/dev/sdb", "/dev/sdc", "/dev/sg0", "/dev/sg1", "/dev/sg2"};
+  }
+  std::string device_of(const std::string& path) override { return "disk"s + number_of(path); }
+  sg_answer answer(const sg_request& request) override {
+    const std::string path = request.path.data();
+    for (const trouble& hang : hangs_) {
+      if (path == hang.path && request.what == hang.what && operation_of(request) == hang.operation)
+        pause();
+    }
+    sg_answer answer;
+    answer.is_done = true;
+    answer.address.device_id = static_cast<uint32_t>(number_of(path) - '0');
+    answer.address.bus = 1;
+    const std::string reply = operation_of(request) == k_capacity ? "\0\0\0\1\0\0\2\0"s
+                              : operation_of(request) == k_serial ? "\0\x80\0\2S"s + number_of(path)
+                                                                  : k_disk;
+    std::copy_n(reply.begin(), std::min<size_t>(reply.size(), request.reply_size),
+                answer.reply.begin());
+    return answer;
+  }
+
+ private:
+  static char number_of(const std::string& path) {
+    return path[5 + 1] == 'g' ? path.back() : static_cast<char>('2' - (path.back() - 'a'));
+  }
+  static int operation_of(const sg_request& request) {
+    return request.cdb[0] | request.cdb[1] << 8;
+  }
+  std::vector<trouble> hangs_;
+};
+
+class HangingScsi : public Scsi {
+ protected:
+  using call = sg_request::call;
+  using trouble = played_nodes::trouble;
+  void scan(std::vector<trouble> hangs) {
+    take_notices();
+    auto probe =
+        std::make_unique<scsi_linux_probe>(std::make_unique<played_nodes>(std::move(hangs)), 1000);
+    probe->open();
+    scsi_probe::use_count = 0;
+    scsi_probe::instance = std::move(probe);
+  }
+  static std::string row(int number, const std::string& cells) {
+    return "SCSI-HOST-1-CH-0-ID-" + std::to_string(number) + "-LUN-0: " + cells + "\n";
+  }
+  static std::string healthy(int number) {
+    return row(number, named(number, "sd"s + static_cast<char>('c' - number)) + "S" +
+                           std::to_string(number) + "|512 bytes|");
+  }
+  static std::string named(int number, const std::string& name) {
+    return name + "|EXAMPLE |FAST DISK 36    |1.07|Disk|1|0|" + std::to_string(number) + "|0|";
+  }
+};
+
+TEST_F(HangingScsi, CostsItsOwnCellsOnly) {
+  const std::string unknown = "SCSI-HOST-0-CH-0-ID-0-LUN-0: sg0||||Disk|0|0|0|0|||\n";
+  const std::string silent = row(1, "sg1||||Disk|1|0|1|0|||");
+  const std::string unmapped = row(1, named(1, "sg1") + "||");
+  const std::string numberless = row(2, named(2, "sda") + "||");
+  const std::string sizeless = row(2, named(2, "sda") + "S2||");
+  const struct {
+    const char* path;
+    call what;
+    int operation, number;
+    const std::string& row;
+  } cases[] = {
+      {"/dev/sg0", call::find,    0,          0, unknown   },
+      {"/dev/sg0", call::open,    0,          0, unknown   },
+      {"/dev/sg1", call::command, k_identify, 1, silent    },
+      {"/dev/sdb", call::locate,  0,          1, unmapped  },
+      {"/dev/sg2", call::command, k_serial,   2, numberless},
+      {"/dev/sg2", call::command, k_capacity, 2, sizeless  },
+  };
+  for (const auto& one : cases) {
+    scan({trouble(one.path, one.what, one.operation)});
+    std::string rows = "SCSI Devices\n";
+    for (int i = 0; i < 3; ++i) rows += i == one.number ? one.row : healthy(i);
+    EXPECT_EQ(report_of<scsi_table>(), rows);
+    EXPECT_EQ(report_of<optical_table>(), "does not apply");
+    EXPECT_EQ(take_notices(),
+              std::vector<std::string>{"SCSI PROBE: "s + one.path + " does not answer"});
+  }
+}
+
+TEST_F(HangingScsi, SeveralAndARunThatEnds) {
+  const trouble first("/dev/sg0", call::open, 0), middle("/dev/sg1", call::command, k_identify),
+      last("/dev/sda", call::locate, 0);
+  scan({first, middle, last});
+  EXPECT_EQ(take_notices().size(), 3u);
+  EXPECT_EQ(scsi_probe::instance->get_device_count(), 3);
+  request_stop(SIGTERM);
+  scan({first});
+  request_stop(0);
+  EXPECT_EQ(scsi_probe::instance->get_device_count(), 0);
+  EXPECT_TRUE(take_notices().empty());
 }
 
 }  // namespace

@@ -1,16 +1,17 @@
 #!/usr/bin/python3
 """Plays PCI configuration space: a FUSE file system with one file a function, as /proc/bus/pci has
-them. Cards answer VPD address cycles at once, late, never, or with lies.
+them. Cards answer VPD address cycles at once, late, never, or with lies; accesses to some hang.
 
   pci_card.py FOLDER LOG     stays in the foreground; FOLDER then holds pci/BUS/DEVICE.FUNCTION
 
 Every access goes into LOG: "00/02.0 r 34 1" reads one byte at offset 34 hexadecimal, "w 42 2 0005"
-writes two bytes; "00/02.1 missing" asked for what no folder lists. Nothing is cached in between, so the widths are those that the program asked for.
+writes two bytes. Nothing is cached in between, so the widths are those that the program asked for.
 """
 import errno
 import stat
 import struct
 import sys
+import threading
 
 from fusepy import FUSE, FuseOSError, Operations
 
@@ -20,14 +21,17 @@ CARD = (b"\x82\x09\0Fast card\x90\x1d\0" b"PN\x0712A3456" b"EC\x03A\xff1" b"MN\x
 
 
 class Function:
-    def __init__(self, vendor, device, class_code, header_type=0, size=256, vpd=None, polls=1):
+    def __init__(self, vendor, device, class_code, header_type=0, size=256, vpd=None, polls=1,
+                 hangs_at=None):
         head = struct.pack("<HHHHBBHBBB", vendor, device, 0, 0, 2, 0, class_code, 0, 0, header_type)
         self.registers = bytearray(head + bytes(size - len(head)))
-        self.vpd, self.polls_needed, self.polls = vpd, polls, 0
+        self.vpd, self.polls_needed, self.polls, self.hangs_at = vpd, polls, 0, hangs_at
         if vpd is not None:
             self.registers[0x06], self.registers[0x34], self.registers[VPD] = 0x10, VPD, 3
 
     def read(self, size, offset):
+        if offset == self.hangs_at:
+            threading.Event().wait()
         if self.vpd is not None and offset == VPD + 3:
             self.polls += 1
             if self.polls >= self.polls_needed:
@@ -49,9 +53,12 @@ MACHINE = {
     "00/02.0": Function(0x8086, 0x100E, 0x0200, size=4096, vpd=CARD),
     "00/02.1": Function(0x8086, 0x100E, 0x0200),  # hidden by the header type
     "00/03.0": Function(0x10EC, 0x8139, 0x0200, vpd=CARD, polls=3),
-    "00/04.0": Function(0x10EC, 0x8029, 0x0807, vpd=CARD, polls=1 << 30),
-    "00/05.0": Function(0x1AF4, 0x1001, 0x0100, vpd=b"\x82\4\0Liar\x90\xff\xffPN\2P1"),
+    "00/04.0": Function(0x10EC, 0x8029, 0x0200, vpd=CARD, polls=1 << 30),
+    "00/05.0": Function(0x1AF4, 0x1001, 0x0100, vpd=b"\x82\4\0Liar\x90\xff\xff"),
     "00/07.0": Function(0x8086, 0x1237, 0x0600, size=40),  # not even a header
+    "00/08.0": Function(0x10EC, 0x8029, 0x0200, header_type=0x80, vpd=CARD, hangs_at=VPD + 4),
+    "00/08.1": Function(0x10EC, 0x8139, 0x0200, vpd=CARD),
+    "00/09.0": Function(0x8086, 0x1237, 0x0600, hangs_at=0),
     "0f/1f.0": Function(0x1013, 0xFFFE, 0x1F00),
     "10/00.0": Function(0x8086, 0x1237, 0x0600),  # past the last bus
 }
@@ -66,13 +73,7 @@ class Space(Operations):
             return {"st_mode": stat.S_IFREG | 0o644, "st_size": len(MACHINE[name].registers)}
         if path in ("/", "/pci") or any(key[:2] == name for key in MACHINE):
             return {"st_mode": stat.S_IFDIR | 0o555}
-        self.log.write("%s missing\n" % path[5:])
         raise FuseOSError(errno.ENOENT)
-
-    def readdir(self, path, fh):
-        keys = ["pci/" + key for key in MACHINE]
-        inside = [key[len(path[1:]):].strip("/") for key in keys if key.startswith(path[1:])]
-        return [".", "..", *sorted({name.split("/")[0] for name in inside})]
 
     def truncate(self, path, length, fh=None):
         pass
@@ -87,4 +88,4 @@ class Space(Operations):
         return len(data)
 
 
-FUSE(Space(), sys.argv[1], foreground=True, nothreads=True, direct_io=True, nonempty=True)
+FUSE(Space(), sys.argv[1], foreground=True, direct_io=True, nonempty=True)
