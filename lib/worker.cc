@@ -7,6 +7,7 @@
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -137,7 +138,7 @@ worker::worker(const std::function<void(worker_link&)>& work, std::vector<int> k
   state_.reset(new (memory) worker_link::shared_state);
   int ends[2], asking[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return;
-  if (pipe2(asking, O_CLOEXEC) != 0) {
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, asking) != 0) {
     close(ends[0]);
     close(ends[1]);
     return;
@@ -191,7 +192,9 @@ void worker::leave() {
 
 bool worker::ask(std::string_view request) {
   const std::string frame = frame_of('?', request);
-  return requests_ >= 0 && write_all(requests_, frame.data(), frame.size());
+  // No signal where the worker is gone.
+  return requests_ >= 0 && send(requests_, frame.data(), frame.size(), MSG_NOSIGNAL) ==
+                               static_cast<ssize_t>(frame.size());
 }
 
 std::string worker::asked() const { return state_ == nullptr ? "" : state_->asked; }

@@ -81,8 +81,9 @@ TEST(PciVpd, PatienceIsLimited) {
   EXPECT_NE(log.find("no answer at address 0000\n"), std::string::npos);
   EXPECT_NE(log.find("the card's 2000 ms are over at address 0018\n"), std::string::npos);
   pci_vpd_xxx vpd;
-  EXPECT_FALSE(pcivpd_analyse_vpd(decode(k_identifier, INT_MAX).card, 0x48, vpd));
-  EXPECT_TRUE(pcivpd_analyse_vpd(decode(k_card, 3).card, 0x48, vpd));
+  decoded silent = decode(k_identifier, INT_MAX), late = decode(k_card, 3);
+  EXPECT_FALSE(pcivpd_analyse_vpd(silent.card, 0x48, vpd));
+  EXPECT_TRUE(pcivpd_analyse_vpd(late.card, 0x48, vpd));
 }
 
 TEST(PciVpd, LengthsThatLie) {
