@@ -71,6 +71,8 @@ class LzH {
   void replace_node(size_t p, size_t r);
   void find_match(size_t r);
   void insert_from_root(size_t r);
+  void insert_below(size_t r, size_t p);
+  void insert_at(size_t r, size_t link, size_t from);
   template <size_t side>
   void insert_beside(size_t r, size_t x, size_t shared);
   void insert_between(size_t r, size_t link, pair node, pair shared);
@@ -78,6 +80,7 @@ class LzH {
   // The adaptive code (lzh_huffman.cc).
   void StartHuff();
   void reconst();
+  void reconst_and_update(size_t c);
   void update(size_t c);
 
   int encode(byte_source& in, byte_sink& out, LzwComp* sizes);

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <span>
+#include <utility>
 
 namespace kestrel {
 
@@ -32,6 +33,11 @@ class byte_source {
   bool at_end() { return next_ == end_ && !read_block(); }
   /// Only when not at_end().
   unsigned char get() { return *next_++; }
+  /// Takes what is left of the block, or the next one. Empty at the end.
+  std::span<const unsigned char> take_block() {
+    at_end();
+    return {std::exchange(next_, end_), end_};
+  }
   /// The part of the block that is left, of which skip() takes bytes.
   std::span<const unsigned char> at_hand() const { return {next_, end_}; }
   void skip(size_t count) { next_ += count; }

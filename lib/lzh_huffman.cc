@@ -46,15 +46,22 @@ void LzH::reconst() {
   }
 }
 
+[[gnu::noinline, gnu::cold]] void LzH::reconst_and_update(size_t c) {
+  reconst();
+  update(c);
+}
+
 void LzH::update(size_t c) {
-  if (freq_[R] == MAX_FREQ) reconst();
+  if (freq_[R] == MAX_FREQ) return reconst_and_update(c);
   size_t node = prnt_[c + T];
   do {
     const size_t count = ++freq_[node];
     if (count > freq_[node + 1]) {
       // The node changes places with the last one that is now rarer.
-      size_t last = node + 1;
-      while (count > freq_[last + 1]) ++last;
+      size_t last = node;
+      do {
+        ++last;
+      } while (count > freq_[last + 1]);
       freq_[node] = freq_[last];
       freq_[last] = static_cast<uint16_t>(count);
       const size_t up = son_[node], down = son_[last];

@@ -94,33 +94,54 @@ void LzH::InitTree() {
 void LzH::insert_from_root(size_t r) {
   const unsigned char* const key = text_buf_ + r;
   const size_t list = k_lists + key[0];
-  size_t shared[2] = {1, 1}, from = 1;
-  const unsigned char* texts = text_buf_ + from;
-  uint64_t mine = load_word(key + from);
+  const uint64_t mine = load_word(key + 1);
   size_t link = 2 * list + 1;
   for (size_t p = link_[link]; p != NIL; p = link_[link]) {
-    const uint64_t other = load_word(texts + p);
+    const uint64_t other = load_word(text_buf_ + p + 1);
+    if (mine == other) return insert_below(r, p);
     link = 2 * p + (mine > other);
+  }
+  if (link / 2 == list) return insert_between(r, link, {list, list}, {0, 0});
+  insert_at(r, link, 1);
+}
+
+/// Goes on at p, of which r shares the first nine bytes: most of what is below begins with them.
+void LzH::insert_below(size_t r, size_t p) {
+  const unsigned char* const key = text_buf_ + r;
+  size_t shared[2] = {1, 1}, from = 1, link;
+  uint64_t mine = load_word(key + from);
+  do {
+    const uint64_t other = load_word(text_buf_ + p + from);
+    size_t side = mine > other;
     if (mine == other) {
       const size_t both = count_shared(key, text_buf_ + p, from + 8);
       if (both == F) return replace_node(p, r);
-      const size_t side = key[both] > text_buf_[p + both];
-      link = 2 * p + side;
+      side = key[both] > text_buf_[p + both];
       shared[side] = both;
       from = std::min({shared[0], shared[1], size_t{F - 8}});
-      texts = text_buf_ + from;
       mine = load_word(key + from);
     }
-  }
-  const size_t x = link / 2, next = beside_[link % 2][x];
-  if (x == list) return insert_between(r, link, {list, list}, {0, 0});
-  const size_t with_x = count_shared(key, text_buf_ + x, from);
-  size_t with_next = shared_[link % 2 != 0 ? next : x];
-  if (with_next == with_x) with_next = count_shared(key, text_buf_ + next, with_x);
+    link = 2 * p + side;
+    p = link_[link];
+  } while (p != NIL);
+  insert_at(r, link, from);
+}
+
+/// Puts string r below `link`, which leads nowhere yet. Its neighbours share `from` bytes with it,
+/// or more.
+[[gnu::always_inline]] inline void LzH::insert_at(size_t r, size_t link, size_t from) {
+  const unsigned char* const key = text_buf_ + r;
+  const size_t x = link / 2, with_x = count_shared(key, text_buf_ + x, from);
   if (link % 2 != 0) {
-    insert_between(r, link, {x, next}, {with_x, with_next});
+    const size_t after = beside_[1][x];
+    size_t with_after = shared_[after];
+    if (with_after == with_x) with_after = count_shared(key, text_buf_ + after, with_x);
+    insert_between(r, link, {x, after}, {with_x, with_after});
   } else {
-    insert_between(r, link, {next, x}, {with_next, with_x});
+    const size_t before = beside_[0][x];
+    size_t with_before = shared_[x];
+    if (with_before == with_x) with_before = count_shared(key, text_buf_ + before, with_x);
+    insert_between(r, link, {before, x}, {with_before, with_x});
   }
 }
 
@@ -220,6 +241,7 @@ void LzH::encode_window(byte_source& in, bit_writer& bits) {
   while (length < F && !in.at_end()) text_buf_[r + length++] = in.get();
   for (size_t i = 1; i <= F; ++i) insert_from_root(r - i);
   insert_from_root(r);
+  std::span<const unsigned char> block;
   while (length > 0) {
     find_match(r);
     size_t count = std::min(match_length_, length);
@@ -230,22 +252,18 @@ void LzH::encode_window(byte_source& in, bit_writer& bits) {
       EncodeChar(bits, 255 - THRESHOLD + count);
       EncodePosition(bits, match_position_);
     }
-    // Each byte takes the place of the first one of the string that leaves the window.
-    while (count > 0 && !in.at_end()) {
-      const auto piece = in.at_hand().first(std::min(count, in.at_hand().size()));
-      for (const unsigned char byte : piece) {
-        const size_t s = (r + F) & (N - 1);
-        DeleteNode(s);
-        text_buf_[s] = byte;
-        if (s < F - 1) text_buf_[s + N] = byte;
-        r = (r + 1) & (N - 1);
-        InsertNode(r);
+    for (; count > 0; --count) {
+      // The next byte takes the place of the one whose string leaves the window.
+      const size_t s = (r + F) & (N - 1);
+      DeleteNode(s);
+      if (block.empty()) block = in.take_block();
+      if (block.empty()) {
+        --length;
+      } else {
+        text_buf_[s] = block.front();
+        if (s < F - 1) text_buf_[s + N] = block.front();
+        block = block.subspan(1);
       }
-      in.skip(piece.size());
-      count -= piece.size();
-    }
-    for (length -= count; count > 0; --count) {
-      DeleteNode((r + F) & (N - 1));
       r = (r + 1) & (N - 1);
       InsertNode(r);
     }
