@@ -29,9 +29,6 @@ using namespace gth_io;
 namespace {
 
 constexpr int64_t k_offset_limit = std::numeric_limits<uint32_t>::max();
-// What LzH::Encode answers where a stream, not the packing, failed.
-constexpr int k_read_error = -2;
-constexpr int k_write_error = -3;
 
 std::string make_temporary_name() {
   const std::string name = format_text("%X.tmp", static_cast<unsigned>(std::time(nullptr)));
@@ -286,7 +283,7 @@ int GatherFile::add_compressed(unsigned char type, FILE* source,
   errno = 0;
   const int result = coder.Encode(source, temporary.get(), &sizes);
   if (result != 0) {
-    const int errnum = result == k_read_error || result == k_write_error ? errno : 0;
+    const int errnum = result == lzh_read_failed || result == lzh_write_failed ? errno : 0;
     printd("gthfile: compression failed\n");
     return fail(gth_codec_failed, errnum);
   }

@@ -21,6 +21,15 @@ struct LzwComp {
   uint32_t compressed_size;
 };
 
+/// What Encode and Decode answer.
+enum lzh_result : int {
+  lzh_ok = 0,
+  lzh_bad_argument = -1,     ///< null
+  lzh_read_failed = -2,      ///< also 4 GiB and more to encode, or a stored input that is cut
+  lzh_write_failed = -3,     ///< also room that is too small
+  lzh_nothing_to_read = -4,  ///< to encode
+};
+
 /// One compressor/decompressor. All tables live in the object; nothing is allocated while coding.
 /// Every call starts afresh: one object used twice gives the same bytes as two.
 class LzH {
@@ -28,26 +37,30 @@ class LzH {
   LzH();
   /// Compresses from the input's position to its end, as it was when the call began; both streams
   /// must be seekable: where the sizes come out equal, the output holds the input itself.
-  /// 0, or -1 null argument, -2 read error or 4 GiB and more, -3 write error, -4 nothing to read.
+  /// An lzh_result.
   int Encode(FILE* input, FILE* output, LzwComp* sizes);
   /// Writes exactly the uncompressed size and reads no more than the compressed size; what a cut
-  /// stream lacks is read as zero bits. 0, or -1 null argument, -2 read error or the end of a
-  /// stored input, -3 write error.
+  /// stream lacks is read as zero bits, see was_cut(). An lzh_result.
   int Decode(FILE* input, FILE* output, const LzwComp* sizes);
-  /// Bytes of the stream that the last Decode needed. More than there were: the stream was cut.
+  /// Bytes of the stream that the last Decode needed, those that a cut one lacked included.
   uint64_t input_used() const { return input_used_; }
+  /// Whether the stream of the last Decode, packed or stored, ended before its output was whole.
+  bool was_cut() const { return was_cut_; }
   /// Bytes that the last Decode made of what the stream holds: of a cut one, the good beginning.
   uint64_t output_made() const { return output_made_; }
 
-  /// The same from memory into memory; -3 also when `output` is too small.
+  /// The same from memory into memory.
   int Encode(std::span<const unsigned char> input, std::span<unsigned char> output, LzwComp* sizes);
-  /// For streams that nobody vouches for: fills `output`, whose size is the limit. 0, or -2 when
-  /// the input ends before that; the output is then good as far as output_made() says. An input as
+  /// For streams that nobody vouches for: fills `output`, whose size is the limit. lzh_read_failed
+  /// for a cut one; the output is then good as far as output_made() says. An input as
   /// long as the output is taken for stored.
   int Decode(std::span<const unsigned char> input, std::span<unsigned char> output);
   /// No stream of that size holds more bytes than this: a larger claim is a lie. (The shortest code
   /// of a match of 60 bytes takes 10 bits.)
   static constexpr uint64_t most_output(uint64_t compressed_size) { return compressed_size * 48; }
+  /// No stream of so many bytes is longer than this. (A literal takes 21 bits at the most: a deeper
+  /// tree would need a root of more than MAX_FREQ. A match takes 14 more, for three bytes or more.)
+  static constexpr uint64_t most_compressed(uint64_t size) { return size * 21 / 8 + 1; }
 
  private:
   static constexpr int N = 4096;                      ///< size of the window
@@ -95,6 +108,7 @@ class LzH {
   static size_t DecodePosition(bit_reader& in);
 
   uint64_t input_used_, output_made_;
+  bool was_cut_ = false;
 
   /// The window, a ring, and behind it a mirror of its first bytes, so that no string wraps.
   unsigned char text_buf_[N + F - 1];

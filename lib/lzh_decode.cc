@@ -64,29 +64,32 @@ int LzH::decode(byte_source& in, byte_sink& out, uint64_t size, at_end policy) {
   }
   out.write(text_buf_ + first, r - first);
   input_used_ = bits.used();
-  if (!bits.past_end()) output_made_ = size - left;
-  return in.failed() ? -2 : out.failed() ? -3 : 0;
+  was_cut_ = bits.past_end();
+  if (!was_cut_) output_made_ = size - left;
+  return in.failed() ? lzh_read_failed : out.failed() ? lzh_write_failed : lzh_ok;
 }
 
 int LzH::Decode(FILE* input, FILE* output, const LzwComp* sizes) {
-  if (input == nullptr || output == nullptr || sizes == nullptr) return -1;
+  if (input == nullptr || output == nullptr || sizes == nullptr) return lzh_bad_argument;
   byte_source in(input, sizes->compressed_size);
   byte_sink out(output);
   int result = 0;
   if (sizes->uncompressed_size == sizes->compressed_size) {
     copy_bytes(in, out);
     input_used_ = in.consumed();
-    if (!out.failed() && input_used_ != sizes->uncompressed_size) result = -2;
+    was_cut_ = !out.failed() && input_used_ != sizes->uncompressed_size;
+    if (was_cut_) result = lzh_read_failed;
   } else {
     result = decode(in, out, sizes->uncompressed_size, at_end::read_zeros);
   }
   if (result != 0) return result;
-  return out.failed() || std::fflush(output) != 0 ? -3 : 0;
+  return out.failed() || std::fflush(output) != 0 ? lzh_write_failed : lzh_ok;
 }
 
 int LzH::Decode(std::span<const unsigned char> input, std::span<unsigned char> output) {
   input_used_ = input.size();
   output_made_ = output.size();
+  was_cut_ = false;
   if (input.size() == output.size()) {
     std::copy(input.begin(), input.end(), output.begin());
     return 0;
@@ -94,7 +97,7 @@ int LzH::Decode(std::span<const unsigned char> input, std::span<unsigned char> o
   byte_source in(input);
   byte_sink out(output);
   const int result = decode(in, out, output.size(), at_end::stop);
-  return input_used_ > input.size() ? -2 : result;
+  return was_cut_ ? lzh_read_failed : result;
 }
 
 }  // namespace kestrel

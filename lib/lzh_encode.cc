@@ -43,27 +43,28 @@ void LzH::EncodePosition(bit_writer& out, size_t position) {
 }
 
 int LzH::encode(byte_source& in, byte_sink& out, LzwComp* sizes) {
-  if (in.at_end()) return in.failed() ? -2 : -4;
+  if (in.at_end()) return in.failed() ? lzh_read_failed : lzh_nothing_to_read;
   StartHuff();
   InitTree();
   bit_writer bits(out);
   encode_window(in, bits);
   bits.EncodeEnd();
-  if (in.failed()) return -2;
-  if (out.failed() || bits.code_size() > std::numeric_limits<uint32_t>::max()) return -3;
+  if (in.failed()) return lzh_read_failed;
+  if (out.failed() || bits.code_size() > std::numeric_limits<uint32_t>::max())
+    return lzh_write_failed;
   sizes->uncompressed_size = static_cast<uint32_t>(in.consumed());
   sizes->compressed_size = static_cast<uint32_t>(bits.code_size());
   return 0;
 }
 
 int LzH::Encode(FILE* input, FILE* output, LzwComp* sizes) {
-  if (input == nullptr || output == nullptr || sizes == nullptr) return -1;
+  if (input == nullptr || output == nullptr || sizes == nullptr) return lzh_bad_argument;
   const off_t start = ftello(input);
-  if (start < 0 || fseeko(input, 0, SEEK_END) != 0) return -2;
+  if (start < 0 || fseeko(input, 0, SEEK_END) != 0) return lzh_read_failed;
   const off_t size = ftello(input) - start;
-  if (fseeko(input, start, SEEK_SET) != 0) return -2;
-  if (size <= 0) return -4;
-  if (size > std::numeric_limits<uint32_t>::max()) return -2;
+  if (fseeko(input, start, SEEK_SET) != 0) return lzh_read_failed;
+  if (size <= 0) return lzh_nothing_to_read;
+  if (size > std::numeric_limits<uint32_t>::max()) return lzh_read_failed;
   const off_t output_start = ftello(output);
 
   byte_source in(input, static_cast<uint64_t>(size));
@@ -71,19 +72,19 @@ int LzH::Encode(FILE* input, FILE* output, LzwComp* sizes) {
   const int result = encode(in, out, sizes);
   if (result != 0) return result;
   if (sizes->uncompressed_size == sizes->compressed_size) {
-    if (fseeko(input, start, SEEK_SET) != 0) return -2;
-    if (output_start < 0 || fseeko(output, output_start, SEEK_SET) != 0) return -3;
+    if (fseeko(input, start, SEEK_SET) != 0) return lzh_read_failed;
+    if (output_start < 0 || fseeko(output, output_start, SEEK_SET) != 0) return lzh_write_failed;
     byte_source again(input, sizes->uncompressed_size);
     copy_bytes(again, out);
-    if (again.consumed() != sizes->uncompressed_size) return -2;
+    if (again.consumed() != sizes->uncompressed_size) return lzh_read_failed;
   }
-  return out.failed() || std::fflush(output) != 0 ? -3 : 0;
+  return out.failed() || std::fflush(output) != 0 ? lzh_write_failed : 0;
 }
 
 int LzH::Encode(std::span<const unsigned char> input, std::span<unsigned char> output,
                 LzwComp* sizes) {
-  if (sizes == nullptr) return -1;
-  if (input.size() > std::numeric_limits<uint32_t>::max()) return -2;
+  if (sizes == nullptr) return lzh_bad_argument;
+  if (input.size() > std::numeric_limits<uint32_t>::max()) return lzh_read_failed;
   byte_source in(input);
   byte_sink out(output);
   const int result = encode(in, out, sizes);

@@ -42,7 +42,7 @@ std::string encode(LzH& coder, std::string_view text) {
 }
 
 std::string encode_in_memory(LzH& coder, std::string_view text) {
-  std::vector<unsigned char> room(2 * text.size() + 8);
+  std::vector<unsigned char> room(LzH::most_compressed(text.size()));
   LzwComp sizes = {};
   EXPECT_EQ(coder.Encode(bytes_of(text), room, &sizes), 0);
   EXPECT_EQ(sizes.uncompressed_size, text.size());
@@ -225,10 +225,13 @@ TEST(Lzh, CutStreamsAreFilledWithZeroBitsAndSeen) {
     const std::string piece = stream.substr(0, size);
     const std::string result = decode(coder, piece, text.size());
     EXPECT_EQ(result.size(), text.size());
-    EXPECT_GT(coder.input_used(), size);
+    EXPECT_TRUE(coder.was_cut());
     std::vector<unsigned char> memory(text.size());
-    EXPECT_EQ(coder.Decode(bytes_of(piece), memory), -2);
+    EXPECT_EQ(coder.Decode(bytes_of(piece), memory), lzh_read_failed);
+    EXPECT_TRUE(coder.was_cut());
   }
+  decode(coder, stream, text.size());
+  EXPECT_FALSE(coder.was_cut());
 }
 
 TEST(Lzh, NoSizeMakesItReadOrWriteTooMuch) {
@@ -246,7 +249,8 @@ TEST(Lzh, NoSizeMakesItReadOrWriteTooMuch) {
   }
   const LzwComp stored = {5001, 5001};
   const file_ptr in = stream_of(stream), out(std::tmpfile());
-  EXPECT_EQ(coder.Decode(in.get(), out.get(), &stored), -2);
+  EXPECT_EQ(coder.Decode(in.get(), out.get(), &stored), lzh_read_failed);
+  EXPECT_TRUE(coder.was_cut());
 }
 
 TEST(Lzh, FailuresHaveTheirCodes) {

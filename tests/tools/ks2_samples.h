@@ -94,7 +94,7 @@ inline file_bytes make_container(const std::vector<part>& parts) {
     file_bytes content = bytes_of(one.content);
     LzwComp sizes = {static_cast<uint32_t>(content.size()), 0};
     if (one.is_packed) {
-      file_bytes packed(2 * content.size() + 100);
+      file_bytes packed(LzH::most_compressed(content.size()));
       EXPECT_EQ(LzH().Encode(content, packed, &sizes), 0);
       packed.resize(sizes.compressed_size);
       content = packed;
