@@ -110,12 +110,15 @@ cd "$scratch" && rm -rf work && mkdir work && cd work || exit 1
 export ASAN_OPTIONS=detect_leaks=0  # which ptrace does not allow
 options=(-batch -probe "gatherer information" -binaryfile ../zeros -level 5)
 strace -c -U calls,name -o ../calls "$kestrel" "${options[@]}" 2> ../console || die "strace"
+# A sanitizer's own calls for memory come with its locks held, where no handler can go on.
+passed_over='total|execve|exit'
+grep -q __asan_init "$kestrel" && passed_over="$passed_over|mmap|munmap|madvise|mprotect"
 runs=0
 while read -r count call; do
   for ((at = 1 + runs % ${STEP:-7}; at <= count; at += ${STEP:-7})); do
     for name in TERM KILL; do
       rm -rf ./*
-      strace -o /dev/null -e inject="$call":signal=$name:when=$at "$kestrel" "${options[@]}" \
+      timeout -s KILL 100 strace -o /dev/null -e inject="$call":signal=$name:when=$at "$kestrel" "${options[@]}" \
         > ../out 2>&1
       status=$?
       runs=$((runs + 1))
@@ -126,6 +129,7 @@ while read -r count call; do
         die "$name at $call $at: $(cat ../verdict)"
     done
   done
-done < <(awk '$1 ~ /^[0-9]+$/ && $2 !~ /^(total|execve|exit)/ { print $1, $2 }' ../calls)
+done < <(awk -v passed_over="^($passed_over)" \
+  '$1 ~ /^[0-9]+$/ && $2 !~ passed_over { print $1, $2 }' ../calls)
 [ $runs -gt 50 ] || die "only $runs runs"
 echo "$runs runs ended at a system call"
