@@ -202,7 +202,8 @@ remote_mount* remote_on_way(std::string_view path, std::string_view folder) {
       walked.resize(walked.empty() ? 0 : walked.rfind('/'));
       continue;
     }
-    const std::string next = walked + "/" + part;
+    std::string next = walked;
+    next.append("/").append(part);
     // Behind it only the text can tell which mount it is.
     if (remote_mounted_at(next) != nullptr) return remote_holding(joined(next, left));
     const std::string target = link_text(next);
