@@ -31,7 +31,7 @@ namespace {
 constexpr int64_t k_offset_limit = std::numeric_limits<uint32_t>::max();
 
 std::string make_temporary_name() {
-  const std::string name = format_text("%X.tmp", static_cast<unsigned>(std::time(nullptr)));
+  std::string name = format_text("%X.tmp", static_cast<unsigned>(std::time(nullptr)));
   printd("gthfile: tmpName %s\n", name.c_str());
   return name;
 }
