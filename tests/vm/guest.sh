@@ -89,7 +89,7 @@ find -L /work/tree -type f -perm 0640 -printf "$tree_fields" >readers/scanned-in
 TIMEFORMAT='%U s user, %S s system'
 { time ./kestrel -batch -local -probes "SCSI Devices" "PCI DEVICES" "PCI ADAPTER INFORMATION" \
   "CPU Information" "Firmware Information" "SMBIOS INFORMATION" &>/dev/null; } 2>readers/cpu-time
-strace -e trace=openat -o readers/opened ./kestrel -batch -local -probes "PCI DEVICES" &>/dev/null
+strace -f -e trace=openat -o readers/opened ./kestrel -batch -local -probes "PCI DEVICES" &>/dev/null
 cp -r readers stdout console status gatherer.log ./*.KS2 /host/out/
 touch /host/out/finished
 sync
