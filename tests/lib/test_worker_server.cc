@@ -76,8 +76,11 @@ TEST_F(WorkerServer, ARunThatEndsBlamesNobody) {
 TEST_F(WorkerServer, WithoutAProcessTheCallsAreMadeHere) {
   rlimit before;
   getrlimit(RLIMIT_NOFILE, &before);
-  const rlimit none = {0, before.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &none);
+  // Room for a pipe, which a sanitizer needs now and then, but not for the two that a worker has.
+  const int next = dup(STDIN_FILENO);
+  close(next);
+  const rlimit few = {static_cast<rlim_t>(next) + 3, before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &few);
   const int process = ask("a", deed::tell_process);
   setrlimit(RLIMIT_NOFILE, &before);
   EXPECT_EQ(process, getpid());
