@@ -14,12 +14,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "lib/descriptors.h"
 #include "lib/file.h"
 
 namespace kestrel {
@@ -29,7 +31,6 @@ using std::chrono::milliseconds;
 using steady = std::chrono::steady_clock;
 
 constexpr int k_socket = 3;               // behind the standard streams
-constexpr int k_descriptors = 1024;       // more than a run ever has open
 constexpr milliseconds k_patience{1000};  // for what was killed
 
 // Kernels that were built without the list of children have only the table of all processes.
@@ -241,7 +242,7 @@ void keep_commands(int socket) {
     if (dup2(null, standard) < 0) _exit(1);
   }
   if (socket != k_socket && dup3(socket, k_socket, O_CLOEXEC) < 0) _exit(1);
-  for (int held = k_socket + 1; held < k_descriptors; ++held) close(held);
+  close_descriptors(k_socket + 1, INT_MAX);
   keeper().serve();
 }
 

@@ -15,6 +15,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <cstring>
 #include <ctime>
 #include <new>
@@ -22,6 +23,7 @@
 
 #include "lib/blocked_signals.h"
 #include "lib/debug.h"
+#include "lib/descriptors.h"
 #include "lib/stop.h"
 
 namespace kestrel {
@@ -36,7 +38,6 @@ namespace {
 using std::chrono::milliseconds;
 using steady = std::chrono::steady_clock;
 
-constexpr int k_descriptors = 1024;  // more than a run ever has open
 constexpr size_t k_frame_head = 1 + sizeof(uint32_t);
 constexpr size_t k_read_size = 65536;
 constexpr milliseconds k_longest_wait{250};  // until progress and stop are looked at again
@@ -53,10 +54,14 @@ void reset_signals(const sigset_t& before) {
   sigprocmask(SIG_SETMASK, &before, nullptr);
 }
 
-void close_others(const std::vector<int>& kept) {
-  for (int held = 0; held < k_descriptors; ++held) {
-    if (std::find(kept.begin(), kept.end(), held) == kept.end()) close(held);
+void close_others(std::vector<int> kept) {
+  std::sort(kept.begin(), kept.end());
+  int first = 0;
+  for (const int descriptor : kept) {
+    close_descriptors(first, descriptor - 1);
+    first = descriptor + 1;
   }
+  close_descriptors(first, INT_MAX);
 }
 
 bool read_all(int from, char* bytes, size_t size) {
