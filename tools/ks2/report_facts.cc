@@ -67,7 +67,7 @@ std::string from_boot_menu(const report& content) {
       for (const report_row& row : table.rows) {
         const std::string title = plain_text(value_in(table, row, "Boot Entry Title"));
         if (title.find("Linux") == std::string::npos) continue;
-        const std::string name = title.substr(0, std::min(title.find(", "), title.find(" (")));
+        std::string name = title.substr(0, std::min(title.find(", "), title.find(" (")));
         if (name.find(' ') != std::string::npos) return name;
       }
     }
@@ -133,10 +133,10 @@ std::string_view first_value(const report& content, std::string_view section,
 }
 
 std::string distribution_of(const report& content) {
-  const std::string release =
+  std::string release =
       plain_text(first_value(content, "SYSTEM SUMMARY", "Operating System", "Name"));
   if (names_distribution(release)) return release;
-  const std::string build =
+  std::string build =
       plain_text(first_value(content, "SYSTEM SUMMARY", "System Summary", "OS Build"));
   if (names_distribution(build)) return build;
   std::string name = from_boot_menu(content);
