@@ -87,7 +87,7 @@ run() {
 scan_case() {  # NUMBER CALL:PATH ENTRIES stay|die WAY
   local at=$scratch/scan$1
   mkdir -p "$at/tree/a/deep" "$at/tree/z"
-  : > "$at/tree/one" > "$at/tree/a/deep/two" > "$at/tree/z/three"
+  touch "$at/tree/one" "$at/tree/a/deep/two" "$at/tree/z/three"
   local dead=$at/tree/dead path="$at/tree"
   [ "$5" = met ] || dead=$at/dead
   [ "$5" = named ] && path="$at/tree;$dead"
