@@ -151,6 +151,27 @@ expect "" "$(mounts during | head -n -4 | cut -f 1,2,9 | diff <(mounts before | 
 
 end_servers
 
+# ---- what waits to be mounted is not: its daemon, which answers nothing, is not asked
+cat > daemon.py << 'EOP'
+import ctypes, os, signal, sys
+os.setsid()  # the daemon's own group is let through
+hears, kernel = os.pipe()
+options = f"fd={kernel},pgrp={os.getpgrp()},minproto=5,maxproto=5,direct"
+libc = ctypes.CDLL(None, use_errno=True)
+if libc.mount(b"waiting", sys.argv[1].encode(), b"autofs", 0, options.encode()) != 0:
+    sys.exit(os.strerror(ctypes.get_errno()))
+signal.pause()
+EOP
+mkdir waiting
+/usr/bin/python3 daemon.py "$scratch/waiting" & daemon=$!
+echo "$daemon $scratch/waiting" >> servers
+for _ in {1..300}; do grep -q " $scratch/waiting autofs" /proc/self/mounts && break; sleep 0.1; done
+run automount -probe "partition information" || die "run beside an automount point"
+lacks automount/console "does not answer"
+expect "$scratch/waiting|waiting|${zeros}autofs" \
+  "$(mounts automount | grep -F "$scratch/waiting" | tr '\t' '|')" "row of an automount point"
+end_servers
+
 # ---- as home and as working folder
 place_case() {  # NUMBER home|work CALL:PATH stay|die WANTED
   local at=$scratch/place$1 status text
