@@ -20,14 +20,15 @@
 #include "lib/debug.h"
 #include "lib/getline.h"
 #include "lib/notice.h"
+#include "lib/pathname.h"
 #include "lib/utilstr.h"
-#include "lib/worker.h"
 
 namespace kestrel {
 
 namespace {
 
 constexpr const char* k_mount_table = "/proc/self/mountinfo";
+constexpr std::string_view k_automounter = "autofs";
 constexpr int k_most_links = 40;  // as the kernel follows
 constexpr int k_hurried_patience = 1000;
 constexpr int k_most_patient_waits = 4;
@@ -42,8 +43,8 @@ constexpr std::string_view k_remote_types[] = {
 struct mount_table {
   bool is_loaded = false;
   std::deque<remote_mount> remote;  // never shrinks: others point into it
-  std::vector<std::pair<std::string, remote_mount*>> by_point;  // all mounts, null for local ones
-  std::map<dev_t, remote_mount*> by_device;                     // the same
+  std::map<std::string, remote_mount*, std::less<>> by_point;  // all mounts, null for local ones
+  std::map<dev_t, remote_mount*> by_device;                    // the same
   std::set<std::string> silent_servers;
   int silent = 0;
 };
@@ -90,7 +91,7 @@ void take_mount(std::string_view line) {
     }
   }
   table.by_device[device] = mount;
-  table.by_point.emplace_back(std::move(point), mount);
+  table.by_point.insert_or_assign(std::move(point), mount);  // the last one lies on top
 }
 
 void load() {
@@ -104,10 +105,16 @@ void load() {
   }
   for (std::string line; read_line(in, line);) take_mount(without_newline(line));
   fclose(in);
+  for (remote_mount& known : table.remote) {
+    if (known.type.empty()) table.by_point.emplace(known.point, &known);
+  }
 }
 
-// "host:/folder" or "//host/share"; "" when the source names no server.
-std::string server_of(const std::string& source) {
+// "host:/folder" or "//host/share"; "" when the source names no server. That of an automounter is
+// its map.
+std::string server_of(const remote_mount& mount) {
+  if (mount.type == k_automounter) return "";
+  const std::string& source = mount.source;
   const bool is_share = source.starts_with("//");
   // The colons of an IPv6 address stand in brackets.
   const size_t start = source.starts_with('[') ? source.find(']') : 0;
@@ -153,13 +160,10 @@ std::string path_of_folder(int descriptor) {
   return link_text("/proc/self/fd/" + std::to_string(descriptor));
 }
 
-// The mount table lists what lies on top last.
 remote_mount* remote_mounted_at(std::string_view path) {
   if (!has_remote_mounts()) return nullptr;
-  for (size_t i = table.by_point.size(); i-- > 0;) {
-    if (table.by_point[i].first == path) return table.by_point[i].second;
-  }
-  return nullptr;
+  const auto found = table.by_point.find(path);
+  return found == table.by_point.end() ? nullptr : found->second;
 }
 
 remote_mount* remote_of_device(dev_t device) {
@@ -174,61 +178,116 @@ remote_mount* remote_of_device(dev_t device) {
 
 remote_mount* remote_holding(std::string_view path) {
   if (!has_remote_mounts()) return nullptr;
-  const std::pair<std::string, remote_mount*>* best = nullptr;
-  for (const auto& mount : table.by_point) {
-    const std::string& point = mount.first;
-    const bool holds =
-        path.starts_with(point) &&
-        (point.ends_with('/') || path.size() == point.size() || path[point.size()] == '/');
-    if (holds && (best == nullptr || point.size() >= best->first.size())) best = &mount;
+  for (;;) {
+    const auto found = table.by_point.find(path.empty() ? "/" : path);
+    if (found != table.by_point.end()) return found->second;
+    if (path.size() <= 1) return nullptr;
+    path = path.substr(0, path.rfind('/'));
   }
-  return best == nullptr ? nullptr : best->second;
 }
 
-remote_mount* remote_on_way(std::string_view path, std::string_view folder) {
-  if (!has_remote_mounts()) return nullptr;
+std::set<std::string, std::less<>> remote_names_in(std::string_view folder) {
+  std::set<std::string, std::less<>> names;
+  std::string start(folder);
+  append_name(start, "");
+  for (auto i = table.by_point.upper_bound(start);
+       i != table.by_point.end() && i->first.starts_with(start); ++i) {
+    std::string name = i->first.substr(start.size());
+    if (i->second != nullptr && name.find('/') == std::string::npos) names.insert(std::move(name));
+  }
+  return names;
+}
+
+namespace {
+
+// Told a mount, the piece of the way on it that is looked at next, and what is left of the way.
+using way_visitor = std::function<bool(remote_mount& on, const std::string& at,
+                                       const std::vector<std::string>& left)>;
+
+// Follows a path link by link for as long as `may_ask` agrees. The path without links, or nothing
+// where it did not.
+std::optional<std::string> follow(std::string_view path, std::string_view folder,
+                                  const way_visitor& may_ask) {
+  std::vector<std::string> left;
+  add_components(left, path);
   std::string walked;
+  remote_mount* on = nullptr;
   if (!path.starts_with('/')) {
     walked = folder.empty() ? link_text("/proc/self/cwd") : std::string(folder);
     if (walked == "/") walked.clear();
-    if (remote_mount* on = remote_holding(walked)) return on;
+    on = remote_holding(walked);
+    if (on != nullptr && !may_ask(*on, walked, left)) return {};
   }
-  std::vector<std::string> left;
-  add_components(left, path);
   for (int links = 0; !left.empty();) {
     const std::string part = std::move(left.back());
     left.pop_back();
     if (part == "..") {
       walked.resize(walked.empty() ? 0 : walked.rfind('/'));
+      on = walked.empty() ? nullptr : remote_holding(walked);
       continue;
     }
     std::string next = walked;
     next.append("/").append(part);
-    // Behind it only the text can tell which mount it is.
-    if (remote_mounted_at(next) != nullptr) return remote_holding(joined(next, left));
+    const auto mounted = table.by_point.find(next);
+    remote_mount* const above = on;
+    if (mounted != table.by_point.end()) on = mounted->second;
+    if (on != nullptr && !may_ask(*on, next, left)) return {};
     const std::string target = link_text(next);
     if (target.empty()) {
-      walked = next;
+      walked = std::move(next);
       continue;
     }
-    if (++links > k_most_links) return nullptr;
-    if (target.starts_with('/')) walked.clear();
+    if (++links > k_most_links) return next;
+    const bool is_absolute = target.starts_with('/');
+    on = is_absolute ? nullptr : above;
+    if (is_absolute) walked.clear();
     add_components(left, target);
   }
-  return nullptr;
+  return walked.empty() ? "/" : walked;
+}
+
+}  // namespace
+
+remote_mount* remote_on_way(std::string_view path, std::string_view folder) {
+  if (!has_remote_mounts()) return nullptr;
+  remote_mount* first = nullptr;
+  // Behind the first one only the text can tell which mount it is.
+  follow(path, folder, [&first](remote_mount& on, const std::string& at, const auto& left) {
+    remote_mount* const by_text = remote_holding(joined(at, left));
+    first = by_text != nullptr ? by_text : &on;
+    return false;
+  });
+  return first;
+}
+
+std::optional<std::string> tell_way(worker_link& link, std::string_view path,
+                                    std::string_view folder, std::string_view entry) {
+  const std::string behind = '\n' + std::string(entry);
+  return follow(path, folder, [&](remote_mount& on, const std::string& at, const auto&) {
+    if (is_silent(on)) return false;
+    link.progress(at + behind);
+    return true;
+  });
 }
 
 bool is_silent(const remote_mount& mount) {
-  return mount.is_silent || table.silent_servers.count(server_of(mount.source)) != 0;
+  return mount.is_silent || table.silent_servers.count(server_of(mount)) != 0;
 }
 
-void note_silent(remote_mount& mount) {
-  if (mount.is_silent) return;
-  mount.is_silent = true;
+void note_silent(std::string_view asked) {
+  const std::string at(asked.substr(0, asked.find('\n')));
+  load();
+  remote_mount* mount = remote_holding(at);
+  if (mount == nullptr || mount->type == k_automounter) {
+    mount = &table.remote.emplace_back(remote_mount{at, "", "", 0, false});
+    table.by_point[at] = mount;
+  }
+  if (mount->is_silent) return;
+  mount->is_silent = true;
   ++table.silent;
-  const std::string server = server_of(mount.source);
+  const std::string server = server_of(*mount);
   if (!server.empty()) table.silent_servers.insert(server);
-  add_notice(mount.point, "does not answer, left out");
+  add_notice(mount->point, "does not answer, left out");
 }
 
 int remote_patience() {
@@ -237,31 +296,42 @@ int remote_patience() {
 
 namespace {
 
-bool answers(remote_mount* on, const std::function<std::string()>& work) {
+// Whether the file systems on the way to `path` answer `call`, which a worker makes where one of
+// them is a remote mount.
+bool answers(const char* path, const std::function<void()>& call) {
+  remote_mount* on = remote_on_way(path);
   if (on == nullptr) return true;
   errno = ETIMEDOUT;
   if (is_silent(*on)) return false;
-  std::string answer;
-  if (ask_worker(work, answer, remote_patience())) return true;
-  if (errno == ETIMEDOUT) note_silent(*on);
-  return errno != ETIMEDOUT;
+  worker asked([path, &call](worker_link& link) {
+    if (!tell_way(link, path)) return;
+    call();
+    link.send("");
+  });
+  if (!asked.is_started()) return true;
+  std::string record;
+  const worker::event got = asked.next(record, remote_patience());
+  if (got == worker::event::silent) note_silent(asked.asked());
+  errno = ETIMEDOUT;
+  return got != worker::event::silent && got != worker::event::ended;
 }
 
 }  // namespace
 
 bool is_reachable(const char* path) {
-  return answers(remote_on_way(path), [path] {
+  return answers(path, [path] {
     struct stat status;
-    return std::to_string(stat(path, &status));
+    stat(path, &status);
   });
 }
 
 bool is_folder_answering() {
-  return answers(remote_on_way("."), [] {
+  return answers(".", [] {
     const std::string name = "kestr" + std::to_string(getpid()) + ".try";
     const int made = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (made >= 0) close(made);
-    return std::to_string(made >= 0 && unlink(name.c_str()) == 0);
+    if (made < 0) return;
+    close(made);
+    unlink(name.c_str());
   });
 }
 

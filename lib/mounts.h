@@ -4,15 +4,19 @@
 
 #include <sys/types.h>
 
+#include <optional>
+#include <set>
 #include <string>
 #include <string_view>
+
+#include "lib/worker.h"
 
 namespace kestrel {
 
 /// A mounted file system that may wait for another machine or another process.
 struct remote_mount {
   std::string point;   ///< where it is mounted
-  std::string type;    ///< "nfs4"
+  std::string type;    ///< "nfs4"; "" for a path that did not answer and is no mount point
   std::string source;  ///< "server:/folder"
   dev_t device = 0;    ///< of its files
   bool is_silent = false;
@@ -34,13 +38,24 @@ remote_mount* remote_holding(std::string_view path);
 /// Relative paths begin at `folder`, an absolute path without links, or at the current folder.
 remote_mount* remote_on_way(std::string_view path, std::string_view folder = {});
 
+/// The names in a folder, a path without links, at which such a file system is mounted.
+std::set<std::string, std::less<>> remote_names_in(std::string_view folder);
+
+/// In a worker: follows a path to its end, as above but over remote mounts, too. Before each piece
+/// of the way that stands on one is looked at, the parent is told it as what is asked, and behind a
+/// newline the `entry` that it is asked for. The path without links, or nothing where the way leads
+/// over a mount that did not answer before.
+std::optional<std::string> tell_way(worker_link& link, std::string_view path,
+                                    std::string_view folder = {}, std::string_view entry = {});
+
 /// The path of an open folder, without links; "" where it cannot be told. Asks no file system.
 std::string path_of_folder(int descriptor);
 
 /// Whether nobody should ask: this mount, or another of the same server, did not answer before.
 bool is_silent(const remote_mount& mount);
-/// It did not answer: nobody asks it again in this run. Told in one line, and in the debug log.
-void note_silent(remote_mount& mount);
+/// What a worker asked (see `tell_way`) did not answer: nobody asks its mount again in this run, of
+/// an automounter only that path. Told in one line, and in the debug log.
+void note_silent(std::string_view asked);
 /// What a mount may take to answer, in milliseconds; less after several were silent.
 int remote_patience();
 

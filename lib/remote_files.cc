@@ -13,6 +13,7 @@
 
 #include "lib/debug.h"
 #include "lib/pathname.h"
+#include "lib/utilstr.h"
 
 namespace kestrel {
 
@@ -48,23 +49,23 @@ bool read_bytes(std::string_view bytes, Record& record) {
   return true;
 }
 
-// Where it is told which mount is asked, and at which entry the walk through a folder stands.
-std::string asked_text(const remote_mount& mount, std::string_view entry = {}) {
-  return mount.point + '\n' + std::string(entry);
+// As `tell_way` tells it: a path without links, and the entry for which it is asked.
+std::string asked_text(const std::string& path, std::string_view entry = {}) {
+  return path + '\n' + std::string(entry);
 }
 
 // --- in the worker --------------------------------------------------------------------------
 
 class folder_reader {
  public:
-  folder_reader(worker_link& link, const remote_files::filter& wanted, const remote_mount& on)
-      : link_(link), wanted_(wanted), on_(on) {}
+  folder_reader(worker_link& link, const remote_files::filter& wanted)
+      : link_(link), wanted_(wanted) {}
 
   void read(const std::string& path, const std::string& behind) {
     PathName folder;
     folder.start(path);
-    link_.progress(asked_text(on_));
-    const int opened = folder.open_directory();
+    errno = ETIMEDOUT;
+    const int opened = tell_way(link_, path) ? folder.open_directory() : -1;
     DIR* stream = opened < 0 ? nullptr : fdopendir(opened);
     reply<struct stat> found;
     if (stream == nullptr || fstat(opened, &found.answer) != 0) found.reason = errno;
@@ -88,7 +89,7 @@ class folder_reader {
   }
 
   bool read_entry() {
-    link_.progress(asked_text(on_));
+    link_.progress(asked_text(path_));
     errno = 0;
     const dirent* entry = readdir(stream_);
     entry_head head;
@@ -111,12 +112,11 @@ class folder_reader {
       return;
     }
     head.is_read = true;
-    remote_mount* to = leads_to(name, head.type);
-    if (to != nullptr && is_silent(*to)) {
+    const std::optional<std::string> to = approach(name, head.type);
+    if (!to) {
       head.reason = ETIMEDOUT;
       return;
     }
-    link_.progress(asked_text(to != nullptr ? *to : on_, name));
     if (fstatat(dirfd(stream_), name.c_str(), &head.status, 0) != 0) {
       head.reason = errno;
       settle(head);
@@ -125,20 +125,20 @@ class folder_reader {
     passed_over_.clear();
     head.has_status = true;
     head.is_kernel_made = S_ISDIR(head.status.st_mode) && head.status.st_dev != device_ &&
+                          remote_holding(*to) == nullptr &&
                           is_made_by_kernel(dirfd(stream_), name.c_str());
   }
 
-  // Another mount than the folder's, that a link leads to or that is mounted on the entry.
-  remote_mount* leads_to(const std::string& name, unsigned char type) {
-    link_.progress(asked_text(on_, name));
+  // Tells what the entry leads to, links followed, before it is asked. Nothing for one that leads
+  // over a mount that did not answer before.
+  std::optional<std::string> approach(const std::string& name, unsigned char type) {
+    if (type == DT_LNK || type == DT_UNKNOWN) return tell_way(link_, name, path_, name);
     std::string entry = path_;
     append_name(entry, name);
-    if (remote_mount* mounted = remote_mounted_at(entry)) return mounted;
-    if (type != DT_LNK) return nullptr;
-    char target[PATH_MAX];
-    const ssize_t length = readlinkat(dirfd(stream_), name.c_str(), target, sizeof target);
-    if (length <= 0) return nullptr;
-    return remote_on_way({target, static_cast<size_t>(length)}, path_);
+    const remote_mount* mounted = remote_mounted_at(entry);
+    if (mounted != nullptr && is_silent(*mounted)) return {};
+    link_.progress(asked_text(entry, name));
+    return entry;
   }
 
   void settle(entry_head& head) {
@@ -149,37 +149,35 @@ class folder_reader {
 
   worker_link& link_;
   const remote_files::filter& wanted_;
-  const remote_mount& on_;
   std::string path_;
   DIR* stream_ = nullptr;
   dev_t device_ = 0;
   std::string passed_over_;
 };
 
-// A question: letter, point of the mount, NUL, path, and for a listing NUL and the entry behind
-// which it goes on.
+// ETIMEDOUT where the way to the path leads over a mount that did not answer before.
+template <class Answer, class Call>
+void send_reply(worker_link& link, const std::string& path, Call&& call) {
+  reply<Answer> found;
+  found.reason = ETIMEDOUT;
+  if (tell_way(link, path)) found.reason = call(path.c_str(), &found.answer) == 0 ? 0 : errno;
+  link.send(bytes_of(found));
+}
+
+// A question: letter, path, and for a listing NUL and the entry behind which it goes on.
 void answer(worker_link& link, std::string_view question, const remote_files::filter& wanted) {
   const char what = question.front();
   question.remove_prefix(1);
-  std::string parts[3];
-  for (std::string& part : parts) {
-    const size_t end = std::min(question.find('\0'), question.size());
-    part = question.substr(0, end);
-    question.remove_prefix(std::min(end + 1, question.size()));
-  }
-  const remote_mount on = {parts[0], "", "", 0, false};
-  const std::string& path = parts[1];
-  link.progress(asked_text(on));
+  const std::string path(next_field(question, '\0'));
+  const std::string behind(question);
   if (what == k_list) {
-    folder_reader(link, wanted, on).read(path, parts[2]);
+    folder_reader(link, wanted).read(path, behind);
   } else if (what == k_look) {
-    reply<struct stat> found;
-    if (stat(path.c_str(), &found.answer) != 0) found.reason = errno;
-    link.send(bytes_of(found));
+    send_reply<struct stat>(link, path,
+                            [](const char* of, struct stat* found) { return stat(of, found); });
   } else {
-    reply<struct statvfs> found;
-    if (statvfs(path.c_str(), &found.answer) != 0) found.reason = errno;
-    link.send(bytes_of(found));
+    send_reply<struct statvfs>(
+        link, path, [](const char* of, struct statvfs* found) { return statvfs(of, found); });
   }
 }
 
@@ -210,12 +208,7 @@ bool remote_files::has_worker() {
 worker::event remote_files::take(std::string& answer) {
   const worker::event got = worker_->next(answer, remote_patience());
   if (got == worker::event::record) return got;
-  if (got == worker::event::silent) {
-    const std::string asked = worker_->asked();
-    if (remote_mount* mount = remote_mounted_at(asked.substr(0, asked.find('\n')))) {
-      note_silent(*mount);
-    }
-  }
+  if (got == worker::event::silent) note_silent(worker_->asked());
   errno = got == worker::event::silent ? ETIMEDOUT : got == worker::event::stopped ? EINTR : EIO;
   return got;
 }
@@ -226,7 +219,7 @@ bool remote_files::ask_for(char what, const std::string& path, remote_mount& on,
   if (is_silent(on)) return false;
   if (!has_worker()) return false;
   std::string bytes;
-  if (!worker_->ask(what + on.point + '\0' + path) || take(bytes) != worker::event::record) {
+  if (!worker_->ask(what + path) || take(bytes) != worker::event::record) {
     const int reason = errno;
     worker_.reset();
     errno = reason;
@@ -295,7 +288,8 @@ constexpr size_t k_piece = 65536;
 
 // The first record is errno of opening; what was read follows.
 void send_file(worker_link& link, const char* path) {
-  const file_ptr in = open_local_file(path);
+  errno = ETIMEDOUT;
+  const file_ptr in = tell_way(link, path) ? open_local_file(path) : nullptr;
   link.send(bytes_of(in == nullptr ? errno : 0));
   if (in == nullptr) return;
   std::string piece(k_piece, '\0');
@@ -322,7 +316,7 @@ file_ptr copy_remote_file(const char* path, remote_mount& on) {
     fwrite(piece.data(), 1, piece.size(), copy.get());
   }
   if (got == worker::event::silent) {
-    note_silent(on);
+    note_silent(reader.asked());
     reason = ETIMEDOUT;
   }
   if (copy != nullptr) rewind(copy.get());

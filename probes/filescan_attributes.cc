@@ -64,13 +64,13 @@ bool filescan_linux::take_remote_entry() {
 // The mount that may hang and that has to be asked for an entry of a local folder: what is mounted
 // there, or what a link leads to.
 remote_mount* filescan_linux::leads_over(const char* name, unsigned char type) const {
-  if (folder_.empty() || (type != DT_UNKNOWN && type != DT_DIR && type != DT_LNK)) return nullptr;
-  if (type != DT_LNK) {
+  if (folder_.empty()) return nullptr;
+  if (remote_names_.count(std::string_view(name)) != 0) {
     std::string path = folder_;
     append_name(path, name);
-    if (remote_mount* mounted = remote_mounted_at(path)) return mounted;
-    if (type == DT_DIR) return nullptr;
+    return remote_mounted_at(path);
   }
+  if (type != DT_LNK && type != DT_UNKNOWN) return nullptr;
   char target[PATH_MAX];
   const ssize_t length = readlinkat(dirfd(stream_.get()), name, target, sizeof target);
   if (length <= 0) return nullptr;

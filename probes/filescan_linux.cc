@@ -174,7 +174,10 @@ bool filescan_linux::open_local(const dentry& folder) {
   }
   struct stat status;
   if (fstat(opened, &status) == 0) ancestors_.back().key = {status.st_dev, status.st_ino};
-  if (has_remote_mounts()) folder_ = path_of_folder(opened);
+  if (has_remote_mounts()) {
+    folder_ = path_of_folder(opened);
+    remote_names_ = remote_names_in(folder_);
+  }
   return true;
 }
 

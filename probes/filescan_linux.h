@@ -134,10 +134,11 @@ class filescan_linux : public filescan {
   std::vector<ancestor> ancestors_;
   std::string name_;
   file_attributes attributes_;
-  bool ruled_out_ = false;          ///< the name fails the filters, so `attributes_` were not read
-  std::string unread_;              ///< the latest entry whose attributes were not read
-  std::string folder_;              ///< path of the open local one, where mounts may hang
-  remote_mount* remote_ = nullptr;  ///< that the open folder stands on, when a worker reads it
+  bool ruled_out_ = false;  ///< the name fails the filters, so `attributes_` were not read
+  std::string unread_;      ///< the latest entry whose attributes were not read
+  std::string folder_;      ///< path of the open local one, where mounts may hang
+  std::set<std::string, std::less<>> remote_names_;  ///< entries of it at which they are
+  remote_mount* remote_ = nullptr;    ///< that the open folder stands on, when a worker reads it
   remote_mount* entry_on_ = nullptr;  ///< that the way to the current entry leads over
   remote_entry entry_;
   remote_files asked_{

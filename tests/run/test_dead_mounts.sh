@@ -8,7 +8,8 @@ if [ "${DEAD_MOUNTS:-}" = "" ]; then
   exit
 fi
 cat > server.py << 'EOP'
-"""server.py FOLDER NAME CALL:PATH stay|die: FOLDER is mounted from NAME until that call comes."""
+"""server.py FOLDER NAME CALL:PATH stay|die [TARGET]: FOLDER is mounted from NAME until that call
+comes. It has a link "way" to TARGET."""
 import errno, os, signal, stat, sys
 from fusepy import FUSE, FuseOSError, Operations
 
@@ -27,6 +28,8 @@ class Server(Operations):
     def getattr(self, path, fh=None):
         self.meet("getattr", path)
         name = path.rsplit("/", 1)[1]
+        if name == "way":
+            return {"st_mode": stat.S_IFLNK | 0o777, "st_nlink": 1}
         if name == "" or name == "d":
             return {"st_mode": stat.S_IFDIR | 0o755, "st_nlink": 2}
         if name not in FILES:
@@ -34,13 +37,16 @@ class Server(Operations):
             raise FuseOSError(errno.ENOENT)
         return {"st_mode": stat.S_IFREG | 0o644, "st_size": 11, "st_nlink": 1}
 
+    def readlink(self, path):
+        return sys.argv[5]
+
     def opendir(self, path):
         self.meet("opendir", path)
         return 0
 
     def readdir(self, path, fh):
         self.meet("readdir", path)
-        return [".", ".."] + (NAMES if path == "/" else ["e6"])
+        return [".", ".."] + (["way"] * (len(sys.argv) > 5) + NAMES if path == "/" else ["e6"])
 
     def open(self, path, flags):
         self.meet("open", path)
@@ -65,9 +71,9 @@ end_servers() {
   : > "$scratch/servers"
 }
 trap 'end_servers; rm -rf "$scratch"' EXIT
-serve() {  # FOLDER NAME CALL:PATH stay|die
-  mkdir -p "$1"
-  /usr/bin/python3 "$scratch/server.py" "$1" "$2" "$3" "$4" < /dev/null > /dev/null 2>&1 &
+serve() {  # FOLDER NAME CALL:PATH stay|die [TARGET]
+  [ -e "$1" ] || mkdir -p "$1"
+  /usr/bin/python3 "$scratch/server.py" "$@" < /dev/null > /dev/null 2>&1 &
   echo "$! $1" >> "$scratch/servers"
   disown
   for _ in {1..300}; do grep -q " $1 fuse" /proc/self/mounts && return; sleep 0.1; done
@@ -153,23 +159,63 @@ end_servers
 
 # ---- what waits to be mounted is not: its daemon, which answers nothing, is not asked
 cat > daemon.py << 'EOP'
-import ctypes, os, signal, sys
+"""daemon.py FOLDER direct, or FOLDER indirect HEALTHY: that is mounted at the names a and z."""
+import ctypes, os, signal, subprocess, sys
 os.setsid()  # the daemon's own group is let through
 hears, kernel = os.pipe()
-options = f"fd={kernel},pgrp={os.getpgrp()},minproto=5,maxproto=5,direct"
+options = f"fd={kernel},pgrp={os.getpgrp()},minproto=5,maxproto=5,{sys.argv[2]}"
 libc = ctypes.CDLL(None, use_errno=True)
 if libc.mount(b"waiting", sys.argv[1].encode(), b"autofs", 0, options.encode()) != 0:
     sys.exit(os.strerror(ctypes.get_errno()))
+for name in ("a", "bad", "z") * (sys.argv[2] == "indirect"):
+    os.mkdir(f"{sys.argv[1]}/{name}")
+    if name != "bad":
+        subprocess.run(["mount", "--bind", sys.argv[3], f"{sys.argv[1]}/{name}"], check=True)
+print("ready", flush=True)
 signal.pause()
 EOP
-mkdir waiting
-/usr/bin/python3 daemon.py "$scratch/waiting" & daemon=$!
-echo "$daemon $scratch/waiting" >> servers
-for _ in {1..300}; do grep -q " $scratch/waiting autofs" /proc/self/mounts && break; sleep 0.1; done
+automount() {  # FOLDER direct|indirect [HEALTHY]
+  local says=$scratch/daemon${1//\//-}
+  mkdir -p "$1"
+  /usr/bin/python3 "$scratch/daemon.py" "$@" > "$says" &
+  echo "$! $1" >> "$scratch/servers"
+  disown
+  for _ in {1..300}; do grep -qs ready "$says" && return; sleep 0.1; done
+  die "no automounter at $1"
+}
+automount "$scratch/waiting" direct
 run automount -probe "partition information" || die "run beside an automount point"
 lacks automount/console "does not answer"
 expect "$scratch/waiting|waiting|${zeros}autofs" \
   "$(mounts automount | grep -F "$scratch/waiting" | tr '\t' '|')" "row of an automount point"
+end_servers
+
+# ---- only what hangs is left out: not the healthy mount with a link to it, nor the automounter
+blame_case() {  # inner|hop|file|auto: what in a tree leads to which dead one
+  local at=$scratch/$1 dead=$scratch/$1/dead
+  mkdir -p "$at/tree" "$at/good"
+  touch "$at/tree/one" "$at/good/two"
+  [ "$1" != hop ] || ln -s well/way "$at/tree/link"
+  case $1 in
+    file) dead=$at/tree/dead && touch "$dead" && serve "$dead" "$1:/x" getattr:/ stay ;;
+    auto) dead=$at/tree/net/bad && automount "$at/tree/net" indirect "$at/good" ;;
+    *) serve "$dead" "$1:/x" getattr:/e1 stay ;;
+  esac
+  serve "$at/tree/well" "well-$1:/x" none stay "$at/dead/e1"
+  run "$at/run" -probe filescan -p FILESCAN "path=$at/tree" 'filter=*'
+  echo "status $?" > "$at/verdict"
+  grep "does not answer" "$at/run/console" | tr -d '\r' >> "$at/verdict"
+  grep -o '<filename>[a-z0-9.]*' "$at/run/Unknown-Unknown-Unknown.FILESCAN.XML" | cut -d '>' -f 2 |
+    sort >> "$at/verdict"
+  [ "$1" = auto ] || printf 'two\ntwo\n' >> "$at/verdict"
+  echo "status 0 $dead: does not answer, left out .i18n e1 e2 e3 e4 e5 e6 one two two" > "$at/wanted"
+}
+blames=(inner hop file auto)
+for blame in "${blames[@]}"; do blame_case "$blame" & done
+wait
+for blame in "${blames[@]}"; do
+  expect "$(cat "$blame/wanted")" "$(tr '\n' ' ' < "$blame/verdict" | sed 's/ $//')" "$blame"
+done
 end_servers
 
 # ---- as home and as working folder
