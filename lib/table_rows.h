@@ -36,6 +36,13 @@ class kept_text : public std::string {
   kept_text(const char* text) : kept_text(std::string_view(text)) {}
 };
 
+/// The same in a column that is exactly as wide as the text is long.
+template <size_t Longest>
+class fitted_text : public kept_text<Longest> {
+ public:
+  using kept_text<Longest>::kept_text;
+};
+
 namespace cells {
 
 template <class Value>
@@ -57,6 +64,11 @@ template <class Value>
 constexpr int width_of = 0;
 template <size_t Longest>
 constexpr int width_of<kept_text<Longest>> = kept_text<Longest>::buffer_size;
+template <size_t Longest>
+constexpr int width_of<fitted_text<Longest>> = static_cast<int>(Longest);
+
+/// Room for every text that a getter writes into its caller's buffer.
+inline constexpr int k_getter_room = 4096;
 
 template <class Source>
 struct source;  // a member, or a function of the record
@@ -75,22 +87,37 @@ struct source<Value (*)(const Record&)> {
   using record_type = Record;
   using value = std::remove_cvref_t<Value>;
 };
+// What walks over things is a record, too, by its address: its getters change it.
+template <class Value, class Walker>
+struct source<Value (Walker::*)()> {
+  using record_type = Walker*;
+  using value = Value;
+};
+template <class Walker>
+struct source<char* (Walker::*)(char*, int)> {
+  using record_type = Walker*;
+  using value = const char*;
+};
 
 /// Numbers keep their type: the list format tells counts from other numbers.
 template <is_shown Value>
 void log_value(Table& table, const Value& value) {
   if constexpr (std::same_as<Value, std::wstring>) {
     table.log_wide_data(value.c_str());
-  } else if constexpr (std::same_as<Value, int64_t>) {
-    table.log_count(value);
-  } else if constexpr (std::unsigned_integral<Value> && !std::same_as<Value, bool>) {
-    table.log_data(static_cast<unsigned long>(value));
-  } else if constexpr (std::integral<Value>) {
-    table.log_data(static_cast<int>(value));
   } else if constexpr (std::derived_from<Value, std::string>) {
-    table.log_data(static_cast<const std::string&>(value));
+    table.log_data(std::string_view(value));
   } else {
     table.log_data(value);
+  }
+}
+
+template <auto Source, class Record>
+void log_source(Table& table, const Record& from) {
+  if constexpr (std::invocable<decltype(Source), const Record&>) {
+    log_value(table, std::invoke(Source, from));
+  } else {
+    char text[k_getter_room];
+    table.log_data(std::invoke(Source, from, text, k_getter_room));
   }
 }
 
@@ -114,13 +141,13 @@ constexpr auto make_shown() {
   using value = typename source::value;
   static_assert(cells::is_shown<value>, "a cell shows a text, a number, a bool or a date");
   return shown_as<record_type>{Type, cells::width_of<value>,
-                               [](Table& table, const record_type& from) {
-                                 cells::log_value<value>(table, std::invoke(Source, from));
-                               }};
+                               cells::log_source<Source, record_type>};
 }
 
 /// Shows a member (`&account::name`), a const member function or a function of the record: texts
-/// and dates in a STRING column, numbers in an INTEGER one, truth values in a BOOL one.
+/// and dates in a STRING column, numbers in an INTEGER one, truth values in a BOOL one. Getters
+/// that are not const, and those that write a text into a buffer (`&filescan::get_path`), make
+/// cells of `filescan*`.
 template <auto Source>
 constexpr auto show =
     make_shown<Source, cells::type_of<typename cells::source<decltype(Source)>::value>>();
