@@ -1,4 +1,4 @@
-// See deb_software.h.
+// Asks aptitude for every installed package and reports what it prints, trimmed.
 #include "probes/deb_software.h"
 
 #include <cerrno>
@@ -6,7 +6,6 @@
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "lib/find_tool.h"
-#include "lib/table.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -18,33 +17,35 @@ constexpr const char* k_aptitude_command =
     R"(Name: %p++Version: %v++Maintainer: %m++Description: %d++Group: %s++Size: %I++---EOP---)"
     R"(" -w 512 | sed -e '{s/++/\n/g}' 2>&1)";
 
-constexpr column k_deb_columns[] = {
-    {"Name",        DT_STRING, 64 },
-    {"Version",     DT_STRING, 32 },
-    {"Maintainer",  DT_STRING, 128},
-    {"Description", DT_STRING, 256},
-    {"Category",    DT_STRING, 64 },
-    {"Size",        DT_STRING, 16 },
+template <auto Member>
+auto trimmed(const deb_package& package) {
+  return std::remove_cvref_t<decltype(package.*Member)>(trim_whitespace(package.*Member));
+}
+
+constexpr cell_of<deb_package> k_deb_cells[] = {
+    {"Name",        show<trimmed<&deb_package::name>>       },
+    {"Version",     show<trimmed<&deb_package::version>>    },
+    {"Maintainer",  show<trimmed<&deb_package::maintainer>> },
+    {"Description", show<trimmed<&deb_package::description>>},
+    {"Category",    show<trimmed<&deb_package::group>>      },
+    {"Size",        show<trimmed<&deb_package::size>>       },
 };
 
-// In the order of the columns.
-constexpr record_key k_deb_keys[] = {
-    {"Name:",        64 },
-    {"Version:",     32 },
-    {"Maintainer:",  128},
-    {"Description:", 256},
-    {"Group:",       64 },
-    {"Size:",        16 },
+constexpr line_of<deb_package> k_deb_lines[] = {
+    {"Name:",        keep<&deb_package::name>       },
+    {"Version:",     keep<&deb_package::version>    },
+    {"Maintainer:",  keep<&deb_package::maintainer> },
+    {"Description:", keep<&deb_package::description>},
+    {"Group:",       keep<&deb_package::group>      },
+    {"Size:",        keep<&deb_package::size>       },
 };
 
 constexpr const char* k_table = "DPKG Packages";
 
-// aptitude fills its columns with blanks.
-std::string trimmed(const std::string& field) { return std::string(trim_whitespace(field)); }
-
 }  // namespace
 
-const record_format k_deb_records = {"aptitude", "aptitude: getline", k_deb_keys, "---EOP---"};
+const record_format<deb_package> k_deb_records = {"aptitude", "aptitude: getline", k_deb_lines,
+                                                  "---EOP---"};
 
 bool deb_packages_test() {
   static const std::optional<std::string> aptitude_path = find_tool("aptitude", k_table);
@@ -52,18 +53,15 @@ bool deb_packages_test() {
 }
 
 void write_deb_packages(FILE* fp) {
-  Table table(fp, k_table, "Debian Packages");
-  table.declare(k_deb_columns);
+  record_table table(fp, k_table, "Debian Packages", k_deb_cells);
   printd("aptitude: '%s'\n", k_aptitude_command);
   command_stream aptitude(k_aptitude_command);
   if (!aptitude.is_open()) {
     print_error("aptitude: popen", errno);
     return;
   }
-  for_each_record(aptitude.stream(), k_deb_records, [&table](const record& package) {
-    table.start_row(trimmed(package.front()).c_str());
-    for (const std::string& field : package) table.log_data(trimmed(field));
-    table.end_row();
+  for_each_record(aptitude.stream(), k_deb_records, [&table](const deb_package& package) {
+    table.add(trimmed<&deb_package::name>(package), package);
   });
   aptitude.finish(k_table, table.rows());
 }

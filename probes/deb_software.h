@@ -1,14 +1,25 @@
-// The packages that are installed through the Debian package system.
+// The packages that are installed through the Debian package system: a command prints a line a
+// field, the report has a row a package.
 #pragma once
 
 #include <cstdio>
 
 #include "lib/record_lines.h"
+#include "lib/table_rows.h"
 
 namespace kestrel {
 
-/// What `aptitude` is told to print; the fields, trimmed, are the cells of a row.
-extern const record_format k_deb_records;
+/// One package, in the texts of `aptitude`, which are filled with blanks.
+struct deb_package {
+  fitted_text<64> name;
+  fitted_text<32> version;
+  fitted_text<128> maintainer;
+  fitted_text<256> description;
+  fitted_text<64> group;
+  fitted_text<16> size;
+};
+/// What `aptitude` is told to print.
+extern const record_format<deb_package> k_deb_records;
 
 /// Whether aptitude is installed. Asked once a run.
 bool deb_packages_test();

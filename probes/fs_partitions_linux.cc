@@ -1,4 +1,4 @@
-// See fs_partitions_linux.h.
+// Partitions as /proc/partitions lists them, each with what tune2fs tells about its file system.
 #include "probes/fs_partitions_linux.h"
 
 #include <algorithm>
@@ -9,6 +9,7 @@
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/getline.h"
+#include "lib/record_lines.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -23,44 +24,29 @@ constexpr std::string_view k_name_characters =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/_-.:+,@!";
 
 constexpr cell_of<partition> k_partition_cells[] = {
-    {"Name",            show<&partition::name>                    },
-    {"No. Blocks",      show<&partition::blocks>                  },
-    {"Major Number",    show<&partition::major_number>            },
-    {"Minor Number",    show<&partition::minor_number>            },
-    {"Features",        show<&partition::features>.wide(128)      },
-    {"State",           show<&partition::state>.wide(16)          },
-    {"Error Behaviour", show<&partition::error_behaviour>.wide(64)},
-    {"Last Mount Date", show<&partition::last_mount>.wide(64)     },
-    {"Mount Count",     show<&partition::mount_count>             },
-    {"Maximum Mounts",  show<&partition::maximum_mounts>          },
-    {"Block Size",      show<&partition::block_size>              },
-    {"Inode Size",      show<&partition::inode_size>              },
+    {"Name",            show<&partition::name>           },
+    {"No. Blocks",      show<&partition::blocks>         },
+    {"Major Number",    show<&partition::major_number>   },
+    {"Minor Number",    show<&partition::minor_number>   },
+    {"Features",        show<&partition::features>       },
+    {"State",           show<&partition::state>          },
+    {"Error Behaviour", show<&partition::error_behaviour>},
+    {"Last Mount Date", show<&partition::last_mount>     },
+    {"Mount Count",     show<&partition::mount_count>    },
+    {"Maximum Mounts",  show<&partition::maximum_mounts> },
+    {"Block Size",      show<&partition::block_size>     },
+    {"Inode Size",      show<&partition::inode_size>     },
 };
 
-struct text_key {
-  std::string_view word;
-  void (*keep)(partition& details, std::string_view text);
-};
-template <auto Member>
-void keep(partition& details, std::string_view text) {
-  details.*Member = text;
-}
-constexpr text_key k_text_keys[] = {
+constexpr line_of<partition> k_superblock_lines[] = {
     {"Filesystem features:", keep<&partition::features>       },
     {"Filesystem state:",    keep<&partition::state>          },
     {"Errors behavior:",     keep<&partition::error_behaviour>},
     {"Last mount time:",     keep<&partition::last_mount>     },
-};
-
-struct number_key {
-  std::string_view word;
-  int partition::*number;
-};
-constexpr number_key k_number_keys[] = {
-    {"Mount count:",         &partition::mount_count   },
-    {"Maximum mount count:", &partition::maximum_mounts},
-    {"Block size:",          &partition::block_size    },
-    {"Inode size:",          &partition::inode_size    },
+    {"Mount count:",         keep<&partition::mount_count>    },
+    {"Maximum mount count:", keep<&partition::maximum_mounts> },
+    {"Block size:",          keep<&partition::block_size>     },
+    {"Inode size:",          keep<&partition::inode_size>     },
 };
 
 command_result read_superblock(partition& details) {
@@ -97,16 +83,8 @@ std::optional<partition> parse_partition_line(std::string_view line) {
 }
 
 void parse_superblock_line(std::string_view line, partition& details) {
-  for (const text_key& key : k_text_keys) {
-    if (!line.starts_with(key.word)) continue;
-    key.keep(details, skip_blanks(line.substr(key.word.size())));
-  }
-  for (const number_key& key : k_number_keys) {
-    if (!line.starts_with(key.word)) continue;
-    std::string_view text = line.substr(key.word.size());
-    int64_t number = 0;
-    if (scan_integer(text, number)) details.*key.number = to_int(number);
-  }
+  const line_of<partition>* row = take_key<partition>(k_superblock_lines, line);
+  if (row != nullptr) row->keep(details, skip_blanks(line));
 }
 
 void write_partitions(FILE* fp, FILE* in) {

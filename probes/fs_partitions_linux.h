@@ -19,9 +19,9 @@ struct partition {
   int minor_number = 0;
   int64_t blocks = 0;  ///< of 1 KB
   /// The superblock's; empty and 0 where there is none.
-  kept_text<128> features;
-  kept_text<16> state;
-  kept_text<64> error_behaviour, last_mount;
+  fitted_text<128> features;
+  fitted_text<16> state;
+  fitted_text<64> error_behaviour, last_mount;
   int mount_count = 0;
   int maximum_mounts = 0;
   int block_size = 0;  ///< bytes, as the next

@@ -1,4 +1,5 @@
-// See modules_linux.h.
+// The kernel's modules, from two sources: a shell script that asks modinfo about every module file,
+// and /proc/modules.
 #include "probes/modules_linux.h"
 
 #include <cerrno>
@@ -6,9 +7,6 @@
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "lib/file.h"
-#include "lib/getline.h"
-#include "lib/mbcs.h"
-#include "lib/table_rows.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -36,25 +34,24 @@ constexpr const char* k_modules_script =
 
 constexpr const char* k_table = "Kernel Modules";
 
-constexpr column k_module_columns[] = {
-    {"Name",        DT_STRING, 80},
-    {"Path",        DT_STRING, 80},
-    {"Version",     DT_STRING, 80},
-    {"Author",      DT_STRING, 80},
-    {"License",     DT_STRING, 80},
-    {"Description", DT_STRING, 80},
-    {"Loaded",      DT_STRING, 0 },
+constexpr cell_of<kernel_module> k_module_cells[] = {
+    {"Name",        show<&kernel_module::name>.wide(80)       },
+    {"Path",        show<&kernel_module::path>.wide(80)       },
+    {"Version",     show<&kernel_module::version>.wide(80)    },
+    {"Author",      show<&kernel_module::author>.wide(80)     },
+    {"License",     show<&kernel_module::license>.wide(80)    },
+    {"Description", show<&kernel_module::description>.wide(80)},
+    {"Loaded",      show<&kernel_module::loaded>              },
 };
 
-// In the order of the columns; a value may be as long as a line.
-constexpr record_key k_module_keys[] = {
-    {"Module:",      k_max_line},
-    {"Path:",        k_max_line},
-    {"Version:",     k_max_line},
-    {"Author:",      k_max_line},
-    {"License:",     k_max_line},
-    {"Description:", k_max_line},
-    {"Loaded:",      k_max_line},
+constexpr line_of<kernel_module> k_module_lines[] = {
+    {"Module:",      keep<&kernel_module::name>       },
+    {"Path:",        keep<&kernel_module::path>       },
+    {"Version:",     keep<&kernel_module::version>    },
+    {"Author:",      keep<&kernel_module::author>     },
+    {"License:",     keep<&kernel_module::license>    },
+    {"Description:", keep<&kernel_module::description>},
+    {"Loaded:",      keep<&kernel_module::loaded>     },
 };
 
 constexpr cell_of<loaded_module> k_loaded_cells[] = {
@@ -84,23 +81,19 @@ std::string bash_command(std::string_view script) {
 
 }  // namespace
 
-const record_format k_module_records = {"modules", "modules: get_wide_line", k_module_keys,
-                                        "--EOM--"};
+const record_format<kernel_module> k_module_records = {"modules", "modules: get_wide_line",
+                                                       k_module_lines, "--EOM--"};
 
 bool modules_probe::run(FILE* fp) {
-  Table table(fp, k_table, "MODULE");
-  table.declare(k_module_columns);
+  record_table table(fp, k_table, "MODULE", k_module_cells);
   printd("modules: '%s'\n", k_modules_script);
   command_stream script(bash_command(k_modules_script).c_str(), 0, "modinfo");
   if (!script.is_open()) {
     print_error("modules: popen", errno);
     return true;
   }
-  for_each_record(script.stream(), k_module_records, [&table](const record& module) {
-    table.start_row(mbcs_to_wide(module.front()).c_str());
-    for (const std::string& field : module) table.log_wide_data(mbcs_to_wide(field).c_str());
-    table.end_row();
-  });
+  for_each_record(script.stream(), k_module_records,
+                  [&table](const kernel_module& module) { table.add(module.name, module); });
   script.finish(k_table, table.rows());
   return true;
 }

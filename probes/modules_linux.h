@@ -11,8 +11,12 @@
 
 namespace kestrel {
 
-/// What the script that lists the module files prints; the fields are the cells of a row.
-extern const record_format k_module_records;
+/// A module file, with what it tells about itself.
+struct kernel_module {
+  std::wstring name, path, version, author, license, description, loaded;
+};
+/// What the script that lists the module files prints.
+extern const record_format<kernel_module> k_module_records;
 
 /// A module in use, as /proc/modules lists it.
 struct loaded_module {

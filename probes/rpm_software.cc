@@ -1,4 +1,4 @@
-// See rpm_software.h.
+// Asks rpm for every package of its database and reports what it prints.
 #include "probes/rpm_software.h"
 
 #include <cerrno>
@@ -6,7 +6,6 @@
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "lib/find_tool.h"
-#include "lib/table.h"
 
 namespace kestrel {
 namespace {
@@ -18,32 +17,35 @@ constexpr const char* k_rpm_command =
     R"(Description: %{SUMMARY}\nGroup: %{GROUP}\nInstallDate: %{INSTALLTIME:day}\n)"
     R"(Size: %{SIZE}\n---EOP---\n" 2>&1)";
 
-constexpr column k_rpm_columns[] = {
-    {"Name",         DT_STRING, 64 },
-    {"Version",      DT_STRING, 32 },
-    {"Vendor",       DT_STRING, 64 },
-    {"Description",  DT_STRING, 256},
-    {"Group",        DT_STRING, 64 },
-    {"Install Date", DT_STRING, 16 },
-    {"Size",         DT_STRING, 16 },
+constexpr cell_of<rpm_package> k_rpm_cells[] = {
+    {"Name",         show<&rpm_package::name>.wide(64)        },
+    {"Version",      show<&rpm_package::version>.wide(32)     },
+    {"Vendor",       show<&rpm_package::vendor>.wide(64)      },
+    {"Description",  show<&rpm_package::description>.wide(256)},
+    {"Group",        show<&rpm_package::group>.wide(64)       },
+    {"Install Date", show<&rpm_package::install_date>         },
+    {"Size",         show<&rpm_package::size>.wide(16)        },
 };
 
-// In the order of the columns.
-constexpr record_key k_rpm_keys[] = {
-    {"Name:",        80, ""      },
-    {"Version:",     80, ""      },
-    {"Vendor:",      80, ""      },
-    {"Description:", 80, ""      },
-    {"Group:",       80, ""      },
-    {"InstallDate:", 16, ""      },
-    {"Size:",        80, " bytes"},
+void keep_size(rpm_package& package, std::string_view value) {
+  package.size = std::string(value) + " bytes";
+}
+
+constexpr line_of<rpm_package> k_rpm_lines[] = {
+    {"Name:",        keep<&rpm_package::name>        },
+    {"Version:",     keep<&rpm_package::version>     },
+    {"Vendor:",      keep<&rpm_package::vendor>      },
+    {"Description:", keep<&rpm_package::description> },
+    {"Group:",       keep<&rpm_package::group>       },
+    {"InstallDate:", keep<&rpm_package::install_date>},
+    {"Size:",        keep_size                       },
 };
 
 constexpr const char* k_table = "RPM Packages";
 
 }  // namespace
 
-const record_format k_rpm_records = {"rpm", "rpm: getline", k_rpm_keys, "---EOP---"};
+const record_format<rpm_package> k_rpm_records = {"rpm", "rpm: getline", k_rpm_lines, "---EOP---"};
 
 bool rpm_packages_test() {
   static const std::optional<std::string> rpm_path = find_tool("rpm", k_table);
@@ -51,19 +53,15 @@ bool rpm_packages_test() {
 }
 
 void write_rpm_packages(FILE* fp) {
-  Table table(fp, k_table, "PACKAGE");
-  table.declare(k_rpm_columns);
+  record_table table(fp, k_table, "PACKAGE", k_rpm_cells);
   printd("rpm: '%s'\n", k_rpm_command);
   command_stream rpm(k_rpm_command);
   if (!rpm.is_open()) {
     print_error("rpm: popen", errno);
     return;
   }
-  for_each_record(rpm.stream(), k_rpm_records, [&table](const record& package) {
-    table.start_row(package.front().c_str());
-    for (const std::string& field : package) table.log_data(field);
-    table.end_row();
-  });
+  for_each_record(rpm.stream(), k_rpm_records,
+                  [&table](const rpm_package& package) { table.add(package.name, package); });
   rpm.finish(k_table, table.rows());
 }
 
