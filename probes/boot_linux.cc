@@ -1,10 +1,12 @@
-// See boot_linux.h.
+// How the machine boots, from the boot loader's menu, /boot, /proc/cmdline and the links in
+// /etc/rc0.d to /etc/rc6.d. Folders are read by the file scan's walker.
 #include "probes/boot_linux.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <memory>
 #include <utility>
@@ -12,7 +14,7 @@
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/getline.h"
-#include "lib/table.h"
+#include "lib/record_lines.h"
 #include "lib/utilstr.h"
 #include "probes/filescan.h"
 
@@ -23,7 +25,6 @@ constexpr const char* k_instance = "Linux Startup Information";
 constexpr const char* k_boot_folder = "/boot";
 constexpr const char* k_command_line = "/proc/cmdline";
 constexpr const char* k_scripts_folder = "/etc/init.d";
-constexpr int k_runlevels = 7;
 
 constexpr const char* k_grub_files[] = {
     "/boot/grub.conf",
@@ -32,57 +33,82 @@ constexpr const char* k_grub_files[] = {
     "/boot/grub/menu.lst",
 };
 
-constexpr column k_entry_columns[] = {
-    {"Boot Entry Title", DT_STRING, 128},
-    {"Root Device",      DT_STRING, 16 },
-    {"Kernel Image",     DT_STRING, 128},
-    {"Kernel Options",   DT_STRING, 128},
-    {"Initial RAM Disk", DT_STRING, 80 },
-    {"Chain Loaded",     DT_BOOL,   0  },
+constexpr size_t k_longest_trace = 4096;  // the rest of the command line, once a token
+constexpr int k_path_size = 4096;
+
+constexpr cell_of<grub_entry> k_entry_cells[] = {
+    {"Boot Entry Title", show<&grub_entry::title>       },
+    {"Root Device",      show<&grub_entry::root>        },
+    {"Kernel Image",     show<&grub_entry::kernel>      },
+    {"Kernel Options",   show<&grub_entry::options>     },
+    {"Initial RAM Disk", show<&grub_entry::initrd>      },
+    {"Chain Loaded",     show<&grub_entry::chain_loaded>},
 };
 
-constexpr column k_grub_option_columns[] = {
-    {"Name",  DT_STRING, 128},
-    {"Value", DT_STRING, 128},
+constexpr cell_of<grub_option> k_grub_option_cells[] = {
+    {"Name",  show<&grub_option::label>.wide(128)},
+    {"Value", show<&grub_option::value>          },
 };
 
-constexpr column k_boot_columns[] = {
-    {"Filename",    DT_STRING, 128},
-    {"Permissions", DT_STRING, 32 },
-    {"Filesize",    DT_STRING, 32 },
+std::string path_of(filescan* const& files) {
+  char path[k_path_size];
+  return files->get_full_pathname(path, sizeof path);
+}
+std::string path_in_boot(filescan* const& files) {
+  return path_of(files).substr(std::string_view("/boot/").size());
+}
+
+constexpr cell_of<filescan*> k_boot_cells[] = {
+    {"Filename",    show<path_in_boot>.wide(128)             },
+    {"Permissions", show<&filescan::get_permissions>.wide(32)},
+    {"Filesize",    show<&filescan::get_file_size>.wide(32)  },
 };
 
-constexpr column k_kernel_option_columns[] = {
-    {"Option", DT_STRING, 128},
-    {"Value",  DT_STRING, 128},
+std::string_view value_of(const kernel_option& option) {
+  return option.value ? std::string_view(*option.value) : "";
+}
+
+constexpr cell_of<kernel_option> k_kernel_option_cells[] = {
+    {"Option", show<&kernel_option::option>.wide(128)},
+    {"Value",  show<value_of>.wide(128)              },
 };
 
-constexpr column k_service_columns[] = {
-    {"Name",       DT_STRING, 64},
-    {"Runlevel 0", DT_STRING, 8 },
-    {"Runlevel 1", DT_STRING, 8 },
-    {"Runlevel 2", DT_STRING, 8 },
-    {"Runlevel 3", DT_STRING, 8 },
-    {"Runlevel 4", DT_STRING, 8 },
-    {"Runlevel 5", DT_STRING, 8 },
-    {"Runlevel 6", DT_STRING, 8 },
+struct service {
+  std::string name;
+  std::array<const char*, 7> states;  // by runlevel
 };
 
-// A line that begins with the keyword holds the field, even when its first word is longer. That of
-// the kernel holds the image and its options, until they are parted.
-struct grub_field {
-  std::string_view keyword;
-  std::string grub_entry::*place;
-  size_t limit;
+template <size_t Level>
+const char* state_in(const service& script) {
+  return script.states[Level];
+}
+
+constexpr cell_of<service> k_service_cells[] = {
+    {"Name",       show<&service::name>.wide(64)},
+    {"Runlevel 0", show<state_in<0>>.wide(8)    },
+    {"Runlevel 1", show<state_in<1>>.wide(8)    },
+    {"Runlevel 2", show<state_in<2>>.wide(8)    },
+    {"Runlevel 3", show<state_in<3>>.wide(8)    },
+    {"Runlevel 4", show<state_in<4>>.wide(8)    },
+    {"Runlevel 5", show<state_in<5>>.wide(8)    },
+    {"Runlevel 6", show<state_in<6>>.wide(8)    },
 };
-constexpr grub_field k_grub_fields[] = {
-    {"title",  &grub_entry::title,  128},
-    {"root",   &grub_entry::root,   16 },
-    {"kernel", &grub_entry::kernel, 256},
-    {"initrd", &grub_entry::initrd, 80 },
+
+// The image's path, and its options behind it.
+void keep_kernel(grub_entry& entry, std::string_view value) {
+  constexpr size_t k_longest = 256;
+  const std::string text = cut(value, k_longest);
+  entry.kernel = text.substr(0, text.find_first_of(" \t"));
+  entry.options = skip_blanks(std::string_view(text).substr(entry.kernel.size()));
+}
+
+// A line that begins with the key holds the field, even when its first word is longer.
+constexpr line_of<grub_entry> k_grub_lines[] = {
+    {"title",  keep<&grub_entry::title> },
+    {"root",   keep<&grub_entry::root>  },
+    {"kernel", keep_kernel              },
+    {"initrd", keep<&grub_entry::initrd>},
 };
-constexpr size_t k_longest_image = 128;
-constexpr size_t k_longest_kernel_options = 128;
 
 struct grub_keyword {
   const char* keyword;
@@ -94,11 +120,6 @@ constexpr grub_keyword k_grub_keywords[] = {
     {"timeout",  "Menu Timeout"  },
     {"color",    "Menu Colours"  },
 };
-constexpr size_t k_longest_value = 128;
-
-constexpr size_t k_longest_token = 256;
-constexpr size_t k_longest_trace = 4096;  // the rest of the command line, once a token
-constexpr size_t k_path_size = 4096;
 
 // Drops the line's last character, which is the newline; a last line without one loses a character
 // of its text on purpose.
@@ -133,82 +154,48 @@ void for_each_grub_line(const char* path, Handler&& handle) {
   print_error("grub: getline", errno);
 }
 
-// Takes the options behind the image's path out of the kernel's text.
-void part_kernel(grub_entry& entry) {
-  const std::string_view text = entry.kernel;
-  std::string image = cut(text.substr(0, text.find_first_of(" \t")), k_longest_image);
-  entry.options = cut(skip_blanks(text.substr(image.size())), k_longest_kernel_options);
-  entry.kernel = std::move(image);
-}
-
-void write_grub_entry(Table& table, const grub_entry& entry) {
-  const std::string title = entry.title.empty() ? "Unnamed Entry" : entry.title;
-  table.start_row(title.c_str());
-  table.log_data(title);
-  table.log_data(entry.root);
-  table.log_data(entry.kernel);
-  table.log_data(entry.options);
-  table.log_data(entry.initrd);
-  table.log_data(static_cast<int>(entry.chain_loaded));
-  table.end_row();
-}
-
 void write_grub_entries(FILE* fp, const char* path) {
-  Table table(fp, "GRUB Boot entries", k_instance);
-  table.declare(k_entry_columns);
+  record_table table(fp, "GRUB Boot entries", k_instance, k_entry_cells);
   grub_entries entries;
   for_each_grub_line(path, [&](const std::string& line) {
     printd("grub: %s (%c)\n", line.c_str(), line.front());
     printd("grub: %s\n", line.c_str());
-    if (const std::optional<grub_entry> entry = entries.take(line)) write_grub_entry(table, *entry);
+    const std::optional<grub_entry> entry = entries.take(line);
+    if (entry) table.add(entry->title, *entry);
   });
 }
 
 void write_grub_options(FILE* fp, const char* path) {
-  Table table(fp, "GRUB Options", k_instance);
-  table.declare(k_grub_option_columns);
+  record_table table(fp, "GRUB Options", k_instance, k_grub_option_cells);
   for_each_grub_line(path, [&table](const std::string& line) {
     const std::optional<grub_option> option = parse_grub_option(line);
-    if (!option) return;
-    table.start_row(option->keyword);
-    table.log_data(option->label);
-    table.log_data(option->value);
-    table.end_row();
+    if (option) table.add(option->keyword, *option);
   });
 }
 
-void write_boot_file(Table& table, filescan& files) {
-  char path[k_path_size], permissions[32], size[32];
-  files.get_full_pathname(path, sizeof path);
-  printd("boot: got file.\n");
-  printd("boot: got file: %s\n", path);
-  table.start_row(path);
-  table.log_data(path + std::string_view("/boot/").size());
-  table.log_data(files.get_permissions(permissions, sizeof permissions));
-  table.log_data(files.get_file_size(size, sizeof size));
-  table.end_row();
-  printd("boot: done with file\n");
-}
-
 void write_boot_contents(FILE* fp) {
-  Table table(fp, "/boot Contents", k_instance);
-  table.declare(k_boot_columns);
+  record_table table(fp, "/boot Contents", k_instance, k_boot_cells);
   const std::unique_ptr<filescan> files = make_filescan();
   files->add_directory_to_scan(k_boot_folder);
-  while (files->next()) write_boot_file(table, *files);
+  while (files->next()) {
+    const std::string path = path_of(files.get());
+    printd("boot: got file.\n");
+    printd("boot: got file: %s\n", path.c_str());
+    table.add(path, files.get());
+    printd("boot: done with file\n");
+  }
   printd("boot: done scanning /boot\n");
   printd("boot: %d files found\n", static_cast<int>(files->files_found));
 }
 
-void write_service(Table& table, const char* name, filescan& scripts) {
-  table.start_row(name);
-  table.log_data(name);
-  for (int level = 0; level < k_runlevels; ++level) {
-    const std::string folder = format_text("/etc/rc%i.d", level);
-    const bool starts = scripts.file_exists(folder.c_str(), format_text("S??%s", name).c_str());
-    table.log_data(starts ? "on" : "off");
+service look_up_service(const char* script, filescan& scripts) {
+  service found = {script, {}};
+  for (size_t level = 0; level < found.states.size(); ++level) {
+    const std::string folder = format_text("/etc/rc%zu.d", level);
+    const bool starts = scripts.file_exists(folder.c_str(), format_text("S??%s", script).c_str());
+    found.states[level] = starts ? "on" : "off";
   }
-  table.end_row();
+  return found;
 }
 
 }  // namespace
@@ -222,26 +209,23 @@ std::optional<grub_entry> grub_entries::take(std::string_view line) {
   if (line.starts_with("boot") || chain_loaded || next_entry) {
     whole = std::exchange(held_, {});
     whole->chain_loaded = chain_loaded;
+    if (whole->title.empty()) whole->title = "Unnamed Entry";
   }
   collect(line);
   return whole;
 }
 
 void grub_entries::collect(std::string_view line) {
-  for (const grub_field& field : k_grub_fields) {
-    if (!line.starts_with(field.keyword)) continue;
-    const std::string rest = cut(skip_blanks(line.substr(field.keyword.size())), field.limit);
-    if (rest.empty()) continue;
-    held_.*field.place = rest;
-    if (field.place == &grub_entry::kernel) part_kernel(held_);
-  }
+  const line_of<grub_entry>* row = take_key<grub_entry>(k_grub_lines, line);
+  line = skip_blanks(line);
+  if (row != nullptr && !line.empty()) row->keep(held_, line);
 }
 
 std::optional<grub_option> parse_grub_option(std::string_view line) {
   for (const grub_keyword& word : k_grub_keywords) {
     if (!line.starts_with(word.keyword)) continue;
     line.remove_prefix(std::string_view(word.keyword).size());
-    return grub_option{word.keyword, word.label, cut(skip_blanks(line), k_longest_value)};
+    return grub_option{word.keyword, word.label, skip_blanks(line)};
   }
   return {};
 }
@@ -249,7 +233,7 @@ std::optional<grub_option> parse_grub_option(std::string_view line) {
 std::vector<kernel_option> parse_kernel_command_line(std::string_view line) {
   std::vector<kernel_option> options;
   while (!(line = trim_whitespace(line)).empty()) {
-    const std::string token = cut(next_word(line), k_longest_token);
+    const kept_text<256> token = next_word(line);
     printd("processing %s\n", token.c_str());
     const size_t equals = token.find('=');
     kernel_option found = {token.substr(0, equals), {}};
@@ -268,8 +252,7 @@ void write_grub_configuration(FILE* fp, const char* path) {
 }
 
 void write_kernel_command_line(FILE* fp, const char* path) {
-  Table table(fp, "Kernel Command Line", k_instance);
-  table.declare(k_kernel_option_columns);
+  record_table table(fp, "Kernel Command Line", k_instance, k_kernel_option_cells);
   const file_ptr in = open_regular_file(path);
   if (in == nullptr) {
     print_error("boot_cmdline: fopen", errno);
@@ -286,10 +269,7 @@ void write_kernel_command_line(FILE* fp, const char* path) {
   struct stat status;
   if (stat(line.c_str(), &status) != 0) print_error("boot_cmdline: stat", errno);
   for (const kernel_option& option : parse_kernel_command_line(line)) {
-    table.start_row(option.value.value_or(option.option).c_str());
-    table.log_data(option.option);
-    table.log_data(option.value.value_or(""));
-    table.end_row();
+    table.add(option.value.value_or(option.option), option);
   }
 }
 
@@ -317,13 +297,13 @@ bool boot_probe::run(FILE* fp) {
 }
 
 bool rcd_probe::run(FILE* fp) {
-  Table table(fp, "Startup Services");
-  table.declare(k_service_columns);
+  record_table table(fp, "Startup Services", k_service_cells);
   const std::unique_ptr<filescan> scripts = make_filescan();
   scripts->add_directory_to_scan(k_scripts_folder);
   char script[k_path_size];
   while (scripts->next()) {
-    write_service(table, scripts->get_filename(script, sizeof script), *scripts);
+    scripts->get_filename(script, sizeof script);
+    table.add(script, look_up_service(script, *scripts));
   }
   return true;
 }

@@ -8,16 +8,17 @@
 #include <vector>
 
 #include "gatherer/probe.h"
+#include "lib/table_rows.h"
 
 namespace kestrel {
 
 /// One entry of the boot loader's menu.
 struct grub_entry {
-  std::string title;    ///< empty when the entry has none
-  std::string root;     ///< at most 16 bytes
-  std::string kernel;   ///< path of the image
-  std::string options;  ///< the kernel's, separated as in the file
-  std::string initrd;   ///< at most 80 bytes, the others at most 128
+  fitted_text<128> title;  ///< of a whole one "Unnamed Entry" when it has none
+  fitted_text<16> root;
+  fitted_text<128> kernel;   ///< path of the image
+  fitted_text<128> options;  ///< the kernel's, separated as in the file
+  fitted_text<80> initrd;
   bool chain_loaded = false;
 };
 
@@ -38,7 +39,7 @@ class grub_entries {
 struct grub_option {
   const char* keyword;
   const char* label;  ///< what the report calls it
-  std::string value;  ///< at most 128 bytes
+  fitted_text<128> value;
 };
 /// Takes a trimmed line. Nothing for a line without an option that is reported.
 std::optional<grub_option> parse_grub_option(std::string_view line);
