@@ -10,12 +10,12 @@
 #include "gatherer/console.h"
 #include "lib/debug.h"
 #include "lib/sysinfo.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 
 namespace kestrel {
 namespace {
 
-constexpr int k_buffer_size = 4096;
+constexpr int k_path_size = 4096;
 constexpr unsigned k_interval = 231;
 constexpr unsigned k_interval_with_version = 11;
 
@@ -30,93 +30,74 @@ struct request {
   bool size;
 };
 
-constexpr column k_parameters[] = {
-    {"Path",             DT_STRING },
-    {"Filter",           DT_STRING },
-    {"Ignore Filter",    DT_STRING },
-    {"Permission Check", DT_INTEGER},
-    {"Permission Mask",  DT_INTEGER},
-    {"Version",          DT_STRING },
-    {"Date",             DT_BOOL   },
-    {"Size",             DT_BOOL   },
+constexpr cell_of<request> k_parameters[] = {
+    {"Path",             show<&request::path>   },
+    {"Filter",           show<&request::filter> },
+    {"Ignore Filter",    show<&request::ignore> },
+    {"Permission Check", show<&request::check>  },
+    {"Permission Mask",  show<&request::mask>   },
+    {"Version",          show<&request::version>},
+    {"Date",             show<&request::date>   },
+    {"Size",             show<&request::size>   },
 };
 
-constexpr column k_results[] = {
-    {"Files Scanned",           DT_INTEGER},
-    {"Directories Scanned",     DT_INTEGER},
-    {"Files Found",             DT_INTEGER},
-    {"Elapsed Time in seconds", DT_INTEGER},
+struct totals {
+  unsigned files_scanned, directories_scanned, files_found, seconds;
 };
 
-constexpr column k_identity[] = {
-    {"Computername",     DT_STRING},
-    {"Vendor",           DT_STRING},
-    {"Model",            DT_STRING},
-    {"Serial",           DT_STRING},
-    {"UUID",             DT_STRING},
-    {"Operating System", DT_STRING},
+constexpr cell_of<totals> k_results[] = {
+    {"Files Scanned",           show<&totals::files_scanned>      },
+    {"Directories Scanned",     show<&totals::directories_scanned>},
+    {"Files Found",             show<&totals::files_found>        },
+    {"Elapsed Time in seconds", show<&totals::seconds>            },
+};
+
+constexpr cell_of<SysInfo> k_identity[] = {
+    {"Computername",     show<&SysInfo::NodeName>},
+    {"Vendor",           show<&SysInfo::OEM>     },
+    {"Model",            show<&SysInfo::Model>   },
+    {"Serial",           show<&SysInfo::Serial>  },
+    {"UUID",             show<&SysInfo::UUID>    },
+    {"Operating System", show<&SysInfo::OSName>  },
 };
 
 // A column of the scanned files, and the request that chooses it.
 enum choice : unsigned { always = 1, with_date = 2, with_size = 4, with_version = 8 };
 struct file_column {
-  const char* name;
-  char* (filescan::*get)(char* buffer, int size);  ///< null: blank on this system
+  cell_of<filescan*> cell;
   choice chosen;
 };
+
+// Files of this system tell no version.
+const char* no_version(filescan* const&) { return ""; }
+
 constexpr file_column k_file_columns[] = {
-    {"Filename",         &filescan::get_filename,         always      },
-    {"Path",             &filescan::get_path,             always      },
-    {"Create Time",      &filescan::get_create_time,      with_date   },
-    {"Last Access Time", &filescan::get_last_access_time, with_date   },
-    {"Last Write Time",  &filescan::get_last_write_time,  with_date   },
-    {"Size",             &filescan::get_file_size,        with_size   },
-    {"Permissions",      &filescan::get_permissions,      always      },
-    {"User ID",          &filescan::get_user_id,          always      },
-    {"Group ID",         &filescan::get_group_id,         always      },
-    {"Language",         nullptr,                         with_version},
-    {"File Version",     nullptr,                         with_version},
-    {"Product Version",  nullptr,                         with_version},
-    {"CompanyName",      nullptr,                         with_version},
-    {"ProductName",      nullptr,                         with_version},
-    {"ProductVersion",   nullptr,                         with_version},
-    {"FileVersion",      nullptr,                         with_version},
+    {{"Filename", show<&filescan::get_filename>},                 always      },
+    {{"Path", show<&filescan::get_path>},                         always      },
+    {{"Create Time", show<&filescan::get_create_time>},           with_date   },
+    {{"Last Access Time", show<&filescan::get_last_access_time>}, with_date   },
+    {{"Last Write Time", show<&filescan::get_last_write_time>},   with_date   },
+    {{"Size", show<&filescan::get_file_size>},                    with_size   },
+    {{"Permissions", show<&filescan::get_permissions>},           always      },
+    {{"User ID", show<&filescan::get_user_id>},                   always      },
+    {{"Group ID", show<&filescan::get_group_id>},                 always      },
+    {{"Language", show<no_version>},                              with_version},
+    {{"File Version", show<no_version>},                          with_version},
+    {{"Product Version", show<no_version>},                       with_version},
+    {{"CompanyName", show<no_version>},                           with_version},
+    {{"ProductName", show<no_version>},                           with_version},
+    {{"ProductVersion", show<no_version>},                        with_version},
+    {{"FileVersion", show<no_version>},                           with_version},
 };
 
-std::vector<file_column> chosen_columns(const request& what) {
+std::vector<cell_of<filescan*>> chosen_cells(const request& what) {
   const unsigned chosen = always | (what.date ? with_date : 0u) | (what.size ? with_size : 0u) |
                           (what.version != nullptr ? with_version : 0u);
-  std::vector<file_column> columns;
+  std::vector<cell_of<filescan*>> cells;
   for (const file_column& wanted : k_file_columns) {
-    if ((wanted.chosen & chosen) != 0) columns.push_back(wanted);
+    if ((wanted.chosen & chosen) != 0) cells.push_back(wanted.cell);
   }
-  return columns;
-}
-
-const char* text_or_empty(const char* text) { return text == nullptr ? "" : text; }
-
-void write_parameters(FILE* out, const request& what) {
-  Table table(out, "FILESCAN PARAMETERS");
-  table.declare(k_parameters);
-  table.start_row("");
-  table.log_data(text_or_empty(what.path));
-  table.log_data(text_or_empty(what.filter));
-  table.log_data(text_or_empty(what.ignore));
-  table.log_data(what.check);
-  table.log_data(what.mask);
-  table.log_data(text_or_empty(what.version));
-  table.log_data(static_cast<int>(what.date));
-  table.log_data(static_cast<int>(what.size));
-  table.end_row();
-}
-
-void write_file(Table& table, filescan& scan, const std::vector<file_column>& columns) {
-  char buffer[k_buffer_size];
-  table.start_row(scan.get_full_pathname(buffer, sizeof buffer));
-  for (const file_column& wanted : columns) {
-    table.log_data(wanted.get == nullptr ? "" : (scan.*wanted.get)(buffer, sizeof buffer));
-  }
-  table.end_row();
+  return cells;
 }
 
 void prepare(filescan& scan, const request& what) {
@@ -130,18 +111,15 @@ void prepare(filescan& scan, const request& what) {
 // The table of the files found. Returns the processor seconds that the walk took.
 unsigned write_files(FILE* out, filescan& scan, const request& what) {
   static unsigned interval = k_interval;
-  const std::vector<file_column> columns = chosen_columns(what);
-  Table table(out, "SCANNED FILES", "file");
-  table.start_heading();
-  for (const file_column& wanted : columns) table.add_column(wanted.name, DT_STRING);
-  table.end_heading();
-
+  const std::vector<cell_of<filescan*>> cells = chosen_cells(what);
+  record_table<filescan*> table(out, "SCANNED FILES", "file", cells);
   prepare(scan, what);
   printm("Please wait.\n");
   if (what.version != nullptr) interval = k_interval_with_version;
   const std::clock_t start = std::clock();
   for (unsigned rows = 1; scan.next(); ++rows) {
-    write_file(table, scan, columns);
+    char path[k_path_size];
+    table.add(scan.get_full_pathname(path, k_path_size), &scan);
     if (rows % interval == 0) {
       printm("\r   Scanned %u files in %u directories, %u files found ...", scan.files_scanned,
              scan.directories_scanned, scan.files_found);
@@ -157,13 +135,8 @@ void write_results(FILE* out, const filescan& scan, unsigned seconds) {
   printd("filescan: Scanned %u files in %u directories\n", scan.files_scanned,
          scan.directories_scanned);
   printd("filescan: %u files found\n", scan.files_found);
-  Table table(out, "FILESCAN RESULTS");
-  table.declare(k_results);
-  table.start_row("");
-  for (unsigned value : {scan.files_scanned, scan.directories_scanned, scan.files_found, seconds}) {
-    table.log_data(static_cast<unsigned long>(value));
-  }
-  table.end_row();
+  record_table(out, "FILESCAN RESULTS", k_results)
+      .add("", {scan.files_scanned, scan.directories_scanned, scan.files_found, seconds});
 }
 
 }  // namespace
@@ -202,17 +175,7 @@ int parse_octal(const char* text) {
   return end == text ? -1 : to_int(value);
 }
 
-void get_vpd(FILE* out) {
-  const SysInfo& machine = SysInfo::get_instance();
-  Table table(out, "VPD");
-  table.declare(k_identity);
-  table.start_row("");
-  for (const char* value : {machine.NodeName(), machine.OEM(), machine.Model(), machine.Serial(),
-                            machine.UUID(), machine.OSName()}) {
-    table.log_data(value);
-  }
-  table.end_row();
-}
+void get_vpd(FILE* out) { record_table(out, "VPD", k_identity).add("", SysInfo::get_instance()); }
 
 int get_filescan_info(FILE* out, const char* path, const char* filter, const char* ignore,
                       const char* mask, const char* check, const char* version, bool date,
@@ -222,7 +185,7 @@ int get_filescan_info(FILE* out, const char* path, const char* filter, const cha
       path, filter, ignore, parse_octal(mask), parse_octal(check), has_version ? version : nullptr,
       date, size};
   start_section(out, "FILESCAN");
-  write_parameters(out, what);
+  record_table(out, "FILESCAN PARAMETERS", k_parameters).add("", what);
   const std::unique_ptr<filescan> scan = make_filescan();
   const unsigned seconds = write_files(out, *scan, what);
   write_results(out, *scan, seconds);
