@@ -1,4 +1,5 @@
-// See regional_linux.h.
+// The locales of the system, of the user and of this process: their names from the distribution's
+// and the user's files and from LANG, the rest from the C library.
 #include "probes/regional_linux.h"
 
 #include <langinfo.h>
@@ -14,7 +15,7 @@
 #include "lib/getline.h"
 #include "lib/mbcs.h"
 #include "lib/mounts.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -24,12 +25,18 @@ constexpr size_t k_longest_line = 1023;
 constexpr size_t k_path_size = 4096;
 constexpr size_t k_name_size = 256;
 
-constexpr column k_locale_columns[] = {
-    {"Setting",  DT_ASCII,  32},
-    {"Locale",   DT_STRING, 32},
-    {"Language", DT_STRING, 32},
-    {"Country",  DT_STRING, 32},
-    {"Codeset",  DT_STRING, 32},
+struct described_locale {
+  const char* setting;  // whose it is
+  std::string name;
+  std::wstring language, country, codeset;
+};
+
+constexpr cell_of<described_locale> k_locale_cells[] = {
+    {"Setting",  show_ascii<&described_locale::setting>.wide(32)},
+    {"Locale",   show<&described_locale::name>.wide(32)         },
+    {"Language", show<&described_locale::language>.wide(32)     },
+    {"Country",  show<&described_locale::country>.wide(32)      },
+    {"Codeset",  show<&described_locale::codeset>.wide(32)      },
 };
 
 struct rc_file {
@@ -67,43 +74,29 @@ bool read_rc_file(const rc_file& file, std::string& out, size_t size) {
   return parse_rcfile(path.c_str(), file.key, out, size);
 }
 
-struct locale_texts {
-  std::wstring language, country, codeset;
-};
-
 std::wstring item_text(nl_item item) { return mbcs_to_wide(nl_langinfo(item)); }
 
 // Looks into a locale by being in it for a while; nothing of a locale that the system lacks.
-locale_texts look_into(const char* name) {
-  locale_texts texts;
-  if (setlocale(LC_ALL, name) == nullptr) {
-    printd("locale: no locale %s\n", name);
-    return texts;
+void look_into(described_locale& locale) {
+  if (setlocale(LC_ALL, locale.name.c_str()) == nullptr) {
+    printd("locale: no locale %s\n", locale.name.c_str());
+    return;
   }
-  texts.language = item_text(_NL_IDENTIFICATION_LANGUAGE);
-  texts.country = item_text(_NL_IDENTIFICATION_TERRITORY);
-  texts.codeset = item_text(CODESET);
+  locale.language = item_text(_NL_IDENTIFICATION_LANGUAGE);
+  locale.country = item_text(_NL_IDENTIFICATION_TERRITORY);
+  locale.codeset = item_text(CODESET);
   // The environment may name one that does not exist; the run started in the plain one then.
   if (setlocale(LC_ALL, "") == nullptr) setlocale(LC_ALL, "C");
-  return texts;
 }
 
-void write_locale(Table& table, locale_setting kind) {
-  const char* text = locale_settings[kind].text;
-  std::string name;
-  locale_texts texts;
-  if (get_and_set_locale(kind, name, k_name_size)) {
-    texts = look_into(name.c_str());
+described_locale describe_locale(locale_setting kind) {
+  described_locale locale = {locale_settings[kind].text, {}, {}, {}, {}};
+  if (get_and_set_locale(kind, locale.name, k_name_size)) {
+    look_into(locale);
   } else {
-    name = "Unknown";
+    locale.name = "Unknown";
   }
-  table.start_row(text);
-  table.log_data(text);
-  table.log_data(name);
-  table.log_wide_data(texts.language.c_str());
-  table.log_wide_data(texts.country.c_str());
-  table.log_wide_data(texts.codeset.c_str());
-  table.end_row();
+  return locale;
 }
 
 std::optional<std::string> some_text(std::string_view text, size_t size) {
@@ -173,10 +166,10 @@ bool build_home_path(const char* name, std::string& out, size_t size) {
 }
 
 void get_locale_info(FILE* fp) {
-  Table table(fp, "Locale", "LOCALE_INSTANCE");
-  table.declare(k_locale_columns);
+  record_table table(fp, "Locale", "LOCALE_INSTANCE", k_locale_cells);
   for (locale_setting kind : {system_default, current_user, current_thread}) {
-    write_locale(table, kind);
+    const described_locale locale = describe_locale(kind);
+    table.add(locale.setting, locale);
   }
 }
 
