@@ -1,9 +1,12 @@
-// See resources_linux.h. Lines are handed to the parsers up to a NUL.
+// What the kernel has assigned to the hardware, a table each from /proc/dma, /proc/iomem,
+// /proc/ioports and /proc/interrupts. Lines are handed to the parsers up to a NUL.
 #include "probes/resources_linux.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <iterator>
+#include <vector>
 
 #include "lib/debug.h"
 #include "lib/file.h"
@@ -25,6 +28,36 @@ constexpr cell_of<resource_range> k_ioports_cells[] = {
     {"Port Number", show<&resource_range::range>      },
     {"Description", show<&resource_range::description>},
 };
+
+template <size_t Cpu>
+int64_t count_on(const interrupt& from) {
+  return from.counts[Cpu];
+}
+
+// A column for each processor that there can be; a table has those of the machine's.
+constexpr cell_of<interrupt> k_interrupt_cells[] = {
+    {"IRQ Number",             show<&interrupt::irq>.wide(64)},
+    {"CPU 1 interrupt count",  show<count_on<0>>             },
+    {"CPU 2 interrupt count",  show<count_on<1>>             },
+    {"CPU 3 interrupt count",  show<count_on<2>>             },
+    {"CPU 4 interrupt count",  show<count_on<3>>             },
+    {"CPU 5 interrupt count",  show<count_on<4>>             },
+    {"CPU 6 interrupt count",  show<count_on<5>>             },
+    {"CPU 7 interrupt count",  show<count_on<6>>             },
+    {"CPU 8 interrupt count",  show<count_on<7>>             },
+    {"CPU 9 interrupt count",  show<count_on<8>>             },
+    {"CPU 10 interrupt count", show<count_on<9>>             },
+    {"CPU 11 interrupt count", show<count_on<10>>            },
+    {"CPU 12 interrupt count", show<count_on<11>>            },
+    {"CPU 13 interrupt count", show<count_on<12>>            },
+    {"CPU 14 interrupt count", show<count_on<13>>            },
+    {"CPU 15 interrupt count", show<count_on<14>>            },
+    {"CPU 16 interrupt count", show<count_on<15>>            },
+    {"CPU 17 interrupt count", show<count_on<16>>            },
+    {"Type",                   show<&interrupt::type>        },
+    {"Device",                 show<&interrupt::device>      },
+};
+static_assert(std::size(k_interrupt_cells) == k_max_cpu_columns + 3);
 
 // Lines without a number that are reported.
 struct named_interrupt {
@@ -59,30 +92,6 @@ std::string take_irq(std::string_view& text) {
     return named.label;
   }
   return {};
-}
-
-void declare_interrupts(Table& table, size_t cpu_columns) {
-  table.start_heading();
-  table.add_column("IRQ Number", DT_STRING);
-  for (size_t cpu = 1; cpu <= cpu_columns; ++cpu) {
-    table.add_column(format_text("CPU %zu interrupt count", cpu).c_str(), DT_INTEGER);
-  }
-  table.add_column("Type", DT_STRING);
-  table.add_column("Device", DT_STRING);
-  const int type = static_cast<int>(cpu_columns) + 1;
-  table.set_column_width(0, 64);
-  table.set_column_width(type, 32);
-  table.set_column_width(type + 1, 64);
-  table.end_heading();
-}
-
-void write_interrupt(Table& table, const interrupt& source, size_t cpu_columns) {
-  table.start_row(source.irq.c_str());
-  table.log_data(source.irq);
-  for (size_t cpu = 0; cpu < cpu_columns; ++cpu) table.log_count(source.counts[cpu]);
-  table.log_data(source.type);
-  table.log_data(source.device);
-  table.end_row();
 }
 
 size_t count_cpus(FILE* in) {
@@ -131,14 +140,12 @@ std::optional<interrupt> parse_interrupt_line(std::string_view line, size_t cpus
 
 void write_interrupts(FILE* fp, FILE* in) {
   const size_t cpus = in != nullptr ? count_cpus(in) : 0;
-  const size_t cpu_columns = std::min(cpus, k_max_cpu_columns);
-  Table table(fp, "IRQs");
-  declare_interrupts(table, cpu_columns);
-  if (in == nullptr) return;
-  for_each_line(in, "interrupts", [&](const std::string& line) {
-    const std::optional<interrupt> found = parse_interrupt_line(line.c_str(), cpus);
-    if (found) write_interrupt(table, *found, cpu_columns);
-  });
+  std::vector<cell_of<interrupt>> cells(std::begin(k_interrupt_cells), std::end(k_interrupt_cells));
+  const size_t unused = k_max_cpu_columns - std::min(cpus, k_max_cpu_columns);
+  cells.erase(cells.end() - 2 - static_cast<std::ptrdiff_t>(unused), cells.end() - 2);
+  record_table<interrupt> table(fp, "IRQs", cells);
+  const auto parse = [cpus](std::string_view line) { return parse_interrupt_line(line, cpus); };
+  add_lines(table, in, "interrupts", parse, &interrupt::irq);
 }
 
 bool dma_probe::run(FILE* fp) {
