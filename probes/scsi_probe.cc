@@ -1,39 +1,41 @@
-// See scsi_probe.h.
+// The SCSI tables: a row for every device that the enumerator walks over, which it asks as the
+// cells are filled, and what its optical drives can do.
 #include "probes/scsi_probe.h"
-
-#include <initializer_list>
 
 #include "lib/debug.h"
 #include "lib/decode.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 #include "lib/utilstr.h"
 #include "probes/scsi.h"
 
 namespace kestrel {
 namespace {
 
-constexpr column k_scsi_columns[] = {
-    {"Device",        DT_STRING,  0 },
-    {"Vendor",        DT_STRING,  0 },
-    {"Model",         DT_STRING,  0 },
-    {"Revision",      DT_STRING,  0 },
-    {"Type",          DT_STRING,  0 },
-    {"Host",          DT_INTEGER, 0 },
-    {"Channel",       DT_INTEGER, 0 },
-    {"Target",        DT_INTEGER, 0 },
-    {"LUN",           DT_INTEGER, 0 },
-    {"Serial Number", DT_STRING,  0 },
-    {"Capacity",      DT_STRING,  12},
+// The other function of that name gives the number.
+constexpr char* (scsi_probe::*k_type_name)(char*, int) = &scsi_probe::get_type;
+
+constexpr cell_of<scsi_probe*> k_scsi_cells[] = {
+    {"Device",        show<&scsi_probe::get_device_name>      },
+    {"Vendor",        show<&scsi_probe::get_vendor>           },
+    {"Model",         show<&scsi_probe::get_model>            },
+    {"Revision",      show<&scsi_probe::get_revision>         },
+    {"Type",          show<k_type_name>                       },
+    {"Host",          show<&scsi_probe::get_host>             },
+    {"Channel",       show<&scsi_probe::get_channel>          },
+    {"Target",        show<&scsi_probe::get_target>           },
+    {"LUN",           show<&scsi_probe::get_lun>              },
+    {"Serial Number", show<&scsi_probe::get_serial>           },
+    {"Capacity",      show<&scsi_probe::get_capacity>.wide(12)},
 };
 
-constexpr column k_optical_columns[] = {
-    {"Vendor",  DT_STRING, 0},
-    {"Model",   DT_STRING, 0},
-    {"CD-R",    DT_STRING, 0},
-    {"CD-RW",   DT_STRING, 0},
-    {"DVD-ROM", DT_STRING, 0},
-    {"DVD-R",   DT_STRING, 0},
-    {"DVD-RAM", DT_STRING, 0},
+constexpr cell_of<scsi_probe*> k_optical_cells[] = {
+    {"Vendor",  show<&scsi_probe::get_vendor>                   },
+    {"Model",   show<&scsi_probe::get_model>                    },
+    {"CD-R",    show<&scsi_probe::get_optical_cdr_capability>   },
+    {"CD-RW",   show<&scsi_probe::get_optical_cdrw_capability>  },
+    {"DVD-ROM", show<&scsi_probe::get_optical_dvdrom_capability>},
+    {"DVD-R",   show<&scsi_probe::get_optical_dvdr_capability>  },
+    {"DVD-RAM", show<&scsi_probe::get_optical_dvdram_capability>},
 };
 
 constexpr mask_name k_keywords[] = {
@@ -48,20 +50,9 @@ constexpr mask_name k_keywords[] = {
     {optical_dvdram_write, "DVDRAMwrite"},
 };
 
-// Holds every text of a device: a serial number has at most 251 characters.
-constexpr int k_text_size = 256;
-
-using text_getter = char* (scsi_probe::*)(char*, int);
-
-void log_texts(Table& table, scsi_probe& devices, std::initializer_list<text_getter> getters) {
-  char text[k_text_size];
-  for (text_getter getter : getters) table.log_data((devices.*getter)(text, sizeof text));
-}
-
-void start_device_row(Table& table, scsi_probe& devices) {
-  table.start_row(format_text("SCSI-HOST-%d-CH-%d-ID-%d-LUN-%d", devices.get_host(),
-                              devices.get_channel(), devices.get_target(), devices.get_lun())
-                      .c_str());
+std::string address_of(scsi_probe& devices) {
+  return format_text("SCSI-HOST-%d-CH-%d-ID-%d-LUN-%d", devices.get_host(), devices.get_channel(),
+                     devices.get_target(), devices.get_lun());
 }
 
 bool has_optical_drive() { return scsi_use()->get_optical_drive_count() > 0; }
@@ -83,19 +74,9 @@ bool scsi_table::test() { return scsi_use()->get_device_count() > 0; }
 
 bool scsi_table::run(FILE* fp) {
   scsi_use devices;
-  Table table(fp, "SCSI Devices", "DEVICE");
-  table.declare(k_scsi_columns);
+  record_table table(fp, "SCSI Devices", "DEVICE", k_scsi_cells);
   for (bool more = devices->get_first(); more; more = devices->get_next()) {
-    start_device_row(table, *devices);
-    log_texts(table, *devices,
-              {&scsi_probe::get_device_name, &scsi_probe::get_vendor, &scsi_probe::get_model,
-               &scsi_probe::get_revision, &scsi_probe::get_type});
-    table.log_data(devices->get_host());
-    table.log_data(devices->get_channel());
-    table.log_data(devices->get_target());
-    table.log_data(devices->get_lun());
-    log_texts(table, *devices, {&scsi_probe::get_serial, &scsi_probe::get_capacity});
-    table.end_row();
+    table.add(address_of(*devices), &*devices);
   }
   return true;
 }
@@ -104,17 +85,10 @@ bool optical_table::test() { return has_optical_drive(); }
 
 bool optical_table::run(FILE* fp) {
   scsi_use devices;
-  Table table(fp, "Optical Drive Capabilities", "DEVICE");
-  table.declare(k_optical_columns);
+  record_table table(fp, "Optical Drive Capabilities", "DEVICE", k_optical_cells);
   for (bool more = devices->get_first(); more; more = devices->get_next()) {
     if (!devices->read_optical_drive_capabilities()) continue;
-    start_device_row(table, *devices);
-    log_texts(
-        table, *devices,
-        {&scsi_probe::get_vendor, &scsi_probe::get_model, &scsi_probe::get_optical_cdr_capability,
-         &scsi_probe::get_optical_cdrw_capability, &scsi_probe::get_optical_dvdrom_capability,
-         &scsi_probe::get_optical_dvdr_capability, &scsi_probe::get_optical_dvdram_capability});
-    table.end_row();
+    table.add(address_of(*devices), &*devices);
   }
   return true;
 }
@@ -123,6 +97,7 @@ bool optical_table_uc2::test() { return has_optical_drive(); }
 
 bool optical_table_uc2::run(FILE* fp) {
   uint32_t abilities = read_all_capabilities(*scsi_use());
+  // No record: a column, of the same name, for each ability that the one row has.
   Table table(fp, "Optical Drive Capabilities");
   table.start_heading();
   for (const mask_name& row : k_keywords) {
