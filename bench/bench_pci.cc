@@ -34,16 +34,16 @@ void BM_DeviceRows(benchmark::State& state) {
   file_ptr out(std::fopen("/dev/null", "w"));
   Table::set_output_format(OUTPUT_KSML);
   for (auto _ : state) {
-    Table table(out.get(), "PCI Device Summary", "PCI_DEVICE");
-    declare_pci_summary(table, false);
+    record_table<pci_function> table(out.get(), "PCI Device Summary", "PCI_DEVICE",
+                                     pci_summary_cells(false));
     for (unsigned i = 0; i < 256; ++i) {
       unsigned char bytes[k_pci_header_size] = {};
       const uint16_t* id = k_ids[i % std::size(k_ids)];
       for (unsigned k = 0; k < 4; ++k)
         bytes[k] = static_cast<unsigned char>(id[k / 2] >> k % 2 * 8);
       pci_address at = {static_cast<uint8_t>(i / 32), static_cast<uint8_t>(i % 32), 0};
-      write_pci_function(table, names, at, parse_pci_header(bytes), "Unknown");
-      table.end_row();
+      const pci_function found(names, at, parse_pci_header(bytes), "Unknown");
+      table.add(found.row_name(), found);
     }
   }
 }

@@ -1,8 +1,10 @@
-// See pci_probe.h.
+// The PCI tables: functions from configuration space, slots from the firmware's table, names from
+// the PCI database, and what the cards' VPD tells.
 #include "probes/pci_probe.h"
 
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "lib/ascii_case.h"
@@ -15,31 +17,56 @@
 namespace kestrel {
 namespace {
 
-constexpr column k_summary_columns[] = {
-    {"Bus",             DT_INTEGER, 0 },
-    {"Device",          DT_INTEGER, 0 },
-    {"Function",        DT_INTEGER, 0 },
-    {"Slot",            DT_STRING,  8 },
-    {"Vendor ID",       DT_HEX,     0 },
-    {"Vendor Name",     DT_STRING,  30},
-    {"Device ID",       DT_HEX,     0 },
-    {"Device Name",     DT_STRING,  50},
-    {"Class",           DT_STRING,  10},
-    {"Sub Class",       DT_STRING,  15},
-    {"Product Name",    DT_STRING,  10},
-    {"Part Number",     DT_STRING,  10},
-    {"EC Level",        DT_STRING,  10},
-    {"Manufacturer ID", DT_STRING,  15},
-    {"Serial Number",   DT_STRING,  10},
-};
-constexpr size_t k_vpd_columns = 5;  // the last ones
+template <auto Member>
+auto place(const pci_function& shown) {
+  return shown.at.*Member;
+}
+template <auto Member>
+auto id(const pci_function& shown) {
+  return shown.header.*Member;
+}
+const char* class_name(const pci_function& shown) { return PCI_ClassName(shown.header.base_class); }
+const char* subclass_name(const pci_function& shown) {
+  return PCI_SubClassName(
+      static_cast<uint16_t>(shown.header.base_class << 8 | shown.header.subclass));
+}
+template <pci_vpd_xxx::entry Entry>
+const char* vpd_text(const pci_function& shown) {
+  return shown.vpd.text(Entry);
+}
 
-constexpr column k_adapter_columns[] = {
-    {"Slot ID",   DT_INTEGER, 0 },
-    {"Slot Name", DT_STRING,  25},
-    {"In Use",    DT_STRING,  0 },
-    {"Vendor",    DT_STRING,  25},
-    {"Adapter",   DT_STRING,  70},
+constexpr cell_of<pci_function> k_summary_cells[] = {
+    {"Bus",             show<place<&pci_address::bus>>                       },
+    {"Device",          show<place<&pci_address::device>>                    },
+    {"Function",        show<place<&pci_address::function>>                  },
+    {"Slot",            show<&pci_function::slot>.wide(8)                    },
+    {"Vendor ID",       show_hex<id<&pci_header::vendor>>                    },
+    {"Vendor Name",     show<&pci_function::vendor_name>.wide(30)            },
+    {"Device ID",       show_hex<id<&pci_header::device>>                    },
+    {"Device Name",     show<&pci_function::device_name>.wide(50)            },
+    {"Class",           show<class_name>.wide(10)                            },
+    {"Sub Class",       show<subclass_name>.wide(15)                         },
+    {"Product Name",    show<vpd_text<pci_vpd_xxx::identifier>>.wide(10)     },
+    {"Part Number",     show<vpd_text<pci_vpd_xxx::part_number>>.wide(10)    },
+    {"EC Level",        show<vpd_text<pci_vpd_xxx::ec_level>>.wide(10)       },
+    {"Manufacturer ID", show<vpd_text<pci_vpd_xxx::manufacturer_id>>.wide(15)},
+    {"Serial Number",   show<vpd_text<pci_vpd_xxx::serial_number>>.wide(10)  },
+};
+constexpr size_t k_vpd_cells = 5;  // the last ones
+
+struct pci_slot {
+  int id;
+  std::string name;
+  const char* is_in_use;
+  std::wstring vendor, adapter;
+};
+
+constexpr cell_of<pci_slot> k_slot_cells[] = {
+    {"Slot ID",   show<&pci_slot::id>              },
+    {"Slot Name", show<&pci_slot::name>.wide(25)   },
+    {"In Use",    show<&pci_slot::is_in_use>       },
+    {"Vendor",    show<&pci_slot::vendor>.wide(25) },
+    {"Adapter",   show<&pci_slot::adapter>.wide(70)},
 };
 
 constexpr const char* k_blacklist[] = {"TOSHIBA"};
@@ -57,25 +84,35 @@ std::string slot_text(const pci_address& at, byte_span routing_table) {
   return slot == 0 ? "On-board" : Dmi::get_instance().get_pci_slot_name(slot);
 }
 
-void write_pci_adapter(Table& table, const pci_database& names, int slot) {
+pci_slot describe_slot(const pci_database& names, int id) {
   Dmi& dmi = Dmi::get_instance();
-  table.start_row(format_text("%d", slot).c_str());
-  table.log_data(slot);
-  table.log_data(dmi.get_pci_slot_name(slot));
-  table.log_data(dmi.is_pci_slot_in_use(slot) ? "Yes" : "No");
-  pci_header header;
-  if (pci_get_pci_device_for_slot(slot, header)) {
+  pci_slot slot = {id, dmi.get_pci_slot_name(id), dmi.is_pci_slot_in_use(id) ? "Yes" : "No",
+                   L"Empty or not responding", L"Empty or not responding"};
+  pci_header card;
+  if (pci_get_pci_device_for_slot(id, card)) {
     std::vector<wchar_t> name(static_cast<size_t>(names.longest_name()));
-    table.log_wide_data(names.get_subsys_vendor_name(
-        name.data(), name.size(), header.vendor, header.subsystem_vendor, header.subsystem_device));
-    table.log_wide_data(names.get_subsys_device_name(
-        name.data(), name.size(), header.vendor, header.device, header.revision,
-        header.subsystem_device, header.subsystem_vendor));
-  } else {
-    table.log_wide_data(L"Empty or not responding");
-    table.log_wide_data(L"Empty or not responding");
+    slot.vendor = names.get_subsys_vendor_name(name.data(), name.size(), card.vendor,
+                                               card.subsystem_vendor, card.subsystem_device);
+    slot.adapter =
+        names.get_subsys_device_name(name.data(), name.size(), card.vendor, card.device,
+                                     card.revision, card.subsystem_device, card.subsystem_vendor);
   }
-  table.end_row();
+  return slot;
+}
+
+// `silent_cards` counts those that did not answer in time; behind some of them less time is lost
+// with the next.
+pci_vpd_xxx read_vpd(const pci_address& card, int& silent_cards) {
+  pci_vpd_xxx found;
+  const uint8_t capability = pcivpd_find_capability(card.bus, card.device, card.function);
+  const int max_polls = silent_cards < k_vpd_silent_cards ? k_vpd_max_polls : k_vpd_few_polls;
+  if (capability != 0 &&
+      !pcivpd_analyse_vpd(card.bus, card.device, card.function, capability, found, max_polls) &&
+      ++silent_cards == k_vpd_silent_cards) {
+    printd("pci: %d cards with silent VPD, %d ms for a byte of the next\n", silent_cards,
+           k_vpd_few_polls);
+  }
+  return found;
 }
 
 // Shows a report function's status as the task's word.
@@ -87,43 +124,23 @@ bool show_status(task& shown, const char* status) {
 
 }  // namespace
 
-void declare_pci_summary(Table& table, bool vpd) {
-  std::span<const column> columns = k_summary_columns;
-  table.declare(vpd ? columns : columns.first(columns.size() - k_vpd_columns));
-}
-
-void write_pci_function(Table& table, const pci_database& names, const pci_address& at,
-                        const pci_header& header, const char* slot) {
+pci_function::pci_function(const pci_database& names, const pci_address& address,
+                           const pci_header& fields, std::string slot_name)
+    : at(address), header(fields), slot(std::move(slot_name)) {
   std::vector<wchar_t> name(static_cast<size_t>(names.longest_name()));
-  table.start_row(format_text("%04x:%04x:%02x - %d:%d:%d", header.vendor, header.device,
-                              header.revision, at.bus, at.device, at.function)
-                      .c_str());
-  table.log_data(at.bus);
-  table.log_data(at.device);
-  table.log_data(at.function);
-  table.log_data(slot);
-  table.log_data(header.vendor);
-  table.log_wide_data(names.get_vendor_name(name.data(), name.size(), header.vendor));
-  table.log_data(header.device);
-  table.log_wide_data(names.get_device_name(name.data(), name.size(), header.vendor, header.device,
-                                            header.revision));
-  table.log_data(PCI_ClassName(header.base_class));
-  table.log_data(PCI_SubClassName(static_cast<uint16_t>(header.base_class << 8 | header.subclass)));
+  vendor_name = names.get_vendor_name(name.data(), name.size(), header.vendor);
+  device_name = names.get_device_name(name.data(), name.size(), header.vendor, header.device,
+                                      header.revision);
 }
 
-void log_vpd(uint8_t bus, uint8_t device, uint8_t function, Table* table, int& silent_cards) {
-  pci_vpd_xxx vpd;
-  uint8_t capability = pcivpd_find_capability(bus, device, function);
-  const int max_polls = silent_cards < k_vpd_silent_cards ? k_vpd_max_polls : k_vpd_few_polls;
-  if (capability != 0 && !pcivpd_analyse_vpd(bus, device, function, capability, vpd, max_polls) &&
-      ++silent_cards == k_vpd_silent_cards) {
-    printd("pci: %d cards with silent VPD, %d ms for a byte of the next\n", silent_cards,
-           k_vpd_few_polls);
-  }
-  for (auto entry : {pci_vpd_xxx::identifier, pci_vpd_xxx::part_number, pci_vpd_xxx::ec_level,
-                     pci_vpd_xxx::manufacturer_id, pci_vpd_xxx::serial_number}) {
-    table->log_data(vpd.text(entry));
-  }
+std::string pci_function::row_name() const {
+  return format_text("%04x:%04x:%02x - %d:%d:%d", header.vendor, header.device, header.revision,
+                     at.bus, at.device, at.function);
+}
+
+std::span<const cell_of<pci_function>> pci_summary_cells(bool vpd) {
+  const std::span<const cell_of<pci_function>> all = k_summary_cells;
+  return vpd ? all : all.first(all.size() - k_vpd_cells);
 }
 
 const char* pci_device_summary(FILE* out, bool slot_numbers, bool vpd) {
@@ -136,12 +153,12 @@ const char* pci_device_summary(FILE* out, bool slot_numbers, bool vpd) {
   {
     const pci_session asked_by_a_worker;
     int silent_cards = 0;
-    Table table(out, "PCI Device Summary", "PCI_DEVICE");
-    declare_pci_summary(table, vpd);
+    record_table<pci_function> table(out, "PCI Device Summary", "PCI_DEVICE",
+                                     pci_summary_cells(vpd));
     for_each_pci_function([&](const pci_address& at, const pci_header& header) {
-      write_pci_function(table, names, at, header, slot_text(at, routing_table).c_str());
-      if (vpd) log_vpd(at.bus, at.device, at.function, &table, silent_cards);
-      table.end_row();
+      pci_function found(names, at, header, slot_text(at, routing_table));
+      if (vpd) found.vpd = read_vpd(at, silent_cards);
+      table.add(found.row_name(), found);
     });
   }
   end_section(out);
@@ -158,9 +175,8 @@ const char* list_pci_adapters(FILE* out) {
   start_section(out, "PCI ADAPTER INFORMATION");
   {
     const pci_session asked_by_a_worker;
-    Table table(out, "PCI Adapters", "PCI_ADAPTER");
-    table.declare(k_adapter_columns);
-    for (uint16_t slot : slots) write_pci_adapter(table, names, slot);
+    record_table table(out, "PCI Adapters", "PCI_ADAPTER", k_slot_cells);
+    for (uint16_t slot : slots) table.add(std::to_string(slot), describe_slot(names, slot));
   }
   end_section(out);
   return k_ok;

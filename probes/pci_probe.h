@@ -3,9 +3,11 @@
 #pragma once
 
 #include <cstdio>
+#include <span>
+#include <string>
 
 #include "gatherer/probe.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 #include "probes/pci.h"
 #include "probes/pcidb.h"
 
@@ -20,15 +22,21 @@ const char* list_pci_adapters(FILE* out);
 /// True on makers whose firmware must not be asked for slots.
 bool is_pci_blacklisted();
 
-/// Declares the columns of the device table, those for VPD when they are wanted.
-void declare_pci_summary(Table& table, bool vpd);
-/// Starts the row of one function and writes its cells, but for those of its VPD; the caller ends
-/// it.
-void write_pci_function(Table& table, const pci_database& names, const pci_address& at,
-                        const pci_header& header, const char* slot);
-/// Writes the five VPD cells of one function, empty where it has none. `silent_cards` counts those
-/// that did not answer in time; behind some of them less time is lost with the next.
-void log_vpd(uint8_t bus, uint8_t device, uint8_t function, Table* table, int& silent_cards);
+/// One function as its row shows it: with its names from the database, its VPD is for the caller.
+struct pci_function {
+  pci_function(const pci_database& names, const pci_address& address, const pci_header& fields,
+               std::string slot_name);
+  /// Ids and address.
+  std::string row_name() const;
+
+  pci_address at;
+  pci_header header;
+  std::string slot;
+  std::wstring vendor_name, device_name;
+  pci_vpd_xxx vpd;
+};
+/// The columns of the device table, those for VPD when they are wanted.
+std::span<const cell_of<pci_function>> pci_summary_cells(bool vpd);
 
 /// The task that writes the device table with VPD, and with slots where the firmware may be asked.
 class pci_probe : public legacy_probe {
