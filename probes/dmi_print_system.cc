@@ -2,6 +2,7 @@
 // the firmware's own texts, languages and groups. See dmi_printer.h.
 #include "lib/debug.h"
 #include "lib/decode.h"
+#include "lib/table_rows.h"
 #include "lib/utilstr.h"
 #include "probes/dmi_decode.h"
 #include "probes/dmi_names.h"
@@ -32,23 +33,24 @@ constexpr feature_field k_feature_fields[] = {
     {{0x13, 1, from_2_2}, smbios_names::k_bios_extension2     },
 };
 
-constexpr column k_features[] = {
-    {"Feature Name", DT_STRING, 21},
-    {"Supported",    DT_STRING, 0 },
+struct bios_feature {
+  const char* name;
+  const char* supported;  // "" when the structure does not tell
+};
+
+constexpr cell_of<bios_feature> k_features[] = {
+    {"Feature Name", show<&bios_feature::name>.wide(21)},
+    {"Supported",    show<&bios_feature::supported>    },
 };
 
 void print_features(FILE* out, const structure_reader& bios) {
-  Table table(out, "Supported Features", "FEATURE");
-  table.declare(k_features);
-  unsigned row = 0;
+  record_table table(out, "Supported Features", "FEATURE", k_features);
   for (const feature_field& group : k_feature_fields) {
     const uint32_t bits = bios.value(group.place);
     for (const mask_name& feature : group.features) {
       const char* supported = (bits & feature.mask) != 0 ? "Yes" : "No";
-      table.start_row(std::to_string(++row).c_str());
-      table.log_data(feature.name);
-      table.log_data(bios.has(group.place) ? supported : "");
-      table.end_row();
+      table.add(std::to_string(table.rows() + 1),
+                {feature.name, bios.has(group.place) ? supported : ""});
     }
   }
 }

@@ -1,4 +1,5 @@
-// See dmi_printer.h.
+// Writes the table of an SMBIOS structure type as its cells say. A field is read only where the
+// structure and its version have it.
 #include "probes/dmi_printer.h"
 
 #include <vector>

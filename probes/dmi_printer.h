@@ -63,7 +63,8 @@ enum smbios_plain : uint8_t { as_string, as_number };
 using smbios_decoder = std::string (*)(uint32_t value);
 using smbios_composer = std::string (*)(const structure_reader& structure);
 
-/// One column and the field that it shows; the cell of an absent field is empty, or 0.
+/// One column and the field that it shows; the cell of an absent field is empty, or 0. No cell_of:
+/// the field's place is data, so that one reader bounds all of them.
 struct smbios_cell {
   constexpr smbios_cell(const char* name, datatype type, int width, unsigned offset, unsigned bytes,
                         smbios_since since, smbios_plain kind)
