@@ -1,4 +1,4 @@
-// See users_linux.h.
+// The accounts of /etc/passwd and the groups of /etc/group: lines of fields parted by colons.
 #include "probes/users_linux.h"
 
 #include <unistd.h>
@@ -18,8 +18,6 @@ namespace {
 constexpr const char* k_passwd_file = "/etc/passwd";
 constexpr const char* k_group_file = "/etc/group";
 
-constexpr size_t k_longest_field = 255;
-
 constexpr cell_of<account> k_account_cells[] = {
     {"Username",       show<&account::name> },
     {"User ID",        show<&account::id>   },
@@ -33,14 +31,14 @@ constexpr cell_of<user_group> k_group_cells[] = {
     {"Users",      show<&user_group::users>},
 };
 
-using fields = std::array<std::string, 7>;
+using fields = std::array<kept_text<255>, 7>;
 
 // The line's fields, empty where it has none; nothing for an empty line.
 std::optional<fields> split_fields(std::string_view line) {
   std::string_view text = trim_whitespace(line);
   if (text.empty()) return {};
   fields found;
-  for (std::string& field : found) field = cut(next_field(text, ':'), k_longest_field);
+  for (auto& field : found) field = next_field(text, ':');
   return found;
 }
 
