@@ -1,47 +1,64 @@
-// See gatherer_probe.h.
+// The report about the run itself: what was built into the program, the process's surroundings, the
+// arguments and the registry of tasks.
 #include "gatherer/gatherer_probe.h"
 
-#include <memory>
+#include <optional>
 #include <string>
 
 #include "gatherer/kestrel2.h"
 #include "gatherer/version.h"
 #include "lib/debug.h"
 #include "lib/mbcs.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 #include "lib/util_linux.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
 namespace {
 
-constexpr size_t k_value_size = 256;
+constexpr int k_file_name_size = 256;
 
-constexpr column k_information[] = {
-    {"Name",  DT_STRING, 15},
-    {"Value", DT_STRING, 50},
+struct fact {
+  const char* name;
+  kept_text<255> value;
 };
-constexpr column k_parameters[] = {
-    {"Parameter", DT_INTEGER},
-    { "Value",  DT_STRING,         50},
+
+constexpr cell_of<fact> k_information[] = {
+    {"Name",  show<&fact::name>.wide(15) },
+    {"Value", show<&fact::value>.wide(50)},
 };
+
+struct argument {
+  int number;
+  std::wstring text;
+};
+
+constexpr cell_of<argument> k_parameters[] = {
+    {"Parameter", show<&argument::number>       },
+    {"Value",     show<&argument::text>.wide(50)},
+};
+
+// False for what is no probe.
+template <bool probe_task::*Flag>
+bool is_set(const task& unit) {
+  const auto* selectable = dynamic_cast<const probe_task*>(&unit);
+  return selectable != nullptr && selectable->*Flag;
+}
+
 // "Blocked" keeps its default width on purpose; "Enabled" got the one meant for it as well.
-constexpr column k_probes[] = {
-    {"Name", DT_STRING, 20},
-    {"Detail",      DT_INTEGER       },
-    {"Enabled",      DT_BOOL,5},
-    {"Blocked",     DT_BOOL              },
+constexpr cell_of<task> k_probes[] = {
+    {"Name",    show<&task::name>.wide(20)                },
+    {"Detail",  show<&task::detail_level>                 },
+    {"Enabled", show<is_set<&probe_task::enabled>>.wide(5)},
+    {"Blocked", show<is_set<&probe_task::blocked>>        },
 };
 
-void log_row(Table* table, const char* name, const char* value) {
+void log_row(record_table<fact>* table, const fact& shown) {
   if (table == nullptr) {
-    printd("gatherer: %s = %s\n", name, value);
-    return;
+    printd("gatherer: %s = %s\n", shown.name, shown.value.c_str());
+  } else {
+    table->add(shown.name, shown);
   }
-  table->start_row(name);
-  table->log_data(name);
-  table->log_data(value);
-  table->end_row();
 }
 
 }  // namespace
@@ -56,17 +73,14 @@ bool gatherer_probe::run(FILE* fp) {
 }
 
 void get_gatherer_information(FILE* fp) {
-  std::unique_ptr<Table> table;
-  if (fp != nullptr) {
-    table = std::make_unique<Table>(fp, "GATHERER INFORMATION");
-    table->declare(k_information);
-  }
+  std::optional<record_table<fact>> table;
+  if (fp != nullptr) table.emplace(fp, "GATHERER INFORMATION", k_information);
   auto row = [&](const char* name, const std::string& value) {
-    log_row(table.get(), name, cut(value, k_value_size - 1).c_str());
+    log_row(table ? &*table : nullptr, {name, value});
   };
-  char value[k_value_size] = "";
-  get_program_filename(value, sizeof value);
-  row("Gatherer", value);
+  char file_name[k_file_name_size] = "";
+  get_program_filename(file_name, k_file_name_size);
+  row("Gatherer", file_name);
   row("Gatherer Version", format_text("%s %s (%s)", k_version, get_subversion(), k_release));
   row("Build on", format_text("%s %s", k_build_date, k_build_time));
   row("Build by", k_build_user);
@@ -89,28 +103,13 @@ void get_gatherer_parameters(FILE* fp, int argc, const wchar_t** argv) {
     printd("\n");
     return;
   }
-  Table table(fp, "Parameters");
-  table.declare(k_parameters);
-  for (int i = 0; i < count; ++i) {
-    table.start_row(std::to_string(i).c_str());
-    table.log_data(i);
-    table.log_wide_data(arguments[i]);
-    table.end_row();
-  }
+  record_table table(fp, "Parameters", k_parameters);
+  for (int i = 0; i < count; ++i) table.add(std::to_string(i), {i, arguments[i]});
 }
 
 void get_gatherer_probes_list(FILE* fp) {
-  Table table(fp, "Probes List");
-  table.declare(k_probes);
-  for (task* unit = task::first; unit != nullptr; unit = unit->next) {
-    const auto* selectable = dynamic_cast<probe_task*>(unit);
-    table.start_row(unit->name);
-    table.log_data(unit->name);
-    table.log_data(unit->detail_level);
-    table.log_data(selectable != nullptr && selectable->enabled ? 1 : 0);
-    table.log_data(selectable != nullptr && selectable->blocked ? 1 : 0);
-    table.end_row();
-  }
+  record_table table(fp, "Probes List", k_probes);
+  for (task* unit = task::first; unit != nullptr; unit = unit->next) table.add(unit->name, *unit);
 }
 
 }  // namespace kestrel
