@@ -168,11 +168,11 @@ struct cell_of {
   void (*log)(Table& table, const Record& from);
 };
 
-/// A table with a row a record.
-template <class Record>
+/// A table with a row a record. Cells of another kind than cell_of have a heading and a `log`, too.
+template <class Record, class Cell = cell_of<Record>>
 class record_table {
  public:
-  using cell_list = std::span<const cell_of<Record>>;
+  using cell_list = std::span<const Cell>;
 
   /// As Table; the cells must outlive the object.
   record_table(FILE* out, const char* title, cell_list cells) : table_(out, title), cells_(cells) {
@@ -192,27 +192,25 @@ class record_table {
     table_.start_row(name.c_str());
     fill(from);
   }
-  size_t rows() const { return rows_; }
+  size_t rows() const { return table_.rows(); }
 
  private:
   void declare() {
     table_.start_heading();
     int index = 0;
-    for (const cell_of<Record>& cell : cells_) {
+    for (const Cell& cell : cells_) {
       table_.add_column(cell.heading.name, cell.heading.type);
       table_.set_column_width(index++, cell.heading.width);
     }
     table_.end_heading();
   }
   void fill(const Record& from) {
-    for (const cell_of<Record>& cell : cells_) cell.log(table_, from);
+    for (const Cell& cell : cells_) cell.log(table_, from);
     table_.end_row();
-    ++rows_;
   }
 
   Table table_;
   cell_list cells_;
-  size_t rows_ = 0;
 };
 template <class Record, size_t Count>
 record_table(FILE*, const char*, const cell_of<Record> (&)[Count]) -> record_table<Record>;

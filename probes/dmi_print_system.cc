@@ -2,7 +2,6 @@
 // the firmware's own texts, languages and groups. See dmi_printer.h.
 #include "lib/debug.h"
 #include "lib/decode.h"
-#include "lib/table_rows.h"
 #include "lib/utilstr.h"
 #include "probes/dmi_decode.h"
 #include "probes/dmi_names.h"

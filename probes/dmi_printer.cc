@@ -2,8 +2,6 @@
 // structure and its version have it.
 #include "probes/dmi_printer.h"
 
-#include <vector>
-
 #include "lib/debug.h"
 
 namespace kestrel {
@@ -17,21 +15,15 @@ std::string text_of(const smbios_cell& source, const structure_reader& structure
   return structure.string(source.place);
 }
 
-void log_cell(Table& table, const smbios_cell& source, const structure_reader& structure) {
-  if (source.plain == as_number) {
-    table.log_data(static_cast<int>(structure.value(source.place)));
+}  // namespace
+
+void smbios_cell::log(Table& table, const structure_reader& structure) const {
+  if (plain == as_number) {
+    table.log_data(static_cast<int>(structure.value(place)));
   } else {
-    table.log_data(text_of(source, structure));
+    table.log_data(text_of(*this, structure));
   }
 }
-
-void declare_columns(Table& table, std::span<const smbios_cell> cells) {
-  std::vector<column> columns;
-  for (const smbios_cell& source : cells) columns.push_back(source.heading);
-  table.declare(columns);
-}
-
-}  // namespace
 
 smbios_version SetupVersion(int revision) {
   const int major = revision >> 4, minor = revision & 15;
@@ -69,19 +61,15 @@ void structure_printer::print(FILE* out, Dmi& dmi, smbios_version version) const
 }
 
 void structure_printer::print_rows(FILE* out, Dmi& dmi, smbios_version version) const {
-  Table table = instance == nullptr ? Table(out, title) : Table(out, title, instance);
-  declare_columns(table, cells);
+  record_table<structure_reader, smbios_cell> table(out, title, instance, cells);
   const unsigned count = dmi.get_num_structs(type);
-  unsigned row = 0;
   for (unsigned i = 0; i < count; ++i) {
     structure_reader structure(dmi.get_struct(type, i), version);
     if (trace != nullptr && is_logging()) trace(structure);
     const unsigned items = count_items == nullptr ? 1 : count_items(structure);
     for (unsigned item = 0; item < items; ++item) {
       structure.set_item(item);
-      table.start_row(std::to_string(++row).c_str());
-      for (const smbios_cell& source : cells) log_cell(table, source, structure);
-      table.end_row();
+      table.add(std::to_string(table.rows() + 1), structure);
     }
   }
 }

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "lib/dmi.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 
 namespace kestrel {
 
@@ -63,8 +63,8 @@ enum smbios_plain : uint8_t { as_string, as_number };
 using smbios_decoder = std::string (*)(uint32_t value);
 using smbios_composer = std::string (*)(const structure_reader& structure);
 
-/// One column and the field that it shows; the cell of an absent field is empty, or 0. No cell_of:
-/// the field's place is data, so that one reader bounds all of them.
+/// One column and the field that it shows; the cell of an absent field is empty, or 0. No cell_of,
+/// as it carries the field's place, which one function then checks for all.
 struct smbios_cell {
   constexpr smbios_cell(const char* name, datatype type, int width, unsigned offset, unsigned bytes,
                         smbios_since since, smbios_plain kind)
@@ -75,6 +75,8 @@ struct smbios_cell {
   constexpr smbios_cell(const char* name, datatype type, int width, unsigned offset, unsigned bytes,
                         smbios_since since, smbios_composer composer)
       : heading{name, type, width}, place{offset, bytes, since}, compose(composer) {}
+
+  void log(Table& table, const structure_reader& structure) const;
 
   column heading;
   smbios_field place;
