@@ -63,7 +63,7 @@ constexpr cell_of<SysInfo> k_identity[] = {
 
 // A column of the scanned files, and the request that chooses it.
 enum choice : unsigned { always = 1, with_date = 2, with_size = 4, with_version = 8 };
-struct file_column {
+struct file_cell {
   cell_of<filescan*> cell;
   choice chosen;
 };
@@ -71,7 +71,7 @@ struct file_column {
 // Files of this system tell no version.
 const char* no_version(filescan* const&) { return ""; }
 
-constexpr file_column k_file_columns[] = {
+constexpr file_cell k_file_cells[] = {
     {{"Filename", show<&filescan::get_filename>},                 always      },
     {{"Path", show<&filescan::get_path>},                         always      },
     {{"Create Time", show<&filescan::get_create_time>},           with_date   },
@@ -94,7 +94,7 @@ std::vector<cell_of<filescan*>> chosen_cells(const request& what) {
   const unsigned chosen = always | (what.date ? with_date : 0u) | (what.size ? with_size : 0u) |
                           (what.version != nullptr ? with_version : 0u);
   std::vector<cell_of<filescan*>> cells;
-  for (const file_column& wanted : k_file_columns) {
+  for (const file_cell& wanted : k_file_cells) {
     if ((wanted.chosen & chosen) != 0) cells.push_back(wanted.cell);
   }
   return cells;

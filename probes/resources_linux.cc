@@ -34,7 +34,7 @@ int64_t count_on(const interrupt& from) {
   return from.counts[Cpu];
 }
 
-// A column for each processor that there can be; a table has those of the machine's.
+// A column for each processor that there can be; the table leaves out those past the machine's own.
 constexpr cell_of<interrupt> k_interrupt_cells[] = {
     {"IRQ Number",             show<&interrupt::irq>.wide(64)},
     {"CPU 1 interrupt count",  show<count_on<0>>             },
