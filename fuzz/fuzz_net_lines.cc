@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string_view line(reinterpret_cast<const char*>(data) + 1, size - 1);
   if (data[0] % 3 == 0 && parse_iptables_rule(line).filter.size() > 127) abort();
   if (data[0] % 3 == 1) {
-    for (const std::string& name : parse_hosts_line(line).names) expect_word(name);
+    for (const host_entry& entry : parse_hosts_line(line)) expect_word(entry.name);
   }
   if (data[0] % 3 == 2) {
     for (const resolver_option& option : parse_resolver_line(line)) expect_word(option.value);

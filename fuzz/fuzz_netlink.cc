@@ -8,14 +8,12 @@
 
 using namespace kestrel;
 
-template <class Record>
-static void dump(unsigned type, int (*next)(netlink_buffer*, Record*),
-                 const std::string& datagram) {
+template <class Next>
+static void dump(unsigned type, Next next, const std::string& datagram) {
   fake_netlink() = {};
   fake_netlink().datagrams[type] = {datagram};
-  netlink_ptr nlb = netlink_open();
-  for (Record record; next(nlb.get(), &record) == 0;) {
-  }
+  const netlink_ptr nlb = netlink_open();
+  while (next(*nlb)) continue;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

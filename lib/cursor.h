@@ -2,6 +2,7 @@
 // gather files. A short read yields 0 and sets a failed state; nothing is ever read past the end.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -27,6 +28,9 @@ class cursor {
   /// Big-endian getters, the order of SCSI replies.
   uint16_t get_be16() { return static_cast<uint16_t>(get_be(2)); }
   uint32_t get_be32() { return static_cast<uint32_t>(get_be(4)); }
+  /// Getters in the order of this machine, which is that of its kernel's messages.
+  uint16_t get_host16() { return static_cast<uint16_t>(get_host(2)); }
+  uint32_t get_host32() { return static_cast<uint32_t>(get_host(4)); }
 
   /// The next `count` bytes, empty (and failed) when there are fewer.
   byte_span take(size_t count) {
@@ -38,6 +42,8 @@ class cursor {
     position_ += count;
     return piece;
   }
+  /// All that is left.
+  byte_span take_rest() { return take(left()); }
   void skip(size_t count) { take(count); }
   /// Goes to `position`, counted from the first byte.
   void seek(size_t position) {
@@ -63,6 +69,9 @@ class cursor {
     uint64_t value = 0;
     for (unsigned char byte : take(count)) value = value << 8 | byte;
     return value;
+  }
+  uint64_t get_host(size_t count) {
+    return std::endian::native == std::endian::little ? get(count) : get_be(count);
   }
   void fail() {
     failed_ = true;

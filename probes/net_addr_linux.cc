@@ -1,49 +1,51 @@
-// See net_addr_linux.h.
+// Makes records of the kernel's address messages. An address is told by its label, which is the
+// name of the interface or an alias of it.
 #include "probes/net_addr_linux.h"
 
 #include <linux/rtnetlink.h>
 
-#include "probes/net_lib_linux.h"
+#include <cstddef>
 
 namespace kestrel {
 namespace {
 
-constexpr size_t k_index_offset = 4;
-
-void take_address_attribute(const netlink_attribute& attribute, int family, rtnl_addr_info& info) {
-  byte_span value = attribute.payload;
-  int length = static_cast<int>(value.size());
-  rtnl_address_family(family, info.family, sizeof(info.family));
-  if (attribute.type == IFA_LOCAL) {
-    rtnl_format_address(family, value.data(), length, info.address, sizeof(info.address));
-  } else if (attribute.type == IFA_LABEL) {
-    copy_netlink_name(value, info.label, sizeof(info.label));
-  } else if (attribute.type == IFA_BROADCAST) {
-    rtnl_format_address(family, value.data(), length, info.broadcast, sizeof(info.broadcast));
+void take_attribute(const netlink_attribute& attribute, int family, rtnl_addr_info& info) {
+  info.family = rtnl_address_family(family);
+  switch (attribute.type) {
+    case IFA_LOCAL:
+      info.address = rtnl_format_address(family, attribute.payload);
+      break;
+    case IFA_LABEL:
+      info.label = text_field(attribute.payload);
+      break;
+    case IFA_BROADCAST:
+      info.broadcast = rtnl_format_address(family, attribute.payload);
+      break;
+    default:
+      break;
   }
 }
 
 }  // namespace
 
-bool parse_address_message(byte_span payload, rtnl_addr_info& address) {
-  address = {};
-  if (payload.size() < sizeof(ifaddrmsg)) return false;
-  int family = payload[0];
-  address.prefix_length = payload[1];
-  address.index = host_value<int32_t>(payload, k_index_offset);
-  rtnl_netmask(address.prefix_length, address.netmask, sizeof(address.netmask));
-  attribute_walk walk(payload.subspan(sizeof(ifaddrmsg)));
-  for (netlink_attribute attribute; walk.next(attribute);) {
-    take_address_attribute(attribute, family, address);
+std::optional<rtnl_addr_info> parse_address_message(byte_span payload) {
+  cursor in(payload);
+  const int family = in.get_u8();
+  rtnl_addr_info info;
+  info.prefix_length = in.get_u8();
+  in.seek(offsetof(ifaddrmsg, ifa_index));
+  info.index = static_cast<int>(in.get_host32());
+  if (in.failed()) return {};
+  info.netmask = rtnl_netmask(info.prefix_length);
+  for (const netlink_attribute& attribute : netlink_attributes(in.take_rest())) {
+    take_attribute(attribute, family, info);
   }
-  return true;
+  return info;
 }
 
-int rtnl_next_addr(netlink_buffer* nlb, rtnl_addr_info* address) {
-  netlink_message message;
-  int rc = netlink_next_message(nlb, RTM_GETADDR, RTM_NEWADDR, message);
-  if (rc != 0) return rc;
-  return parse_address_message(message.payload, *address) ? 0 : -1;
+std::optional<rtnl_addr_info> rtnl_next_addr(netlink_buffer& nlb) {
+  const auto message = netlink_next_message(nlb, RTM_GETADDR, RTM_NEWADDR);
+  return message ? parse_address_message(message->payload) : std::nullopt;
 }
 
 }  // namespace kestrel

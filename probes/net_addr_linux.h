@@ -1,8 +1,11 @@
 // The IPv4 addresses of the kernel's interfaces: the RTM_GETADDR dump.
 #pragma once
 
+#include <optional>
+#include <string>
+
 #include "lib/cursor.h"
-#include "probes/net_socket_linux.h"
+#include "probes/net_lib_linux.h"
 
 namespace kestrel {
 
@@ -10,18 +13,18 @@ namespace kestrel {
 struct rtnl_addr_info {
   int index = 0;          ///< of the interface
   int prefix_length = 0;  ///< in bits
-  char family[17] = "";   ///< empty for a message without attributes
-  char label[17] = "";    ///< mostly the interface's name
-  char address[47] = "";  ///< the local address
-  char netmask[47] = "";  ///< of the prefix length
-  char broadcast[47] = "";
+  std::string family;     ///< empty for a message without attributes
+  interface_name label;   ///< mostly the interface's name
+  address_text address;   ///< the local address
+  address_text netmask;   ///< of the prefix length
+  address_text broadcast;
+  interface_name interface;  ///< for who knows the interfaces to fill in
 };
 
-/// Takes one address message (what follows the netlink header). False when it is too short.
-bool parse_address_message(byte_span payload, rtnl_addr_info& address);
+/// The record of one address message (what follows the netlink header). None when it is too short.
+std::optional<rtnl_addr_info> parse_address_message(byte_span payload);
 
-/// The next address of the conversation: 0 with `address` filled, 1 when the dump is complete,
-/// negative on error.
-int rtnl_next_addr(netlink_buffer* nlb, rtnl_addr_info* address);
+/// The next address of the conversation; none behind the last one, see netlink_next_message.
+std::optional<rtnl_addr_info> rtnl_next_addr(netlink_buffer& nlb);
 
 }  // namespace kestrel

@@ -1,14 +1,15 @@
-// See net_conf_linux.h. Words end at white space; blanks and tabs separate them.
+// Reads the host table, through the commands that leave out its comments, and the resolver's file.
+// Words end at white space; blanks and tabs separate them. A word that is longer than what is kept
+// of it goes on as the next one.
 #include "probes/net_conf_linux.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <utility>
 
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/getline.h"
-#include "lib/table_rows.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -19,19 +20,14 @@ constexpr const char* k_hosts_command =
     "export LC_ALL=C; cat /etc/hosts | grep -a -v '^#' | grep -a '.'";
 constexpr const char* k_resolver_file = "/etc/resolv.conf";
 
-constexpr size_t k_longest_name = 128;
-
-struct host_name {
-  std::string ip, name;
-};
-constexpr cell_of<host_name> k_hosts_cells[] = {
-    {"IP",       show<&host_name::ip>.wide(64)   },
-    {"Hostname", show<&host_name::name>.wide(128)},
+constexpr cell_of<host_entry> k_hosts_cells[] = {
+    {"IP",       show<&host_entry::ip>  },
+    {"Hostname", show<&host_entry::name>},
 };
 
 constexpr cell_of<resolver_option> k_resolver_cells[] = {
     {"Option", show<&resolver_option::option>.wide(64)},
-    {"Value",  show<&resolver_option::value>.wide(128)},
+    {"Value",  show<&resolver_option::value>          },
 };
 
 struct resolver_keyword {
@@ -49,47 +45,43 @@ std::string_view clean(std::string_view line) {
   return trim_whitespace(line.substr(0, line.find('\0')));
 }
 
-bool is_space(char c) { return k_white_space.find(c) != std::string_view::npos; }
-
-// The next word, at most `limit` characters of it, and the blanks behind it. White space before it
-// is skipped, so every call shortens the text.
-std::string take_word(std::string_view& text, size_t limit) {
-  size_t start = 0;
-  while (start < text.size() && is_space(text[start])) ++start;
-  size_t end = start;
-  while (end < text.size() && end - start < limit && !is_space(text[end])) ++end;
-  std::string word(text.substr(start, end - start));
-  text = skip_blanks(text.substr(end));
+// The next word, as much of it as `Word` keeps, and the blanks behind it. White space before it is
+// skipped, so every call shortens the text.
+template <class Word>
+Word take_word(std::string_view& text) {
+  constexpr size_t longest = Word::buffer_size - 1;
+  text.remove_prefix(std::min(text.find_first_not_of(k_white_space), text.size()));
+  const std::string_view word =
+      text.substr(0, text.find_first_of(k_white_space)).substr(0, longest);
+  text = skip_blanks(text.substr(word.size()));
   return word;
 }
 
-std::vector<std::string> take_words(std::string_view text) {
-  std::vector<std::string> words;
-  while (!text.empty() && text.front() != '#') words.push_back(take_word(text, k_longest_name));
-  return words;
+std::vector<configured_name> take_names(std::string_view text) {
+  std::vector<configured_name> names;
+  while (!text.empty() && text.front() != '#') names.push_back(take_word<configured_name>(text));
+  return names;
 }
 
 }  // namespace
 
-host_entry parse_hosts_line(std::string_view line) {
+std::vector<host_entry> parse_hosts_line(std::string_view line) {
   std::string_view text = clean(line);
-  host_entry entry;
-  entry.ip = take_word(text, 63);
-  printd("hosts: %s has hosts: %s\n", entry.ip.c_str(), std::string(text).c_str());
-  entry.names = take_words(text);
-  return entry;
+  const auto ip = take_word<decltype(host_entry::ip)>(text);
+  printd("hosts: %s has hosts: %s\n", ip.c_str(), std::string(text).c_str());
+  std::vector<host_entry> entries;
+  for (const configured_name& name : take_names(text)) entries.push_back({ip, name});
+  return entries;
 }
 
 std::vector<resolver_option> parse_resolver_line(std::string_view line) {
-  std::string_view text = clean(line);
+  const std::string_view text = clean(line);
   std::vector<resolver_option> options;
-  for (const resolver_keyword& keyword : k_resolver_keywords) {
-    if (!text.starts_with(keyword.word)) continue;
-    std::string_view values = skip_blanks(text.substr(keyword.word.size()));
-    printd("resolv: %s %s\n", std::string(keyword.word).c_str(), std::string(values).c_str());
-    for (std::string& value : take_words(values)) {
-      options.push_back({keyword.option, std::move(value)});
-    }
+  for (const auto& [word, option] : k_resolver_keywords) {
+    if (!text.starts_with(word)) continue;
+    const std::string_view values = skip_blanks(text.substr(word.size()));
+    printd("resolv: %s %s\n", std::string(word).c_str(), std::string(values).c_str());
+    for (const configured_name& value : take_names(values)) options.push_back({option, value});
   }
   return options;
 }
@@ -103,17 +95,14 @@ void write_hosts(FILE* fp) {
     return;
   }
   for_each_line(running.stream(), "hosts", [&](const std::string& line) {
-    host_entry entry = parse_hosts_line(line);
-    for (const std::string& name : entry.names) {
-      table.add(name, {entry.ip, name});
-    }
+    for (const host_entry& entry : parse_hosts_line(line)) table.add(entry.name, entry);
   });
   running.finish(k_table, table.rows());
 }
 
 void write_resolver(FILE* fp) {
   record_table table(fp, "Resolver Configuration", k_resolver_cells);
-  file_ptr in = open_regular_file(k_resolver_file);
+  const file_ptr in = open_regular_file(k_resolver_file);
   if (in == nullptr) {
     print_error("resolv: fopen", errno);
     return;

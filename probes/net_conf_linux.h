@@ -2,24 +2,28 @@
 #pragma once
 
 #include <cstdio>
-#include <string>
 #include <string_view>
 #include <vector>
 
+#include "lib/table_rows.h"
+
 namespace kestrel {
 
-/// A line of the host table: one address and the names that it has.
+/// The name of a host or domain. A longer one goes on as the next.
+using configured_name = fitted_text<128>;
+
+/// A row of the host table: an address and one of the names that it has.
 struct host_entry {
-  std::string ip;                  ///< at most 63 bytes
-  std::vector<std::string> names;  ///< at most 128 bytes each; a longer one goes on in the next
+  kept_text<63> ip;
+  configured_name name;
 };
-/// Takes a line without its newline. A name that begins with '#' ends the line.
-host_entry parse_hosts_line(std::string_view line);
+/// Takes a line without its newline: a row a name. A name that begins with '#' ends the line.
+std::vector<host_entry> parse_hosts_line(std::string_view line);
 
 /// A row of the resolver's table.
 struct resolver_option {
   const char* option;  ///< what the report calls it
-  std::string value;   ///< at most 128 bytes
+  configured_name value;
 };
 /// Takes a line without its newline: a row a domain or server; other keywords give none.
 std::vector<resolver_option> parse_resolver_line(std::string_view line);

@@ -1,9 +1,12 @@
-// See net_iptables_linux.h.
+// Runs `iptables -L`, once to see whether it answers and once a chain, and cuts its lines into
+// fields. It lists in columns that blanks fill, and a rule without a target leaves its column
+// empty.
 #include "probes/net_iptables_linux.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <utility>
 
 #include "lib/command.h"
 #include "lib/debug.h"
@@ -36,15 +39,15 @@ constexpr int k_chain_seconds = 60;
 // How the shell reports a command that SIGPIPE ended.
 constexpr int k_sigpipe_exit = 128 + SIGPIPE;
 
-constexpr size_t k_longest_field = 255;
+constexpr size_t k_field_limit = 255;
 // The column of the target is this wide: as many blanks in its place mean that there is none.
 constexpr size_t k_empty_target = 10;
 
 constexpr std::string_view k_blanks = " \t";
 
-// The run of characters that are not blank, at most k_longest_field of them.
+// The run of characters that are not blank, at most k_field_limit of them.
 std::string_view take_run(std::string_view& text) {
-  std::string_view run = text.substr(0, text.find_first_of(k_blanks)).substr(0, k_longest_field);
+  std::string_view run = text.substr(0, text.find_first_of(k_blanks)).substr(0, k_field_limit);
   text.remove_prefix(run.size());
   return run;
 }
@@ -66,37 +69,38 @@ bool starts_without_target(std::string_view text) {
 
 bool is_listing(std::string_view line) { return line.substr(0, 6) == "Chain "; }
 
-bool discard_line(FILE* in, std::string& line) {
+bool discard_line(FILE* in) {
+  std::string line;
   errno = 0;
   if (read_line(in, line)) return true;
   print_error("iptables: getline", errno);
   return false;
 }
 
-void write_chain(FILE* fp, const char* chain, int& status) {
+// Skips the chain's line and the column headings, both always; false when one of them is missing.
+bool discard_headings(FILE* in) {
+  const bool has_title = discard_line(in);
+  return discard_line(in) && has_title;
+}
+
+void write_chain(FILE* fp, const char* chain, bool has_rows) {
   printd("iptables: Looking at chain %s\n", chain);
   const std::string title = format_text("iptables %s Chain", chain);
   record_table table(fp, title.c_str(), k_rule_cells);
-  std::string command = format_text("iptables -L %s -n -v --line-numbers", chain);
+  const std::string command = format_text("iptables -L %s -n -v --line-numbers", chain);
   printd("iptables: '%s'\n", command.c_str());
   command_stream running(command.c_str(), k_chain_seconds);
   if (!running.is_open()) {
     print_error("iptables: popen", errno);
-    status = -1;
     return;
   }
-  std::string line;
-  for (int heading = 0; heading < 2; ++heading) {
-    if (!discard_line(running.stream(), line)) status = -1;
-  }
-  if (status == 0) {
+  if (discard_headings(running.stream()) && has_rows) {
     for_each_line(running.stream(), "iptables", [&](const std::string& text) {
       const iptables_rule rule = parse_iptables_rule(text);
-      table.add(kept_text<31>(format_text("%s%i", chain, rule.number)), rule);
+      table.add(format_text("%s%i", chain, rule.number), rule);
     });
   }
   running.finish(title, table.rows());
-  status = -1;
 }
 
 }  // namespace
@@ -132,7 +136,7 @@ bool has_iptables() {
     result.status = 0;
   }
   printd("iptables: which iptables - %i\n", result.status);
-  bool failed = result.exited && result.exit_code != 0 && result.exit_code != k_sigpipe_exit;
+  const bool failed = result.exited && result.exit_code != 0 && result.exit_code != k_sigpipe_exit;
   if (failed && !result.was_cut()) {
     printd("iptables: error finding iptables\n");
     return false;
@@ -140,11 +144,10 @@ bool has_iptables() {
   return true;
 }
 
-bool write_iptables_chains(FILE* fp) {
-  // Never reset, so only the first chain's table has rows, on purpose.
-  int status = 0;
-  for (const char* chain : k_chains) write_chain(fp, chain, status);
-  return status == 0;
+void write_iptables_chains(FILE* fp) {
+  // Only the first chain's table has rows, on purpose.
+  bool has_rows = true;
+  for (const char* chain : k_chains) write_chain(fp, chain, std::exchange(has_rows, false));
 }
 
 }  // namespace kestrel

@@ -30,7 +30,7 @@ iptables_rule parse_iptables_rule(std::string_view line);
 /// Whether `iptables` answers at all: only a non-zero exit of its own says no.
 bool has_iptables();
 
-/// Writes one table a chain. True only if no read failed, the normal end of output included.
-bool write_iptables_chains(FILE* fp);
+/// Writes one table a chain; only the first one's has rows.
+void write_iptables_chains(FILE* fp);
 
 }  // namespace kestrel

@@ -1,12 +1,15 @@
-// See net_lib_linux.h. Lengths come from the sender and are checked against the datagram before
-// anything is read.
+// Reads the datagrams of an rtnetlink dump. Lengths come from the sender and are checked against
+// the datagram before anything is read; every step is told in the debug log, which is where a dump
+// that ended early can be understood.
 #include "probes/net_lib_linux.h"
 
 #include <arpa/inet.h>
 #include <linux/rtnetlink.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
+#include <cstring>
 
 #include "lib/debug.h"
 #include "lib/decode.h"
@@ -15,12 +18,9 @@
 namespace kestrel {
 namespace {
 
-constexpr size_t k_header_size = sizeof(nlmsghdr);
 constexpr size_t k_attribute_header_size = sizeof(rtattr);
 // Root and atomic, not the usual dump pair, on purpose.
 constexpr uint16_t k_dump_flags = NLM_F_REQUEST | NLM_F_ROOT | NLM_F_ATOMIC;
-constexpr size_t k_inet6_size = 16;
-constexpr size_t k_inet_size = 4;
 
 constexpr code_name k_address_families[] = {
     {AF_INET,  "inet" },
@@ -29,40 +29,47 @@ constexpr code_name k_address_families[] = {
 
 constexpr size_t aligned(size_t length) { return (length + 3) & ~size_t{3}; }
 
-template <class Number>
-void put(unsigned char* at, Number value) {
-  memcpy(at, &value, sizeof(value));
+std::string inet_text(int family, byte_span address) {
+  char text[INET6_ADDRSTRLEN] = "";
+  const size_t needed = family == AF_INET ? sizeof(in_addr) : sizeof(in6_addr);
+  if (address.size() >= needed) inet_ntop(family, address.data(), text, sizeof(text));
+  return text;
 }
 
 }  // namespace
 
 std::array<unsigned char, k_netlink_request_size> netlink_request(unsigned type, unsigned family,
                                                                   uint32_t sequence) {
-  std::array<unsigned char, k_netlink_request_size> request = {};
-  put(&request[0], static_cast<uint32_t>(request.size()));
-  put(&request[4], static_cast<uint16_t>(type));
-  put(&request[6], k_dump_flags);
-  put(&request[8], sequence);
-  request[k_header_size] = static_cast<unsigned char>(family);
-  return request;
+  struct dump_request {
+    nlmsghdr header;
+    unsigned char family, padding[3];
+  };
+  const dump_request request = {
+      {sizeof(dump_request), static_cast<uint16_t>(type), k_dump_flags, sequence, 0},
+      static_cast<unsigned char>(family),
+      {                  }
+  };
+  return std::bit_cast<std::array<unsigned char, k_netlink_request_size>>(request);
 }
 
-bool parse_netlink_message(byte_span bytes, netlink_message& message) {
-  message = {};
-  message.length = host_value<uint32_t>(bytes, 0);
-  if (message.length < k_header_size || message.length > bytes.size()) return false;
-  message.type = host_value<uint16_t>(bytes, 4);
-  message.flags = host_value<uint16_t>(bytes, 6);
-  message.sequence = host_value<uint32_t>(bytes, 8);
-  message.port = host_value<uint32_t>(bytes, 12);
-  message.payload = bytes.subspan(k_header_size, message.length - k_header_size);
-  return true;
+std::optional<netlink_message> parse_netlink_message(byte_span bytes) {
+  cursor in(bytes);
+  netlink_message message;
+  message.length = in.get_host32();
+  message.type = in.get_host16();
+  message.flags = in.get_host16();
+  message.sequence = in.get_host32();
+  message.port = in.get_host32();
+  if (message.length < sizeof(nlmsghdr)) return {};
+  message.payload = in.take(message.length - sizeof(nlmsghdr));
+  if (in.failed()) return {};
+  return message;
 }
 
 void netlink_error_message(const char* label, byte_span payload) {
   // The kernel counts errors below zero.
-  const int error = to_int(std::abs(int64_t{host_value<int32_t>(payload)}));
-  printd("net: %s: %s\n", label, strerror(error));
+  const auto code = static_cast<int32_t>(cursor(payload).get_host32());
+  printd("net: %s: %s\n", label, strerror(to_int(std::abs(int64_t{code}))));
 }
 
 void netlink_print_nlmsghdr(const netlink_message& message) {
@@ -75,15 +82,15 @@ void netlink_print_nlmsghdr(const netlink_message& message) {
   }
 }
 
-int netlink_validate_message(const netlink_message& message, int expected) {
-  if (message.type == expected) return 0;
+netlink_kind netlink_validate_message(const netlink_message& message, int expected) {
+  if (message.type == expected) return netlink_kind::answer;
   if (message.type == NLMSG_DONE) {
     printd("net: Done processing messages\n");
     // So the kernel tells of a message that would not have fitted the buffer.
-    if (host_value<int32_t>(message.payload) != 0) {
+    if (cursor(message.payload).get_host32() != 0) {
       netlink_error_message("the dump is incomplete", message.payload);
     }
-    return 1;
+    return netlink_kind::end;
   }
   if (message.type == NLMSG_ERROR) {
     // Whatever the request was, the log names this one.
@@ -91,83 +98,78 @@ int netlink_validate_message(const netlink_message& message, int expected) {
   } else {
     printd("net: incorrect message type 0x%02x\n", message.type);
   }
-  return -1;
+  return netlink_kind::other;
 }
 
-int netlink_get_message(netlink_buffer* nlb, int type, int family) {
-  if (nlb->sequence == 0) {
-    int rc = netlink_send_message(nlb, static_cast<unsigned>(type), static_cast<unsigned>(family));
-    if (rc < 0) return rc;
+bool netlink_send_message(netlink_buffer& nlb, unsigned type, unsigned family) {
+  printd("net: netlink_send_message, type 0x%02x, family %u\n", type, family);
+  nlb.length = 0;
+  nlb.offset = 0;
+  return netlink_send(nlb, netlink_request(type, family, ++nlb.sequence));
+}
+
+bool netlink_get_message(netlink_buffer& nlb, unsigned type, unsigned family) {
+  if (nlb.sequence == 0 && !netlink_send_message(nlb, type, family)) return false;
+  return nlb.offset < nlb.length || netlink_receive_message(nlb);
+}
+
+std::optional<netlink_message> netlink_next_message(netlink_buffer& nlb, unsigned request,
+                                                    int answer) {
+  if (!netlink_get_message(nlb, request, AF_INET)) return {};
+  printd("net: Processing message at offset %zu\n", nlb.offset);
+  const byte_span unread = byte_span(nlb.buffer).subspan(nlb.offset, nlb.length - nlb.offset);
+  const std::optional<netlink_message> message = parse_netlink_message(unread);
+  if (!message) {
+    printd("net: message length %u in a datagram of %zu bytes\n", cursor(unread).get_host32(),
+           nlb.length);
+    return {};
   }
-  if (nlb->offset < nlb->length) return 0;
-  return netlink_receive_message(nlb);
+  netlink_print_nlmsghdr(*message);
+  const netlink_kind kind = netlink_validate_message(*message, answer);
+  nlb.is_complete = kind == netlink_kind::end;
+  if (kind != netlink_kind::answer) return {};
+  nlb.offset = std::min(nlb.offset + aligned(message->length), nlb.length);
+  return message;
 }
 
-int netlink_next_message(netlink_buffer* nlb, int request, int answer, netlink_message& message) {
-  int rc = netlink_get_message(nlb, request, AF_INET);
-  if (rc < 0) return rc;
-  printd("net: Processing message at offset %d\n", nlb->offset);
-  byte_span datagram(nlb->buffer.data(), static_cast<size_t>(nlb->length));
-  if (!parse_netlink_message(datagram.subspan(static_cast<size_t>(nlb->offset)), message)) {
-    printd("net: message length %u in a datagram of %d bytes\n", message.length, nlb->length);
-    return -1;
+std::vector<netlink_attribute> netlink_attributes(byte_span bytes) {
+  std::vector<netlink_attribute> found;
+  cursor in(bytes);
+  while (in.left() >= k_attribute_header_size) {
+    const byte_span rest = bytes.subspan(in.position());
+    const size_t length = in.get_host16();
+    const uint16_t type = in.get_host16();
+    if (length < k_attribute_header_size || length > rest.size()) break;
+    printd("net: len = %zu\trta_len: %hd\trta_type: %hd\n", rest.size(), static_cast<short>(length),
+           static_cast<short>(type));
+    print_hexdump("net: rta", rest.data(), static_cast<int>(length), nullptr);
+    found.push_back({type, in.take(length - k_attribute_header_size)});
+    in.skip(std::min(aligned(length) - length, in.left()));
   }
-  netlink_print_nlmsghdr(message);
-  rc = netlink_validate_message(message, answer);
-  if (rc != 0) return rc;
-  nlb->offset = std::min(nlb->offset + static_cast<int>(aligned(message.length)), nlb->length);
-  return 0;
+  return found;
 }
 
-bool attribute_walk::next(netlink_attribute& attribute) {
-  if (left_.size() < k_attribute_header_size) return false;
-  size_t length = host_value<uint16_t>(left_, 0);
-  if (length < k_attribute_header_size || length > left_.size()) return false;
-  attribute.type = host_value<uint16_t>(left_, 2);
-  attribute.payload = left_.subspan(k_attribute_header_size, length - k_attribute_header_size);
-  if (is_logging()) {
-    printd("net: len = %d\trta_len: %hd\trta_type: %hd\n", static_cast<int>(left_.size()),
-           static_cast<short>(length), static_cast<short>(attribute.type));
-    print_hexdump("net: rta", left_.data(), static_cast<int>(length), nullptr);
-  }
-  left_ = left_.subspan(std::min(aligned(length), left_.size()));
-  return true;
-}
-
-void copy_netlink_name(byte_span name, char* out, int size) {
-  format_string(out, static_cast<size_t>(size), "%s", text_field(name).c_str());
-}
-
-void rtnl_link_address(const void* address, int length, char* out, int size) {
-  const unsigned char* bytes = static_cast<const unsigned char*>(address);
+std::string rtnl_link_address(byte_span address) {
   std::string text;
-  for (int i = 0; i < length && text.size() < static_cast<size_t>(size); ++i) {
-    text += format_text("%s%02x", i == 0 ? "" : ":", bytes[i]);
+  for (const unsigned char byte : address) {
+    text += format_text("%s%02x", text.empty() ? "" : ":", byte);
   }
-  format_string(out, static_cast<size_t>(size), "%s", text.c_str());
+  return text;
 }
 
-void rtnl_format_address(int family, const void* data, int length, char* out, int size) {
-  if (family != AF_INET && family != AF_INET6) {
-    rtnl_link_address(data, length, out, size);
-    return;
-  }
-  size_t needed = family == AF_INET ? k_inet_size : k_inet6_size;
-  out[0] = '\0';
-  if (length >= static_cast<int>(needed)) {
-    inet_ntop(family, data, out, static_cast<socklen_t>(size));
-  }
+std::string rtnl_format_address(int family, byte_span address) {
+  const bool is_inet = family == AF_INET || family == AF_INET6;
+  return is_inet ? inet_text(family, address) : rtnl_link_address(address);
 }
 
-void rtnl_address_family(int family, char* out, int size) {
-  format_string(out, static_cast<size_t>(size), "%s",
-                name_of(k_address_families, static_cast<uint32_t>(family), "unknown"));
+const char* rtnl_address_family(int family) {
+  return name_of(k_address_families, static_cast<uint32_t>(family), "unknown");
 }
 
-void rtnl_netmask(int prefix, char* out, int size) {
-  uint32_t mask = 0;
-  if (prefix != 0) mask = htonl(UINT32_MAX << (static_cast<unsigned>(32 - prefix) % 32));
-  rtnl_format_address(AF_INET, &mask, sizeof(mask), out, size);
+std::string rtnl_netmask(int prefix) {
+  const uint32_t bits =
+      prefix != 0 ? UINT32_MAX << (static_cast<unsigned>(32 - prefix) % 32) : uint32_t{0};
+  return inet_text(AF_INET, std::bit_cast<std::array<unsigned char, 4>>(htonl(bits)));
 }
 
 }  // namespace kestrel

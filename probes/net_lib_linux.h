@@ -5,28 +5,26 @@
 
 #include <array>
 #include <cstdint>
-#include <cstring>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "lib/cursor.h"
+#include "lib/table_rows.h"
 #include "probes/net_socket_linux.h"
 
 namespace kestrel {
+
+/// The name of an interface, or the label of an address.
+using interface_name = fitted_text<16>;
+/// A network address, in the notation of its family.
+using address_text = fitted_text<46>;
 
 /// Bytes of a request: the netlink header and the address family, padded.
 inline constexpr size_t k_netlink_request_size = 20;
 /// The request for one dump.
 std::array<unsigned char, k_netlink_request_size> netlink_request(unsigned type, unsigned family,
                                                                   uint32_t sequence);
-
-/// The number at `offset`, 0 when the bytes end before it does.
-template <class Number>
-Number host_value(byte_span bytes, size_t offset = 0) {
-  Number value = 0;
-  if (offset <= bytes.size() && bytes.size() - offset >= sizeof(value)) {
-    memcpy(&value, bytes.data() + offset, sizeof(value));
-  }
-  return value;
-}
 
 /// One message of a datagram: struct nlmsghdr of <linux/netlink.h>, and what follows it.
 struct netlink_message {
@@ -38,22 +36,30 @@ struct netlink_message {
   byte_span payload;  ///< what follows the header; a view of the datagram
 };
 
-/// Takes the first message of `bytes`. False when its length is below that of its header or it
-/// ends behind the bytes.
-bool parse_netlink_message(byte_span bytes, netlink_message& message);
+/// The first message of `bytes`. None when its length is below that of its header or it ends behind
+/// the bytes.
+std::optional<netlink_message> parse_netlink_message(byte_span bytes);
 
-/// 0 when the message has the expected type, 1 when it ends the dump, -1 when it reports an error
-/// or is of any other type. A dump that ends early, with an error, is told in the debug log.
-int netlink_validate_message(const netlink_message& message, int expected);
+/// What a message is to the dump.
+enum class netlink_kind {
+  answer,  ///< of the expected type
+  end,     ///< of the dump, which may be incomplete: the debug log tells
+  other    ///< an error, or of any other type
+};
+netlink_kind netlink_validate_message(const netlink_message& message, int expected);
+
+/// Requests the dump `type` (RTM_GETLINK, RTM_GETADDR or RTM_GETROUTE) of an address family. False
+/// when the request could not be sent.
+bool netlink_send_message(netlink_buffer& nlb, unsigned type, unsigned family);
 
 /// Makes sure that an unread message is in the buffer: sends the request if this conversation has
-/// not sent one, receives a datagram if all was read. 0, or negative on error.
-int netlink_get_message(netlink_buffer* nlb, int type, int family);
+/// not sent one, receives a datagram if all was read. False when there is none.
+bool netlink_get_message(netlink_buffer& nlb, unsigned type, unsigned family);
 
-/// The next message of the dump `request`, which must have the type `answer`, and steps over it.
-/// 0 with `message` filled (valid until the next call), 1 when the dump is complete, negative on
-/// error.
-int netlink_next_message(netlink_buffer* nlb, int request, int answer, netlink_message& message);
+/// The next message of the dump `request`, which must have the type `answer`; valid until the next
+/// call. None behind the last one: `nlb.is_complete` tells whether the dump came to its end.
+std::optional<netlink_message> netlink_next_message(netlink_buffer& nlb, unsigned request,
+                                                    int answer);
 
 /// Traces, behind `label`, the error that the payload of an NLMSG_ERROR or NLMSG_DONE message
 /// begins with.
@@ -65,32 +71,20 @@ void netlink_print_nlmsghdr(const netlink_message& message);
 struct netlink_attribute {
   uint16_t type = 0;
   byte_span payload;
+  /// The number that the value begins with, 0 when it is too short.
+  uint32_t number() const { return cursor(payload).get_host32(); }
 };
-
-/// Walks the attributes behind a family header; ends at the first whose length cannot be true.
-class attribute_walk {
- public:
-  explicit attribute_walk(byte_span attributes) : left_(attributes) {}
-  /// Fills `attribute`; false, and it is unchanged, at the end.
-  bool next(netlink_attribute& attribute);
-
- private:
-  byte_span left_;
-};
-
-/// Copies a name that may lack its NUL; cut to the buffer.
-void copy_netlink_name(byte_span name, char* out, int size);
-
-// The texts below are cut to the buffer of `size` bytes and always terminated.
+/// The attributes behind a family header, up to the first whose length cannot be true.
+std::vector<netlink_attribute> netlink_attributes(byte_span bytes);
 
 /// A hardware address, "00:11:22:33:44:55".
-void rtnl_link_address(const void* address, int length, char* out, int size);
+std::string rtnl_link_address(byte_span address);
 /// An address of `family`: inet and inet6 in their notations, others as hardware addresses. Empty
 /// when there are too few bytes.
-void rtnl_format_address(int family, const void* data, int length, char* out, int size);
+std::string rtnl_format_address(int family, byte_span address);
 /// "inet", "inet6" or "unknown" (AF_ values of <sys/socket.h>).
-void rtnl_address_family(int family, char* out, int size);
+const char* rtnl_address_family(int family);
 /// The IPv4 netmask of a prefix length in bits, "255.255.255.0".
-void rtnl_netmask(int prefix, char* out, int size);
+std::string rtnl_netmask(int prefix);
 
 }  // namespace kestrel

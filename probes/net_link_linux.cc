@@ -1,13 +1,13 @@
-// See net_link_linux.h.
+// Makes records of the kernel's link messages: the name, the addresses and the counters of an
+// interface stand in attributes, its hardware type and its flags in the message's head.
 #include "probes/net_link_linux.h"
 
 #include <linux/rtnetlink.h>
 
-#include <algorithm>
+#include <cstddef>
 
 #include "lib/decode.h"
 #include "lib/utilstr.h"
-#include "probes/net_lib_linux.h"
 
 namespace kestrel {
 namespace {
@@ -97,57 +97,60 @@ constexpr mask_name k_link_flags[] = {
     {0x20,   "NOTRAILERS" },
 };
 
-constexpr size_t k_type_offset = 2;
-constexpr size_t k_index_offset = 4;
-constexpr size_t k_flags_offset = 8;
+decltype(rtnl_link_info::stats) counters_in(byte_span block) {
+  decltype(rtnl_link_info::stats) counters = {};
+  cursor in(block);
+  for (uint32_t& counter : counters) counter = in.get_host32();
+  return counters;
+}
 
-void take_link_attribute(const netlink_attribute& attribute, rtnl_link_info& link) {
-  byte_span value = attribute.payload;
-  if (attribute.type == IFLA_ADDRESS) {
-    rtnl_link_address(value.data(), static_cast<int>(value.size()), link.address,
-                      sizeof(link.address));
-  } else if (attribute.type == IFLA_IFNAME) {
-    copy_netlink_name(value, link.name, sizeof(link.name));
-  } else if (attribute.type == IFLA_MTU) {
-    link.mtu = host_value<uint32_t>(value);
-  } else if (attribute.type == IFLA_STATS) {
-    memcpy(link.stats.data(), value.data(), std::min(value.size(), sizeof(link.stats)));
+void take_attribute(const netlink_attribute& attribute, rtnl_link_info& link) {
+  const byte_span value = attribute.payload;
+  switch (attribute.type) {
+    case IFLA_ADDRESS:
+      link.address = rtnl_link_address(value);
+      break;
+    case IFLA_IFNAME:
+      link.name = text_field(value);
+      break;
+    case IFLA_MTU:
+      link.mtu = attribute.number();
+      break;
+    case IFLA_STATS:
+      link.stats = counters_in(value);
+      break;
+    default:
+      break;
   }
 }
 
 }  // namespace
 
-void rtnl_link_type(int type, char* out, int size) {
-  size_t room = static_cast<size_t>(size);
-  const char* name = name_of(k_link_types, static_cast<uint32_t>(type), nullptr);
-  if (name != nullptr) {
-    format_string(out, room, "%s", name);
-  } else {
-    format_string(out, room, "uknown type %d", type);  // Misspelled in the report on purpose.
+std::string rtnl_link_type(int type) {
+  // Misspelled in the report on purpose.
+  return name_of(k_link_types, static_cast<uint32_t>(type),
+                 format_text("uknown type %d", type).c_str());
+}
+
+std::string rtnl_link_flags(uint32_t flags) { return names_of(k_link_flags, flags, "", " "); }
+
+std::optional<rtnl_link_info> parse_link_message(byte_span payload) {
+  cursor in(payload, offsetof(ifinfomsg, ifi_type));
+  rtnl_link_info link;
+  link.type = rtnl_link_type(in.get_host16());
+  link.index = static_cast<int>(in.get_host32());
+  link.flags = rtnl_link_flags(in.get_host32());
+  in.seek(sizeof(ifinfomsg));
+  if (in.failed()) return {};
+  for (const netlink_attribute& attribute : netlink_attributes(in.take_rest())) {
+    take_attribute(attribute, link);
   }
+  return link;
 }
 
-void rtnl_link_flags(int flags, char* out, int size) {
-  std::string words = names_of(k_link_flags, static_cast<uint32_t>(flags), "", " ");
-  format_string(out, static_cast<size_t>(size), "%s", words.c_str());
-}
-
-bool parse_link_message(byte_span payload, rtnl_link_info& link) {
-  link = {};
-  if (payload.size() < sizeof(ifinfomsg)) return false;
-  link.index = host_value<int32_t>(payload, k_index_offset);
-  rtnl_link_type(host_value<uint16_t>(payload, k_type_offset), link.type, sizeof(link.type));
-  rtnl_link_flags(host_value<int32_t>(payload, k_flags_offset), link.flags, sizeof(link.flags));
-  attribute_walk walk(payload.subspan(sizeof(ifinfomsg)));
-  for (netlink_attribute attribute; walk.next(attribute);) take_link_attribute(attribute, link);
-  return true;
-}
-
-int rtnl_next_link(netlink_buffer* nlb, rtnl_link_info* link) {
-  netlink_message message;
-  int rc = netlink_next_message(nlb, RTM_GETLINK, RTM_NEWLINK, message);
-  if (rc != 0) return rc;
-  return parse_link_message(message.payload, *link) ? 0 : -1;
+std::optional<rtnl_link_info> rtnl_next_link(netlink_buffer& nlb) {
+  const auto message = netlink_next_message(nlb, RTM_GETLINK, RTM_NEWLINK);
+  return message ? parse_link_message(message->payload) : std::nullopt;
 }
 
 }  // namespace kestrel

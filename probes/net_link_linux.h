@@ -3,9 +3,11 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
+#include <string>
 
 #include "lib/cursor.h"
-#include "probes/net_socket_linux.h"
+#include "probes/net_lib_linux.h"
 
 namespace kestrel {
 
@@ -16,27 +18,23 @@ inline constexpr size_t k_link_counters = 23;
 /// A link message (struct ifinfomsg of <linux/rtnetlink.h> and its attributes) as texts.
 struct rtnl_link_info {
   int index = 0;
-  char name[17] = "";
-  char type[18] = "";     ///< link type text; the longest is "uknown type 65534"
-  char address[25] = "";  ///< hardware address text, empty for an interface without one
+  interface_name name;
+  std::string type;       ///< see rtnl_link_type
+  kept_text<24> address;  ///< hardware address text, empty for an interface without one
   uint32_t mtu = 0;       ///< bytes
-  char flags[130] = "";   ///< see rtnl_link_flags
-  std::array<uint32_t, k_link_counters> stats =
-      {};  ///< as the kernel counts them, from rx packets on
+  kept_text<129> flags;   ///< see rtnl_link_flags
+  std::array<uint32_t, k_link_counters> stats = {};  ///< as the kernel counts, from rx packets on
 };
 
-/// Takes one link message (what follows the netlink header). False when it is too short.
-bool parse_link_message(byte_span payload, rtnl_link_info& link);
+/// The record of one link message (what follows the netlink header). None when it is too short.
+std::optional<rtnl_link_info> parse_link_message(byte_span payload);
 
-/// The next interface of the conversation: 0 with `link` filled, 1 when the dump is complete,
-/// negative on error.
-int rtnl_next_link(netlink_buffer* nlb, rtnl_link_info* link);
+/// The next interface of the conversation; none behind the last one, see netlink_next_message.
+std::optional<rtnl_link_info> rtnl_next_link(netlink_buffer& nlb);
 
-/// The name of an ARP hardware type (ARPHRD_ values of <linux/if_arp.h>), cut to the buffer of
-/// `size` bytes.
-void rtnl_link_type(int type, char* out, int size);
-/// The words of the set interface flags (IFF_ values of <linux/if.h>), separated by blanks, cut to
-/// the buffer.
-void rtnl_link_flags(int flags, char* out, int size);
+/// The name of an ARP hardware type (ARPHRD_ values of <linux/if_arp.h>).
+std::string rtnl_link_type(int type);
+/// The words of the set interface flags (IFF_ values of <linux/if.h>), separated by blanks.
+std::string rtnl_link_flags(uint32_t flags);
 
 }  // namespace kestrel

@@ -1,4 +1,5 @@
-// See net_probe.h. Each dump has a conversation of its own, closed before the next one opens.
+// The tables of the network section: which columns each has, and the dumps that fill it. Each dump
+// has a conversation of its own, closed before the next one opens.
 #include "probes/net_probe.h"
 
 #include <unistd.h>
@@ -8,7 +9,7 @@
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/getline.h"
-#include "lib/table.h"
+#include "lib/table_rows.h"
 #include "lib/utilstr.h"
 #include "probes/net_addr_linux.h"
 #include "probes/net_conf_linux.h"
@@ -18,67 +19,53 @@
 namespace kestrel {
 namespace {
 
-constexpr column k_interface_columns[] = {
-    {"Interface", DT_ASCII,   16 },
-    {"Type",      DT_ASCII,   16 },
-    {"Address",   DT_ASCII,   32 },
-    {"Flags",     DT_ASCII,   130},
-    {"MTU",       DT_INTEGER, 0  },
+template <size_t Index>
+uint32_t counter(const rtnl_link_info& link) {
+  return link.stats[Index];
+}
+
+constexpr cell_of<rtnl_link_info> k_interface_cells[] = {
+    {"Interface", show_ascii<&rtnl_link_info::name>            },
+    {"Type",      show_ascii<&rtnl_link_info::type>.wide(16)   },
+    {"Address",   show_ascii<&rtnl_link_info::address>.wide(32)},
+    {"Flags",     show_ascii<&rtnl_link_info::flags>           },
+    {"MTU",       show<&rtnl_link_info::mtu>                   },
 };
 
-constexpr column k_statistics_columns[] = {
-    {"Name",       DT_ASCII,   16},
-    {"rx packets", DT_INTEGER, 0 },
-    {"tx packets", DT_INTEGER, 0 },
-    {"rx bytes",   DT_INTEGER, 0 },
-    {"tx bytes",   DT_INTEGER, 0 },
-    {"rx errors",  DT_INTEGER, 0 },
-    {"tx errors",  DT_INTEGER, 0 },
-    {"rx dropped", DT_INTEGER, 0 },
-    {"tx dropped", DT_INTEGER, 0 },
-    {"multicast",  DT_INTEGER, 0 },
-    {"collisions", DT_INTEGER, 0 },
-};
-constexpr size_t k_reported_counters = 10;
-
-constexpr column k_address_columns[] = {
-    {"Name",      DT_ASCII, 16},
-    {"Family",    DT_ASCII, 16},
-    {"Address",   DT_ASCII, 46},
-    {"Netmask",   DT_ASCII, 46},
-    {"Broadcast", DT_ASCII, 46},
-    {"Interface", DT_ASCII, 16},
+constexpr cell_of<rtnl_link_info> k_statistics_cells[] = {
+    {"Name",       show_ascii<&rtnl_link_info::name>},
+    {"rx packets", show<counter<0>>                 },
+    {"tx packets", show<counter<1>>                 },
+    {"rx bytes",   show<counter<2>>                 },
+    {"tx bytes",   show<counter<3>>                 },
+    {"rx errors",  show<counter<4>>                 },
+    {"tx errors",  show<counter<5>>                 },
+    {"rx dropped", show<counter<6>>                 },
+    {"tx dropped", show<counter<7>>                 },
+    {"multicast",  show<counter<8>>                 },
+    {"collisions", show<counter<9>>                 },
 };
 
-constexpr column k_route_columns[] = {
-    {"Destination", DT_ASCII, 46},
-    {"Gateway",     DT_ASCII, 46},
-    {"Netmask",     DT_ASCII, 46},
-    {"Scope",       DT_ASCII, 16},
-    {"Type",        DT_ASCII, 16},
-    {"Interface",   DT_ASCII, 16},
+constexpr cell_of<rtnl_addr_info> k_address_cells[] = {
+    {"Name",      show_ascii<&rtnl_addr_info::label>          },
+    {"Family",    show_ascii<&rtnl_addr_info::family>.wide(16)},
+    {"Address",   show_ascii<&rtnl_addr_info::address>        },
+    {"Netmask",   show_ascii<&rtnl_addr_info::netmask>        },
+    {"Broadcast", show_ascii<&rtnl_addr_info::broadcast>      },
+    {"Interface", show_ascii<&rtnl_addr_info::interface>      },
 };
 
-const char* name_or_unknown(const rtnl_link_info* link) {
+constexpr cell_of<rtnl_route_info> k_route_cells[] = {
+    {"Destination", show_ascii<&rtnl_route_info::destination>   },
+    {"Gateway",     show_ascii<&rtnl_route_info::gateway>       },
+    {"Netmask",     show_ascii<&rtnl_route_info::netmask>       },
+    {"Scope",       show_ascii<&rtnl_route_info::scope>.wide(16)},
+    {"Type",        show_ascii<&rtnl_route_info::type>.wide(16) },
+    {"Interface",   show_ascii<&rtnl_route_info::interface>     },
+};
+
+interface_name name_or_unknown(const rtnl_link_info* link) {
   return link != nullptr ? link->name : "unknown";
-}
-
-void write_address(Table& table, const rtnl_addr_info& info, const char* interface) {
-  table.start_row(info.label);
-  for (const char* text :
-       {info.label, info.family, info.address, info.netmask, info.broadcast, interface}) {
-    table.log_data(text);
-  }
-  table.end_row();
-}
-
-void write_route(Table& table, const rtnl_route_info& route, const char* interface) {
-  table.start_row(route.destination);
-  for (const char* text :
-       {route.destination, route.gateway, route.netmask, route.scope, route.type, interface}) {
-    table.log_data(text);
-  }
-  table.end_row();
 }
 
 }  // namespace
@@ -96,15 +83,15 @@ const rtnl_link_info* net_probe::find_interface(int index) const {
 
 void net_probe::make_interface_list() {
   interfaces_.clear();
-  netlink_ptr nlb = netlink_open();
+  const netlink_ptr nlb = netlink_open();
   printd("make_interface_list %i\n", nlb != nullptr ? 0 : -1);
   if (nlb == nullptr) return;
   for (;;) {
-    rtnl_link_info link;
     printd("net: doing rtnl_next_link\n");
-    if (rtnl_next_link(nlb.get(), &link) != 0) break;
+    const std::optional<rtnl_link_info> link = rtnl_next_link(*nlb);
+    if (!link) break;
     printd("ADDING AN INTERFACE\n");
-    add_interface(link);
+    add_interface(*link);
   }
   trace_hidden_interfaces();
 }
@@ -123,57 +110,42 @@ void net_probe::trace_hidden_interfaces() const {
 }
 
 void net_probe::scan_link(FILE* fp) {
-  Table table(fp, "Network Interfaces");
-  table.declare(k_interface_columns);
-  for (const rtnl_link_info& link : interfaces_) {
-    table.start_row(link.name);
-    for (const char* text : {link.name, link.type, link.address, link.flags}) table.log_data(text);
-    table.log_data(link.mtu);
-    table.end_row();
-  }
+  record_table table(fp, "Network Interfaces", k_interface_cells);
+  for (const rtnl_link_info& link : interfaces_) table.add(link.name, link);
 }
 
 void net_probe::scan_link_stats(FILE* fp) {
-  Table table(fp, "Network Interface Statistics");
-  table.declare(k_statistics_columns);
-  for (const rtnl_link_info& link : interfaces_) {
-    table.start_row(link.name);
-    table.log_data(link.name);
-    for (size_t i = 0; i < k_reported_counters; ++i) {
-      table.log_data(link.stats[i]);
-    }
-    table.end_row();
-  }
+  record_table table(fp, "Network Interface Statistics", k_statistics_cells);
+  for (const rtnl_link_info& link : interfaces_) table.add(link.name, link);
 }
 
 void net_probe::scan_address(FILE* fp) {
-  Table table(fp, "Network Addresses");
-  table.declare(k_address_columns);
-  netlink_ptr nlb = netlink_open();
+  record_table table(fp, "Network Addresses", k_address_cells);
+  const netlink_ptr nlb = netlink_open();
   if (nlb == nullptr) return;
-  rtnl_addr_info info;
-  while (rtnl_next_addr(nlb.get(), &info) == 0) {
-    write_address(table, info, name_or_unknown(find_interface(info.index)));
+  while (std::optional<rtnl_addr_info> address = rtnl_next_addr(*nlb)) {
+    address->interface = name_or_unknown(find_interface(address->index));
+    table.add(address->label, *address);
   }
 }
 
-bool net_probe::scan_iptables(FILE* fp) { return has_iptables() && write_iptables_chains(fp); }
+void net_probe::scan_iptables(FILE* fp) {
+  if (has_iptables()) write_iptables_chains(fp);
+}
 
 bool net_probe::scan_route(FILE* fp) {
-  Table table(fp, "Network Routing Table");
-  table.declare(k_route_columns);
-  netlink_ptr nlb = netlink_open();
+  record_table table(fp, "Network Routing Table", k_route_cells);
+  const netlink_ptr nlb = netlink_open();
   printd("route: rc = %i\n", nlb != nullptr ? 0 : -1);
   if (nlb == nullptr) return false;
-  for (;;) {
-    rtnl_route_info route;
-    int rc = rtnl_next_route(nlb.get(), &route);
-    if (rc != 0) return rc == 1;
-    const rtnl_link_info* link = find_interface(static_cast<int>(route.output_interface));
-    printd("route: got %p from %i\n", static_cast<const void*>(link),
-           static_cast<int>(route.output_interface));
-    write_route(table, route, name_or_unknown(link));
+  while (std::optional<rtnl_route_info> route = rtnl_next_route(*nlb)) {
+    const int index = static_cast<int>(route->output_interface);
+    const rtnl_link_info* link = find_interface(index);
+    printd("route: got %p from %i\n", static_cast<const void*>(link), index);
+    route->interface = name_or_unknown(link);
+    table.add(route->destination, *route);
   }
+  return nlb->is_complete;
 }
 
 bool net_probe::run(FILE* fp) {

@@ -26,8 +26,8 @@ class net_probe : public probe {
   void scan_address(FILE* fp);
   /// True when the dump came to its end.
   bool scan_route(FILE* fp);
-  /// True only if no read failed, the normal end of output included.
-  bool scan_iptables(FILE* fp);
+  /// No tables when `iptables` does not answer.
+  void scan_iptables(FILE* fp);
 
   /// Appends a copy to the list.
   void add_interface(const rtnl_link_info& link);

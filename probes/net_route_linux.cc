@@ -1,12 +1,14 @@
-// See net_route_linux.h.
+// Makes records of the kernel's route messages. Which attribute fills which member is data; those
+// that are not named there are passed over.
 #include "probes/net_route_linux.h"
 
 #include <linux/rtnetlink.h>
 
+#include <cstddef>
+
 #include "lib/debug.h"
 #include "lib/decode.h"
 #include "lib/utilstr.h"
-#include "probes/net_lib_linux.h"
 
 namespace kestrel {
 namespace {
@@ -39,11 +41,9 @@ constexpr code_name k_route_types[] = {
     {11, "external"   },
 };
 
-constexpr int k_address_size = sizeof(rtnl_route_info::destination);
-
 struct address_field {
   int attribute;
-  char (rtnl_route_info::*text)[k_address_size];
+  address_text rtnl_route_info::*text;
 };
 constexpr address_field k_address_fields[] = {
     {RTA_DST,     &rtnl_route_info::destination     },
@@ -62,71 +62,56 @@ constexpr number_field k_number_fields[] = {
     {RTA_PRIORITY, &rtnl_route_info::priority        },
 };
 
-void take_route_attribute(const netlink_attribute& attribute, int family, rtnl_route_info& route) {
-  byte_span value = attribute.payload;
+void take_attribute(const netlink_attribute& attribute, int family, rtnl_route_info& route) {
   for (const address_field& field : k_address_fields) {
     if (field.attribute != attribute.type) continue;
-    rtnl_format_address(family, value.data(), static_cast<int>(value.size()), route.*field.text,
-                        k_address_size);
+    route.*field.text = rtnl_format_address(family, attribute.payload);
   }
   for (const number_field& field : k_number_fields) {
-    if (field.attribute == attribute.type) route.*field.number = host_value<uint32_t>(value);
+    if (field.attribute == attribute.type) route.*field.number = attribute.number();
   }
 }
 
 }  // namespace
 
-void rtnl_route_protocol(int protocol, char* out, int size) {
-  const char* name = name_of(k_route_protocols, static_cast<uint32_t>(protocol), nullptr);
-  if (name != nullptr) {
-    format_string(out, static_cast<size_t>(size), "%s", name);
-  } else {
-    format_string(out, static_cast<size_t>(size), "unknown %d", protocol);
-  }
+std::string rtnl_route_protocol(int protocol) {
+  return name_of(k_route_protocols, static_cast<uint32_t>(protocol),
+                 format_text("unknown %d", protocol).c_str());
 }
 
-void rtnl_route_scope(int scope, char* out, int size) {
-  const char* name = name_of(k_route_scopes, static_cast<uint32_t>(scope), nullptr);
-  if (name != nullptr) {
-    format_string(out, static_cast<size_t>(size), "%s", name);
-  } else {
-    format_string(out, static_cast<size_t>(size), "%d", scope);
-  }
+std::string rtnl_route_scope(int scope) {
+  return name_of(k_route_scopes, static_cast<uint32_t>(scope), std::to_string(scope).c_str());
 }
 
-void rtnl_route_type(int type, char* out, int size) {
-  const char* name = name_of(k_route_types, static_cast<uint32_t>(type), nullptr);
-  if (name != nullptr) {
-    format_string(out, static_cast<size_t>(size), "%s", name);
-  } else {
-    format_string(out, static_cast<size_t>(size), "%#0x", static_cast<unsigned>(type));
-  }
+std::string rtnl_route_type(int type) {
+  const auto code = static_cast<uint32_t>(type);
+  return name_of(k_route_types, code, format_text("%#0x", code).c_str());
 }
 
-bool parse_route_message(byte_span payload, rtnl_route_info& route) {
-  route = {};
-  if (payload.size() < sizeof(rtmsg)) return false;
+std::optional<rtnl_route_info> parse_route_message(byte_span payload) {
+  if (payload.size() < sizeof(rtmsg)) return {};
   print_hexdump("net: rtm", payload.data(), sizeof(rtmsg), nullptr);
-  int family = payload[0];
-  int destination_length = payload[1];
-  route.table = payload[4];
-  rtnl_netmask(destination_length, route.netmask, sizeof(route.netmask));
-  rtnl_route_protocol(payload[5], route.protocol, sizeof(route.protocol));
-  rtnl_route_scope(payload[6], route.scope, sizeof(route.scope));
-  rtnl_route_type(payload[7], route.type, sizeof(route.type));
-  attribute_walk walk(payload.subspan(sizeof(rtmsg)));
-  for (netlink_attribute attribute; walk.next(attribute);) {
-    take_route_attribute(attribute, family, route);
+  cursor in(payload);
+  rtnl_route_info route;
+  const int family = in.get_u8();
+  const int destination_length = in.get_u8();
+  in.seek(offsetof(rtmsg, rtm_table));
+  route.table = in.get_u8();
+  route.protocol = rtnl_route_protocol(in.get_u8());
+  route.scope = rtnl_route_scope(in.get_u8());
+  route.type = rtnl_route_type(in.get_u8());
+  route.netmask = rtnl_netmask(destination_length);
+  in.seek(sizeof(rtmsg));
+  for (const netlink_attribute& attribute : netlink_attributes(in.take_rest())) {
+    take_attribute(attribute, family, route);
   }
-  if (destination_length == 0) format_string(route.destination, k_address_size, "default");
-  return true;
+  if (destination_length == 0) route.destination = "default";
+  return route;
 }
 
-int rtnl_next_route(netlink_buffer* nlb, rtnl_route_info* route) {
-  netlink_message message;
-  int rc = netlink_next_message(nlb, RTM_GETROUTE, RTM_NEWROUTE, message);
-  if (rc != 0) return rc;
-  return parse_route_message(message.payload, *route) ? 0 : -1;
+std::optional<rtnl_route_info> rtnl_next_route(netlink_buffer& nlb) {
+  const auto message = netlink_next_message(nlb, RTM_GETROUTE, RTM_NEWROUTE);
+  return message ? parse_route_message(message->payload) : std::nullopt;
 }
 
 }  // namespace kestrel

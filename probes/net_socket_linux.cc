@@ -1,4 +1,5 @@
-// The rtnetlink socket itself: see net_socket_linux.h. Test programs link another body.
+// The rtnetlink socket itself: opened, bound to the process id, written to and waited for. It reads
+// the datagrams of the kernel's process id 0 and no others. Test programs link another body.
 #include "probes/net_socket_linux.h"
 
 #include <linux/netlink.h>
@@ -7,12 +8,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 
 #include "lib/debug.h"
-#include "probes/net_lib_linux.h"
 
 namespace kestrel {
 namespace {
@@ -34,9 +33,9 @@ sockaddr* generic(Address& address) {
 
 bool wait_until_readable(int descriptor, steady_clock::time_point deadline) {
   using std::chrono::milliseconds;
-  auto left = std::chrono::duration_cast<milliseconds>(deadline - steady_clock::now()).count();
+  const auto left = std::chrono::duration_cast<milliseconds>(deadline - steady_clock::now());
   pollfd readable = {descriptor, POLLIN, 0};
-  int ready = left > 0 ? poll(&readable, 1, static_cast<int>(left)) : 0;
+  const int ready = left.count() > 0 ? poll(&readable, 1, static_cast<int>(left.count())) : 0;
   if (ready == 0) errno = ETIMEDOUT;
   return ready > 0;
 }
@@ -44,7 +43,7 @@ bool wait_until_readable(int descriptor, steady_clock::time_point deadline) {
 // The length of the kernel's next datagram, which may exceed the buffer. Datagrams that another
 // process sent to our port are dropped.
 ssize_t receive_from_kernel(netlink_buffer& nlb) {
-  steady_clock::time_point deadline = steady_clock::now() + std::chrono::seconds(k_netlink_timeout);
+  const steady_clock::time_point deadline = steady_clock::now() + k_netlink_timeout;
   for (;;) {
     if (!wait_until_readable(nlb.socket, deadline)) {
       if (errno == EINTR) continue;
@@ -52,8 +51,8 @@ ssize_t receive_from_kernel(netlink_buffer& nlb) {
     }
     sockaddr_nl sender = {};
     socklen_t sender_length = sizeof(sender);
-    ssize_t length = recvfrom(nlb.socket, nlb.buffer.data(), nlb.buffer.size(),
-                              MSG_DONTWAIT | MSG_TRUNC, generic(sender), &sender_length);
+    const ssize_t length = recvfrom(nlb.socket, nlb.buffer.data(), nlb.buffer.size(),
+                                    MSG_DONTWAIT | MSG_TRUNC, generic(sender), &sender_length);
     if (length < 0 && (errno == EINTR || errno == EAGAIN)) continue;
     if (length > 0 && sender.nl_pid != 0) continue;
     return length;
@@ -78,49 +77,45 @@ netlink_ptr netlink_open() {
 }
 
 int netlink_close(netlink_buffer* nlb) {
-  std::unique_ptr<netlink_buffer> owned(nlb);
+  const std::unique_ptr<netlink_buffer> owned(nlb);
   return owned->socket < 0 ? 0 : close(owned->socket);
 }
 
-int netlink_send_message(netlink_buffer* nlb, unsigned type, unsigned family) {
-  printd("net: netlink_send_message, type 0x%02x, family %u\n", type, family);
-  nlb->length = 0;
-  nlb->offset = 0;
-  auto request = netlink_request(type, family, ++nlb->sequence);
+bool netlink_send(const netlink_buffer& nlb, byte_span request) {
   sockaddr_nl kernel = netlink_address(0);
-  ssize_t rc = 0;
+  ssize_t sent = 0;
   do {
-    rc = sendto(nlb->socket, request.data(), request.size(), 0, generic(kernel), sizeof(kernel));
-  } while (rc < 0 && errno == EINTR);
-  if (rc < 0) {
+    sent = sendto(nlb.socket, request.data(), request.size(), 0, generic(kernel), sizeof(kernel));
+  } while (sent < 0 && errno == EINTR);
+  if (sent < 0) {
     print_error("net: sendto", errno);
-    return static_cast<int>(rc);
+    return false;
   }
-  printd("net: sendto, rc = %d\n", static_cast<int>(rc));
-  return 0;
+  printd("net: sendto, rc = %zd\n", sent);
+  return true;
 }
 
-int netlink_receive_message(netlink_buffer* nlb) {
-  nlb->length = 0;
-  nlb->offset = 0;
-  printd("doing recvfrom on %i, %p, %i\n", nlb->socket, static_cast<void*>(nlb->buffer.data()),
-         nlb->size);
-  ssize_t length = receive_from_kernel(*nlb);
-  if (length < 0) {
+bool netlink_receive_message(netlink_buffer& nlb) {
+  nlb.length = 0;
+  nlb.offset = 0;
+  printd("doing recvfrom on %i, %p, %zu\n", nlb.socket, static_cast<void*>(nlb.buffer.data()),
+         nlb.buffer.size());
+  const ssize_t received = receive_from_kernel(nlb);
+  if (received < 0) {
     print_error("net: recvmsg", errno);
-    return -1;
+    return false;
   }
-  if (length == 0) {
-    printd("net: EOF on socket %d\n", nlb->socket);
-    return -1;
+  if (received == 0) {
+    printd("net: EOF on socket %d\n", nlb.socket);
+    return false;
   }
-  printd("net: recvmsg, rc = %d\n", static_cast<int>(length));
-  if (length > nlb->size) {
-    printd("net: datagram of %d bytes cut to %d\n", static_cast<int>(length), nlb->size);
+  printd("net: recvmsg, rc = %zd\n", received);
+  nlb.length = std::min(static_cast<size_t>(received), nlb.buffer.size());
+  if (nlb.length < static_cast<size_t>(received)) {
+    printd("net: datagram of %zd bytes cut to %zu\n", received, nlb.length);
   }
-  nlb->length = static_cast<int>(std::min<ssize_t>(length, nlb->size));
-  print_hexdump("netlink message", nlb->buffer.data(), nlb->length, nullptr);
-  return 0;
+  print_hexdump("netlink message", nlb.buffer.data(), static_cast<int>(nlb.length), nullptr);
+  return true;
 }
 
 }  // namespace kestrel

@@ -1,7 +1,10 @@
-// See fake_net_socket.h. The body of the door for test programs.
+// The body of the netlink door for test programs: answers each request with the datagrams that the
+// test laid down for its type, which it reads from the request's bytes.
 #include "tests/doors/fake_net_socket.h"
 
-#include <algorithm>
+#include <linux/netlink.h>
+
+#include <cstddef>
 
 #include "probes/net_socket_linux.h"
 
@@ -25,25 +28,25 @@ int netlink_close(netlink_buffer* nlb) {
   return 0;
 }
 
-int netlink_send_message(netlink_buffer* nlb, unsigned type, unsigned) {
+bool netlink_send(const netlink_buffer&, byte_span request) {
   played_netlink& played = fake_netlink();
-  ++nlb->sequence;
-  played.requested = type;
+  played.request.assign(request.begin(), request.end());
   played.next_datagram = 0;
-  return played.refuses_request ? -1 : 0;
+  return !played.refuses_request;
 }
 
-int netlink_receive_message(netlink_buffer* nlb) {
+bool netlink_receive_message(netlink_buffer& nlb) {
   played_netlink& played = fake_netlink();
-  const std::vector<std::string>& answer = played.datagrams[played.requested];
-  nlb->length = 0;
-  nlb->offset = 0;
-  if (played.next_datagram >= answer.size()) return -1;
-  const std::string& datagram = answer[played.next_datagram++];
-  nlb->length = std::min(static_cast<int>(datagram.size()), nlb->size);
+  const uint16_t type = cursor(played.request, offsetof(nlmsghdr, nlmsg_type)).get_host16();
+  const std::vector<std::string>& answer = played.datagrams[type];
+  nlb.length = 0;
+  nlb.offset = 0;
+  if (played.next_datagram >= answer.size()) return false;
+  const std::string datagram = answer[played.next_datagram++].substr(0, k_netlink_buffer_size);
   // Exactly as long as the datagram, so that the address sanitizer sees a read past its end.
-  nlb->buffer = std::vector<unsigned char>(datagram.begin(), datagram.begin() + nlb->length);
-  return 0;
+  nlb.buffer = {datagram.begin(), datagram.end()};
+  nlb.length = datagram.size();
+  return true;
 }
 
 }  // namespace kestrel

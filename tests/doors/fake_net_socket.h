@@ -13,8 +13,8 @@ struct played_netlink {
   /// The datagrams that answer each request type; behind the last one a receive fails.
   std::map<unsigned, std::vector<std::string>> datagrams;
 
-  int open = 0;  ///< conversations that are open now
-  unsigned requested = 0;
+  int open = 0;                        ///< conversations that are open now
+  std::vector<unsigned char> request;  ///< the last one
   size_t next_datagram = 0;
 };
 

@@ -6,6 +6,7 @@
 #include "lib/debug.h"
 #include "probes/net_lib_linux.h"
 #include "probes/net_link_linux.h"
+#include "probes/net_route_linux.h"
 #include "tests/doors/fake_net_socket.h"
 #include "tests/lib/report_capture.h"
 #include "tests/probes/netlink_messages.h"
@@ -32,20 +33,20 @@ std::string ether_message(int flags = NLM_F_MULTI) {
                  flags);
 }
 
-// The names of the dump's interfaces, then how it ended.
+// The names of the dump's interfaces, then whether it came to its end.
 std::string dump_links(std::vector<std::string> datagrams) {
   fake_netlink() = {};
   fake_netlink().datagrams[RTM_GETLINK] = std::move(datagrams);
-  netlink_ptr nlb = netlink_open();
+  const netlink_ptr nlb = netlink_open();
   std::string names;
-  rtnl_link_info link;
-  int rc = 0;
-  while ((rc = rtnl_next_link(nlb.get(), &link)) == 0) names += link.name + " "s;
-  return names + std::to_string(rc);
+  while (const auto link = rtnl_next_link(*nlb)) names += link->name + " ";
+  return names + (nlb->is_complete ? "1" : "-1");
 }
 
 TEST(NetLib, RequestHasTheLaidDownBytes) {
-  auto request = netlink_request(RTM_GETROUTE, AF_INET, 1);
+  fake_netlink() = {};
+  EXPECT_FALSE(rtnl_next_route(*netlink_open()));
+  const std::vector<unsigned char>& request = fake_netlink().request;
   EXPECT_EQ(std::string(request.begin(), request.end()),
             "\x14\0\0\0\x1a\0\x01\x05\x01\0\0\0\0\0\0\0\x02\0\0\0"s);
 }
@@ -101,49 +102,46 @@ TEST(NetLib, DatagramCutAnywhereGivesOnlyWholeMessages) {
   }
 }
 
+// The record of a message without its netlink header.
+std::optional<rtnl_link_info> parse(const std::string& payload) {
+  return parse_link_message(bytes_of(payload));
+}
+
+std::string shown(const std::optional<rtnl_link_info>& link) {
+  if (!link) return "none";
+  std::string text = link->type + "|" + link->address + "|" + link->flags;
+  for (uint32_t number : {link->mtu, link->stats[0], link->stats[1], link->stats[22]}) {
+    text += "|" + std::to_string(number);
+  }
+  return text;
+}
+
 TEST(NetLink, RecordIsTakenWholeAndStartsEmpty) {
-  rtnl_link_info link;
-  ASSERT_TRUE(parse_link_message(bytes_of(ether_message()).subspan(16), link));
-  EXPECT_STREQ(link.type, "ether");
-  EXPECT_STREQ(link.address, "52:54:00:12:34:ff");
-  EXPECT_STREQ(link.flags, "UP RUNNING BROADCAST MULTICAST");
-  EXPECT_EQ(link.mtu, 4000000000u);
-  EXPECT_EQ(link.stats[0], 3000000000u);
-  EXPECT_EQ(link.stats[1], 12u);
-  EXPECT_EQ(link.stats[2], 0u);
-  ASSERT_TRUE(parse_link_message(bytes_of(tun_message()).subspan(16), link));
-  EXPECT_EQ(link.index, 7);
-  EXPECT_STREQ(link.type, "uknown type 65534");
-  EXPECT_STREQ(link.address, "");
-  EXPECT_STREQ(link.flags, "UP POINTOPOINT MULTICAST NOARP");
-  EXPECT_EQ(link.stats[0], 0u);
+  EXPECT_EQ(shown(parse(ether_message().substr(16))),
+            "ether|52:54:00:12:34:ff|UP RUNNING BROADCAST MULTICAST|4000000000|3000000000|12|0");
+  const auto tun = parse(tun_message().substr(16));
+  EXPECT_EQ(shown(tun), "uknown type 65534||UP POINTOPOINT MULTICAST NOARP|1400|0|0|0");
+  EXPECT_EQ(tun->index, 7);
 }
 
 TEST(NetLink, OversizedValuesAreCutAndShortOnesDropped) {
-  rtnl_link_info link;
-  std::string payload =
-      link_header(801, -1, 0xffffffff) + attribute(IFLA_IFNAME, std::string(40, 'n')) +
-      attribute(IFLA_ADDRESS, "\x80\0\0\x48\xfe\x80"s + std::string(14, '\x1')) +
-      attribute(IFLA_MTU, "\xff\xff\xff"s) + attribute(IFLA_STATS, std::string(200, '\x1'));
-  ASSERT_TRUE(parse_link_message(bytes_of(payload), link));
-  EXPECT_EQ(link.name, std::string(16, 'n'));
-  EXPECT_STREQ(link.address, "80:00:00:48:fe:80:01:01:");
-  EXPECT_STREQ(link.type, "ieee802.11");
-  EXPECT_EQ(link.flags,
-            "UP RUNNING LOOPBACK BROADCAST POINTOPOINT MULTICAST NOARP ALLMULTI PROMISC "
-            "MASTER SLAVE DEBUG DYNAMIC AUTOMEDIA PORTSEL NOTRAILER"s);
-  EXPECT_EQ(link.mtu, 0u);
-  EXPECT_EQ(link.stats.back(), 0x01010101u);
+  const auto link =
+      parse(link_header(801, -1, 0xffffffff) + attribute(IFLA_IFNAME, std::string(40, 'n')) +
+            attribute(IFLA_ADDRESS, "\x80\0\0\x48\xfe\x80"s + std::string(14, '\x1')) +
+            attribute(IFLA_MTU, "\xff\xff\xff"s) + attribute(IFLA_STATS, std::string(200, '\x1')));
+  EXPECT_EQ(shown(link),
+            "ieee802.11|80:00:00:48:fe:80:01:01:|"
+            "UP RUNNING LOOPBACK BROADCAST POINTOPOINT MULTICAST NOARP ALLMULTI PROMISC MASTER "
+            "SLAVE DEBUG DYNAMIC AUTOMEDIA PORTSEL NOTRAILER|0|16843009|16843009|16843009");
+  EXPECT_EQ(link->name, std::string(16, 'n'));
 }
 
 TEST(NetLink, AttributesEndAtALengthThatCannotBeTrue) {
   for (int length : {0, 3, 9, 0xffff}) {
-    rtnl_link_info link;
-    std::string payload = link_header(1, 3, 0) + attribute(IFLA_IFNAME, "eth1") +
-                          raw(static_cast<uint16_t>(length)) + raw<uint16_t>(IFLA_MTU) +
-                          raw<uint32_t>(1500);
-    ASSERT_TRUE(parse_link_message(bytes_of(payload), link));
-    EXPECT_EQ(link.name + std::to_string(link.mtu), "eth10") << length;
+    const auto link =
+        parse(link_header(1, 3, 0) + attribute(IFLA_IFNAME, "eth1") +
+              raw(static_cast<uint16_t>(length)) + raw<uint16_t>(IFLA_MTU) + raw<uint32_t>(1500));
+    EXPECT_EQ(link->name + std::to_string(link->mtu), "eth10") << length;
   }
 }
 

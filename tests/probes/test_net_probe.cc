@@ -138,33 +138,29 @@ TEST(NetLines, RulesOfAnyShapeAreCut) {
   EXPECT_EQ(rule.filter, "d " + std::string(125, 'f'));
 }
 
-std::string joined(const host_entry& entry) {
-  std::string text = entry.ip;
-  for (const std::string& name : entry.names) text += "|" + name;
+template <class Row>
+std::string joined(const std::vector<Row>& rows) {
+  std::string text;
+  for (const auto& [key, value] : rows) text += key + ("|" + value) + "\n";
   return text;
 }
 
 TEST(NetLines, Hosts) {
-  EXPECT_EQ(joined(parse_hosts_line("10.0.0.1 # a")), "10.0.0.1");
-  EXPECT_EQ(joined(parse_hosts_line(" \t10.0.0.1\t a\v b#c \r")), "10.0.0.1|a|b#c");
+  EXPECT_EQ(joined(parse_hosts_line("10.0.0.1 # a")), "");
+  EXPECT_EQ(joined(parse_hosts_line(" \t10.0.0.1\t a\v b#c \r")), "10.0.0.1|a\n10.0.0.1|b#c\n");
   EXPECT_EQ(joined(parse_hosts_line("")), "");
+  const std::string ip(63, '1');
   EXPECT_EQ(joined(parse_hosts_line(std::string(70, '1') + " " + std::string(130, 'n'))),
-            std::string(63, '1') + "|1111111|" + std::string(128, 'n') + "|nn");
+            ip + "|1111111\n" + ip + "|" + std::string(128, 'n') + "\n" + ip + "|nn\n");
 }
 
 TEST(NetLines, Resolver) {
-  const auto joined = [](const char* line) {
-    std::string text;
-    for (const resolver_option& option : parse_resolver_line(line)) {
-      text += option.option + ("|" + option.value) + "\n";
-    }
-    return text;
-  };
-  EXPECT_EQ(joined("search a.example\tb.example # d"),
+  EXPECT_EQ(joined(parse_resolver_line("search a.example\tb.example # d")),
             "Host-name lookup search domain|a.example\nHost-name lookup search domain|b.example\n");
-  EXPECT_EQ(joined(" nameservers 192.0.2.1"), "DNS Name Server|s\nDNS Name Server|192.0.2.1\n");
-  EXPECT_EQ(joined("nameserver"), "");
-  EXPECT_EQ(joined("domain example"), "");
+  EXPECT_EQ(joined(parse_resolver_line(" nameservers 192.0.2.1")),
+            "DNS Name Server|s\nDNS Name Server|192.0.2.1\n");
+  EXPECT_EQ(joined(parse_resolver_line("nameserver")), "");
+  EXPECT_EQ(joined(parse_resolver_line("domain example")), "");
 }
 
 }  // namespace
