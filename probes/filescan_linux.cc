@@ -274,11 +274,12 @@ void filescan_linux::trace_silent() const {
 bool filescan_linux::file_exists(const char* directory, const char* pattern) {
   std::string wanted = directory;
   wanted.append("/").append(pattern);
-  if (!is_reachable(directory)) return false;
-  const FileList found(wanted.c_str());
-  printd("filescan: glob returned %i, with gl_pathc: %i\n", found.result(),
-         static_cast<int>(found.size()));
-  return found.size() != 0;
+  return ask_path(directory, [&wanted](const char*) {
+           const FileList found(wanted.c_str());
+           printd("filescan: glob returned %i, with gl_pathc: %i\n", found.result(),
+                  static_cast<int>(found.size()));
+           return found.size() != 0 ? 0 : ENOENT;
+         }) == 0;
 }
 
 }  // namespace kestrel
