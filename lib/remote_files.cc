@@ -19,7 +19,7 @@ namespace kestrel {
 
 namespace {
 
-constexpr char k_look = 's', k_measure = 'v', k_list = 'l';
+constexpr char k_look = 's', k_list = 'l';
 
 template <class Answer>
 struct reply {
@@ -27,8 +27,9 @@ struct reply {
   Answer answer = {};
 };
 
-// An entry without its name, which stands behind it in the record. The end of the folder has no
-// name, and the attributes of the last entry that was passed over.
+// An entry without its name, which stands behind it in the record, and behind a NUL where a link
+// leads. The end of the folder has no name, and the attributes of the last entry that was passed
+// over.
 struct entry_head {
   int reason = 0;
   unsigned char type = 0;
@@ -69,11 +70,11 @@ class folder_reader {
     DIR* stream = opened < 0 ? nullptr : fdopendir(opened);
     reply<struct stat> found;
     if (stream == nullptr || fstat(opened, &found.answer) != 0) found.reason = errno;
-    link_.send(bytes_of(found));
+    if (stream != nullptr) path_ = path_of_folder(opened);
+    link_.send(bytes_of(found) + path_);
     if (found.reason != 0) return;
     device_ = found.answer.st_dev;
     stream_ = stream;
-    path_ = path_of_folder(opened);
     skip_to(behind);
     while (read_entry()) continue;
     closedir(stream);
@@ -101,8 +102,9 @@ class folder_reader {
     }
     const std::string name = entry->d_name;
     head.type = entry->d_type;
+    place_.clear();
     if (name != "." && name != "..") look_at(name, head);
-    link_.send(bytes_of(head) + name);
+    link_.send(bytes_of(head) + name + '\0' + place_);
     return true;
   }
 
@@ -123,6 +125,7 @@ class folder_reader {
       return;
     }
     passed_over_.clear();
+    if (S_ISDIR(head.status.st_mode)) place_ = *to;
     head.has_status = true;
     head.is_kernel_made = S_ISDIR(head.status.st_mode) && head.status.st_dev != device_ &&
                           remote_holding(*to) == nullptr &&
@@ -152,16 +155,17 @@ class folder_reader {
   std::string path_;
   DIR* stream_ = nullptr;
   dev_t device_ = 0;
+  std::string place_;  // where the entry leads, for folders
   std::string passed_over_;
 };
 
 // ETIMEDOUT where the way to the path leads over a mount that did not answer before.
-template <class Answer, class Call>
-void send_reply(worker_link& link, const std::string& path, Call&& call) {
-  reply<Answer> found;
+void send_status(worker_link& link, const std::string& path) {
+  reply<struct stat> found;
   found.reason = ETIMEDOUT;
-  if (tell_way(link, path)) found.reason = call(path.c_str(), &found.answer) == 0 ? 0 : errno;
-  link.send(bytes_of(found));
+  const std::optional<std::string> place = tell_way(link, path);
+  if (place) found.reason = stat(path.c_str(), &found.answer) == 0 ? 0 : errno;
+  link.send(bytes_of(found) + place.value_or(""));
 }
 
 // A question: letter, path, and for a listing NUL and the entry behind which it goes on.
@@ -172,12 +176,8 @@ void answer(worker_link& link, std::string_view question, const remote_files::fi
   const std::string behind(question);
   if (what == k_list) {
     folder_reader(link, wanted).read(path, behind);
-  } else if (what == k_look) {
-    send_reply<struct stat>(link, path,
-                            [](const char* of, struct stat* found) { return stat(of, found); });
   } else {
-    send_reply<struct statvfs>(
-        link, path, [](const char* of, struct statvfs* found) { return statvfs(of, found); });
+    send_status(link, path);
   }
 }
 
@@ -213,8 +213,8 @@ worker::event remote_files::take(std::string& answer) {
   return got;
 }
 
-template <class Answer>
-bool remote_files::ask_for(char what, const std::string& path, remote_mount& on, Answer& answer) {
+bool remote_files::ask_for(char what, const std::string& path, remote_mount& on,
+                           struct stat& status, std::string& place) {
   errno = ETIMEDOUT;
   if (is_silent(on)) return false;
   if (!has_worker()) return false;
@@ -225,27 +225,26 @@ bool remote_files::ask_for(char what, const std::string& path, remote_mount& on,
     errno = reason;
     return false;
   }
-  reply<Answer> found;
+  reply<struct stat> found;
   if (!read_bytes(bytes, found)) found.reason = EIO;
-  answer = found.answer;
+  status = found.answer;
+  place = bytes.substr(std::min(sizeof found, bytes.size()));
   errno = found.reason;
   return found.reason == 0;
 }
 
-bool remote_files::look_at(const std::string& path, remote_mount& on, struct stat& status) {
+bool remote_files::look_at(const std::string& path, remote_mount& on, struct stat& status,
+                           std::string& place) {
+  place.clear();
   if (!is_silent(on) && !has_worker()) return stat(path.c_str(), &status) == 0;
-  return ask_for(k_look, path, on, status);
+  return ask_for(k_look, path, on, status, place);
 }
 
-bool remote_files::measure(const std::string& path, remote_mount& on, struct statvfs& usage) {
-  if (!is_silent(on) && !has_worker()) return statvfs(path.c_str(), &usage) == 0;
-  return ask_for(k_measure, path, on, usage);
-}
-
-bool remote_files::list(const std::string& path, remote_mount& on, struct stat& folder) {
+bool remote_files::list(const std::string& path, remote_mount& on, struct stat& folder,
+                        std::string& place) {
   path_ = path;
   on_ = &on;
-  return ask_for(k_list, path, on, folder);
+  return ask_for(k_list, path, on, folder, place);
 }
 
 bool remote_files::next(remote_entry& entry) {
@@ -254,8 +253,10 @@ bool remote_files::next(remote_entry& entry) {
   if (take(bytes) != worker::event::record) return go_on_behind(entry);
   entry_head head;
   if (!read_bytes(bytes, head)) return errno = EIO, false;
-  entry = {bytes.substr(sizeof head), head.type,  head.is_read, head.is_kernel_made, head.reason,
-           head.has_status,           head.status};
+  std::string_view texts = std::string_view(bytes).substr(sizeof head);
+  const std::string_view name = next_field(texts, '\0');
+  entry = {std::string(name),   std::string(texts), head.type,       head.is_read,
+           head.is_kernel_made, head.reason,        head.has_status, head.status};
   errno = head.reason;
   return !entry.name.empty();
 }
@@ -268,8 +269,9 @@ bool remote_files::go_on_behind(remote_entry& entry) {
   const size_t end = asked.find('\n');
   const std::string name = end == std::string::npos ? "" : asked.substr(end + 1);
   struct stat folder;
+  std::string place;
   if (reason == ETIMEDOUT && !name.empty() && !is_silent(*on_) &&
-      ask_for(k_list, path_ + '\0' + name, *on_, folder)) {
+      ask_for(k_list, path_ + '\0' + name, *on_, folder, place)) {
     entry = {};
     entry.name = name;
     entry.is_read = true;

@@ -210,8 +210,9 @@ expect "$scratch/waiting|waiting|${zeros}autofs" \
   "$(mounts automount | grep -F "$scratch/waiting" | tr '\t' '|')" "row of an automount point"
 end_servers
 
-# ---- only what hangs is left out: not the healthy mount with a link to it, nor the automounter
-blame_case() {  # inner|hop|file|auto: what in a tree leads to which dead one
+# ---- only what hangs is left out: not the healthy mount with a link to it, nor the automounter, nor
+# ---- folders that were found over it before
+blame_case() {  # inner|hop|file|auto|past: what in a tree leads to which dead one
   local at=$scratch/$1 dead=$scratch/$1/dead
   mkdir -p "$at/tree" "$at/good"
   touch "$at/tree/one" "$at/good/two"
@@ -219,6 +220,13 @@ blame_case() {  # inner|hop|file|auto: what in a tree leads to which dead one
   case $1 in
     file) dead=$at/tree/dead && touch "$dead" && serve "$dead" "$1:/x" getattr:/ stay ;;
     auto) dead=$at/tree/net/bad && automount "$at/tree/net" indirect "$at/good" ;;
+    past)
+      mkdir "$at/good/s1" "$at/good/s2"
+      mv "$at/good/two" "$at/good/s1" && touch "$at/good/s2/two"
+      ln -s ../dead/e1 "$at/good/x"
+      ln -s ../dead/way "$at/tree/b"
+      serve "$dead" "$1:/x" getattr:/e1 stay "$at/good"
+      ;;
     *) serve "$dead" "$1:/x" getattr:/e1 stay ;;
   esac
   serve "$at/tree/well" "well-$1:/x" none stay "$at/dead/e1"
@@ -227,10 +235,10 @@ blame_case() {  # inner|hop|file|auto: what in a tree leads to which dead one
   grep "does not answer" "$at/run/console" | tr -d '\r' >> "$at/verdict"
   grep -o '<filename>[a-z0-9.]*' "$at/run/Unknown-Unknown-Unknown.FILESCAN.XML" | cut -d '>' -f 2 |
     sort >> "$at/verdict"
-  [ "$1" = auto ] || printf 'two\ntwo\n' >> "$at/verdict"
+  [ "$1" = auto ] || [ "$1" = past ] || printf 'two\ntwo\n' >> "$at/verdict"
   echo "status 0 $dead: does not answer, left out .i18n e1 e2 e3 e4 e5 e6 one two two" > "$at/wanted"
 }
-blames=(inner hop file auto)
+blames=(inner hop file auto past)
 for blame in "${blames[@]}"; do blame_case "$blame" & done
 wait
 for blame in "${blames[@]}"; do
