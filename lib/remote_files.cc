@@ -8,10 +8,13 @@
 #include <sys/statfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 
-#include "lib/debug.h"
+#include "lib/misc.h"
+#include "lib/notice.h"
 #include "lib/pathname.h"
 #include "lib/utilstr.h"
 
@@ -287,16 +290,45 @@ bool remote_files::go_on_behind(remote_entry& entry) {
 namespace {
 
 constexpr size_t k_piece = 65536;
+constexpr off_t k_longest = std::numeric_limits<uint32_t>::max();  // what a gather file can take
+constexpr char k_data = 'd', k_end = 'e';  // what a record begins with; errno behind the second
 
-// The first record is errno of opening; what was read follows.
+// No further than the size at first, as files are read into the report; one that tells no size ends
+// where no file is loaded any more.
 void send_file(worker_link& link, const char* path) {
   errno = ETIMEDOUT;
   const file_ptr in = tell_way(link, path) ? open_local_file(path) : nullptr;
-  link.send(bytes_of(in == nullptr ? errno : 0));
-  if (in == nullptr) return;
+  struct stat status = {};
+  if (in == nullptr || fstat(fileno(in.get()), &status) != 0 || status.st_size > k_longest) {
+    return link.send(k_end + bytes_of(status.st_size > k_longest ? EFBIG : errno));
+  }
+  const bool has_size = status.st_size > 0;
+  uint64_t left = has_size ? static_cast<uint64_t>(status.st_size) : k_max_file + 1;
   std::string piece(k_piece, '\0');
-  for (size_t count = 0; (count = fread(piece.data(), 1, piece.size(), in.get())) > 0;) {
-    link.send(std::string_view(piece).substr(0, count));
+  for (size_t count = 1; left > 0 && count > 0; left -= count) {
+    count = fread(piece.data(), 1, std::min<uint64_t>(piece.size(), left), in.get());
+    if (count > 0) link.send(k_data + piece.substr(0, count));
+  }
+  const int reason = ferror(in.get()) != 0 ? errno : 0;
+  link.send(k_end + bytes_of(reason == 0 && left == 0 && !has_size ? EFBIG : reason));
+}
+
+// What was copied, or the errno of what came between.
+int receive_file(worker& reader, file_ptr& copy) {
+  std::string piece;
+  for (;;) {
+    const worker::event got = reader.next(piece, remote_patience());
+    if (got == worker::event::silent) note_silent(reader.asked());
+    if (got == worker::event::silent) return ETIMEDOUT;
+    if (got == worker::event::stopped) return EINTR;
+    int reason = EIO;
+    if (got != worker::event::record || piece.empty()) return reason;
+    const std::string_view bytes = std::string_view(piece).substr(1);
+    if (piece.front() == k_end) return read_bytes(bytes, reason) ? reason : EIO;
+    if (copy == nullptr) copy.reset(tmpfile());
+    if (copy == nullptr || fwrite(bytes.data(), 1, bytes.size(), copy.get()) != bytes.size()) {
+      return errno;
+    }
   }
 }
 
@@ -307,23 +339,20 @@ file_ptr copy_remote_file(const char* path, remote_mount& on) {
   if (is_silent(on)) return nullptr;
   worker reader([path](worker_link& link) { send_file(link, path); });
   if (!reader.is_started()) return open_local_file(path);
-  std::string piece;
-  int reason = EIO;
-  worker::event got = reader.next(piece, remote_patience());
-  if (got == worker::event::record) read_bytes(piece, reason);
-  file_ptr copy(reason == 0 ? tmpfile() : nullptr);
-  if (reason == 0 && copy == nullptr) reason = errno;
-  while (copy != nullptr &&
-         (got = reader.next(piece, remote_patience())) == worker::event::record) {
-    fwrite(piece.data(), 1, piece.size(), copy.get());
+  file_ptr copy;
+  int reason = receive_file(reader, copy);
+  const bool is_told = reason == EFBIG || copy != nullptr;
+  if (reason == 0 && copy == nullptr) copy.reset(tmpfile());
+  if (reason == 0 && (copy == nullptr || fflush(copy.get()) != 0)) reason = errno;
+  if (reason == 0) {
+    rewind(copy.get());
+    return copy;
   }
-  if (got == worker::event::silent) {
-    note_silent(reader.asked());
-    reason = ETIMEDOUT;
+  if (is_told && reason != ETIMEDOUT && reason != EINTR) {
+    add_notice(path, format_text("not read whole, left out: %s", strerror(reason)));
   }
-  if (copy != nullptr) rewind(copy.get());
   errno = reason;
-  return copy;
+  return nullptr;
 }
 
 }  // namespace kestrel

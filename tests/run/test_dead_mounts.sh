@@ -253,7 +253,8 @@ place_case() {  # NUMBER home|work CALL:PATH stay|die WANTED
   if [ "$2" = home ]; then
     HOME=$at/dead run "$at/run" -probe "regional settings"
     status=$?
-    text=$(grep -c 'ID="Current Thread"' "$at/run/Unknown-Unknown-Unknown.XML")
+    text="$(grep -c 'ID="Current Thread"' "$at/run/Unknown-Unknown-Unknown.XML") $(
+      grep -c de_DE "$at/run/Unknown-Unknown-Unknown.XML") $(grep -c dead "$at/run/console")"
   else
     (cd "$at/dead" && exec timeout -s KILL 30 "$kestrel" -batch -local > "$at/out" 2> "$at/told")
     status=$?
@@ -268,11 +269,12 @@ while read -r place call mode wanted; do
   wants[number]=$wanted
   place_case $number "$place" "$call" "$mode" &
 done << 'EOC'
-home getattr:/ stay 0 1
-home getattr:/.i18n stay 0 1
-home open:/.i18n stay 0 1
-home read:/.i18n stay 0 1
-home read:/.i18n die 0 1
+home none stay 0 1 1 0
+home getattr:/.i18n stay 0 1 0 1
+home open:/.i18n stay 0 1 0 1
+home read:/.i18n stay 0 1 0 1
+home more:/.i18n stay 0 1 0 1
+home more:/.i18n die 0 1 0 1
 work getattr:other stay 1
 EOC
 wait
