@@ -30,14 +30,21 @@ std::string make_path(std::string_view path) {
     }
   }
   // A link may lead to a server from anywhere, so all are asked, the way a shell does.
-  std::erase_if(folders, [](const std::string& folder) {
-    if (is_reachable((folder + "/sh").c_str())) return false;
-    printd("command: %s does not answer, left out of PATH\n", folder.c_str());
-    return true;
+  std::vector<std::string> shells;
+  for (const std::string& folder : folders) shells.push_back(folder + "/sh");
+  const std::vector<path_answer> answers = ask_paths(shells, [](const char* shell) {
+    (void)!access(shell, X_OK);
+    return "";
   });
   std::string made;
-  for (const std::string& folder : folders)
-    made.append(&folder == &folders[0] ? "" : ":") += folder;
+  for (size_t i = 0; i < folders.size(); ++i) {
+    if (answers[i].reason == 0) {
+      made.append(folders[i]) += ':';
+    } else {
+      printd("command: %s does not answer, left out of PATH\n", folders[i].c_str());
+    }
+  }
+  if (!made.empty()) made.pop_back();
   return made;
 }
 

@@ -60,7 +60,8 @@ file_ptr open_local_file(const char* path) {
 }
 
 bool is_accessible(const char* path, int mode) {
-  return is_reachable(path) && access(path, mode) == 0;
+  errno = ask_path(path, [mode](const char* at) { return access(at, mode) == 0 ? 0 : errno; });
+  return errno == 0;
 }
 
 file_ptr create_output_file(const char* path, const char* mode) {

@@ -8,12 +8,15 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
 #include <functional>
 #include <map>
+#include <memory>
+#include <numeric>
 #include <set>
 #include <vector>
 
@@ -27,11 +30,16 @@ namespace kestrel {
 
 namespace {
 
+using std::chrono::milliseconds;
+using steady = std::chrono::steady_clock;
+
 constexpr const char* k_mount_table = "/proc/self/mountinfo";
 constexpr std::string_view k_automounter = "autofs";
-constexpr int k_most_links = 40;  // as the kernel follows
-constexpr int k_hurried_patience = 1000;
-constexpr int k_most_patient_waits = 4;
+constexpr int k_most_links = 40;               // as the kernel follows
+constexpr milliseconds k_all_patience{20000};  // for all silent mounts together
+constexpr int k_share = 4;                     // of what is left of it, for one
+constexpr int k_least_patience = 500;
+constexpr size_t k_at_once = 32;  // servers
 
 // Served over a network, by a cluster or by a process of this machine.
 constexpr std::string_view k_remote_types[] = {
@@ -46,7 +54,8 @@ struct mount_table {
   std::map<std::string, remote_mount*, std::less<>> by_point;  // all mounts, null for local ones
   std::map<dev_t, remote_mount*> by_device;                    // the same
   std::set<std::string> silent_servers;
-  int silent = 0;
+  milliseconds waited{0};  // for silent mounts
+  steady::time_point noted = {};
 };
 mount_table table;
 
@@ -274,6 +283,18 @@ bool is_silent(const remote_mount& mount) {
   return mount.is_silent || table.silent_servers.count(server_of(mount)) != 0;
 }
 
+namespace {
+
+// Waits that overlapped count once.
+void note_wait() {
+  const auto now = steady::now();
+  table.waited += std::min(milliseconds(remote_patience()),
+                           std::chrono::duration_cast<milliseconds>(now - table.noted));
+  table.noted = now;
+}
+
+}  // namespace
+
 void note_silent(std::string_view asked) {
   const std::string at(asked.substr(0, asked.find('\n')));
   load();
@@ -284,55 +305,151 @@ void note_silent(std::string_view asked) {
   }
   if (mount->is_silent) return;
   mount->is_silent = true;
-  ++table.silent;
+  note_wait();
   const std::string server = server_of(*mount);
   if (!server.empty()) table.silent_servers.insert(server);
   add_notice(mount->point, "does not answer, left out");
 }
 
 int remote_patience() {
-  return table.silent < k_most_patient_waits ? k_worker_patience : k_hurried_patience;
+  return std::clamp(static_cast<int>((k_all_patience - table.waited).count() / k_share),
+                    k_least_patience, k_worker_patience);
 }
+
+// --- asking ----------------------------------------------------------------------------------
 
 namespace {
 
-// Whether the file systems on the way to `path` answer `call`, which a worker makes where one of
-// them is a remote mount.
-bool answers(const char* path, const std::function<void()>& call) {
-  remote_mount* on = remote_on_way(path);
-  if (on == nullptr) return true;
-  errno = ETIMEDOUT;
-  if (is_silent(*on)) return false;
-  worker asked([path, &call](worker_link& link) {
-    if (!tell_way(link, path)) return;
-    call();
-    link.send("");
-  });
-  if (!asked.is_started()) return true;
-  std::string record;
-  const worker::event got = asked.next(record, remote_patience());
-  if (got == worker::event::silent) note_silent(asked.asked());
-  errno = ETIMEDOUT;
-  return got != worker::event::silent && got != worker::event::ended;
+using path_indexes = std::vector<size_t>;
+
+// Asks the paths of one server in a worker, and takes what that sends.
+class server_questions {
+ public:
+  server_questions(path_indexes paths, const std::vector<std::string>& texts,
+                   std::vector<path_answer>& answers)
+      : left_(std::move(paths)), texts_(texts), answers_(answers) {}
+
+  std::unique_ptr<worker> start(const path_call& call) const {
+    return std::make_unique<worker>([this, &call](worker_link& link) {
+      for (const size_t i : left_) {
+        const bool may_ask = tell_way(link, texts_[i]).has_value();
+        link.send(may_ask ? k_asked + call(texts_[i].c_str()) : "");
+      }
+    });
+  }
+  // Whether more is to come.
+  bool take(const worker& from, worker::event got, const std::string& record) {
+    path_answer& answer = answers_[left_.front()];
+    if (got == worker::event::record) {
+      answer = {record.empty() ? ETIMEDOUT : 0, record.empty() ? "" : record.substr(1)};
+    } else if (got == worker::event::silent) {
+      note_silent(from.asked());
+    } else if (got == worker::event::stopped) {
+      for (const size_t i : left_) answers_[i].reason = EINTR;
+      left_.clear();
+      return false;
+    } else {
+      answer.reason = EIO;
+    }
+    left_.erase(left_.begin());
+    return !left_.empty();
+  }
+  // Without a worker.
+  void ask_here(const path_call& call) {
+    for (const size_t i : left_) answers_[i] = {0, call(texts_[i].c_str())};
+    left_.clear();
+  }
+  path_indexes& left() { return left_; }
+
+ private:
+  static constexpr char k_asked = '+';  // before an answer, which may be empty
+  path_indexes left_;
+  const std::vector<std::string>& texts_;
+  std::vector<path_answer>& answers_;
+};
+
+// What is still worth asking, by who answers; the others have their answer then.
+std::vector<path_indexes> by_server(const path_indexes& asked,
+                                    const std::vector<std::string>& paths,
+                                    std::vector<path_answer>& answers, const path_call& call) {
+  std::map<std::string, path_indexes> found;
+  for (const size_t i : asked) {
+    const remote_mount* on = remote_on_way(paths[i]);
+    answers[i].reason = ETIMEDOUT;
+    if (on == nullptr) {
+      answers[i] = {0, call(paths[i].c_str())};
+    } else if (!is_silent(*on)) {
+      const std::string server = server_of(*on);
+      found[server.empty() ? on->point : server].push_back(i);
+    }
+  }
+  std::vector<path_indexes> groups;
+  for (auto& [server, indexes] : found) groups.push_back(std::move(indexes));
+  return groups;
+}
+
+// One worker for each server; those of a server beyond what one round asks, and what stood behind a
+// path that hung, are left for the next one.
+path_indexes ask_round(const std::vector<path_indexes>& groups,
+                       const std::vector<std::string>& paths, std::vector<path_answer>& answers,
+                       const path_call& call) {
+  std::deque<server_questions> questions;
+  std::vector<std::unique_ptr<worker>> workers;
+  std::vector<const worker*> started;
+  path_indexes left;
+  for (const path_indexes& group : groups) {
+    if (questions.size() >= k_at_once) {
+      left.insert(left.end(), group.begin(), group.end());
+      continue;
+    }
+    questions.emplace_back(group, paths, answers);
+    workers.push_back(questions.back().start(call));
+    started.push_back(workers.back().get());
+    if (workers.back()->is_started()) continue;
+    questions.back().ask_here(call);
+    workers.pop_back();
+    started.pop_back();
+    questions.pop_back();
+  }
+  take_from_all(std::move(workers), remote_patience(),
+                [&](size_t whose, worker::event got, const std::string& record) {
+                  return questions[whose].take(*started[whose], got, record);
+                });
+  for (server_questions& group : questions) {
+    left.insert(left.end(), group.left().begin(), group.left().end());
+  }
+  return left;
 }
 
 }  // namespace
 
-bool is_reachable(const char* path) {
-  return answers(path, [path] {
-    struct stat status;
-    stat(path, &status);
-  });
+std::vector<path_answer> ask_paths(const std::vector<std::string>& paths, const path_call& call) {
+  std::vector<path_answer> answers(paths.size());
+  path_indexes left(paths.size());
+  std::iota(left.begin(), left.end(), 0);
+  while (!left.empty()) {
+    const std::vector<path_indexes> groups = by_server(left, paths, answers, call);
+    left = ask_round(groups, paths, answers, call);
+  }
+  return answers;
+}
+
+int ask_path(const char* path, const std::function<int(const char* path)>& call) {
+  const path_answer answer =
+      ask_paths({path}, [&call](const char* of) { return std::to_string(call(of)); })[0];
+  return answer.reason != 0 ? answer.reason : atoi(answer.bytes.c_str());
 }
 
 bool is_folder_answering() {
-  return answers(".", [] {
-    const std::string name = "kestr" + std::to_string(getpid()) + ".try";
-    const int made = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (made < 0) return;
-    close(made);
-    unlink(name.c_str());
-  });
+  return ask_path(".", [](const char*) {
+           const std::string name = "kestr" + std::to_string(getpid()) + ".try";
+           const int made = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+           if (made >= 0) {
+             close(made);
+             unlink(name.c_str());
+           }
+           return 0;
+         }) != ETIMEDOUT;
 }
 
 }  // namespace kestrel

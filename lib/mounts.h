@@ -4,10 +4,12 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "lib/worker.h"
 
@@ -56,12 +58,22 @@ bool is_silent(const remote_mount& mount);
 /// What a worker asked (see `tell_way`) did not answer: nobody asks its mount again in this run, of
 /// an automounter only that path. Told in one line, and in the debug log.
 void note_silent(std::string_view asked);
-/// What a mount may take to answer, in milliseconds; less after several were silent.
+/// What a mount may take to answer, in milliseconds. Less after others were silent: all of them
+/// together cost a run 20 seconds, and half a second each beyond that.
 int remote_patience();
 
-/// Whether the file at `path` can be asked for at all, be it that there is none. Asks in a worker
-/// where the path leads over a remote mount; false, errno ETIMEDOUT, where that is silent.
-bool is_reachable(const char* path);
+/// What a path answered.
+struct path_answer {
+  int reason = 0;  ///< errno of asking: ETIMEDOUT for a silent mount, EINTR when the run is to end
+  std::string bytes;  ///< of the call
+};
+using path_call = std::function<std::string(const char* path)>;
+/// Makes a call for each path, in workers where they lead over remote mounts: all servers at once,
+/// so that the dead among them cost one wait. Others are asked by this process.
+std::vector<path_answer> ask_paths(const std::vector<std::string>& paths, const path_call& call);
+/// The same for one path and a call that gives an errno, which is returned, or that of asking.
+int ask_path(const char* path, const std::function<int(const char* path)>& call);
+
 /// Whether files can be made in the current folder, or cannot: false only for one on a mount that
 /// does not answer, which would hold the run for ever.
 bool is_folder_answering();

@@ -1,6 +1,7 @@
 // See pcivpd.h.
 #include "lib/pcivpd.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "lib/debug.h"
@@ -22,6 +23,9 @@ constexpr uint8_t k_address = 2;
 constexpr uint8_t k_completion = 3;
 constexpr uint8_t k_completed = 0x80;
 constexpr uint8_t k_data = 4;
+
+constexpr int64_t k_share = 4;                 // of the time that is left, for one function
+constexpr int64_t k_least_milliseconds = 200;  // a card that works needs less
 
 constexpr unsigned k_item_identifier = 0x02;
 constexpr unsigned k_item_read_only = 0x10;
@@ -83,11 +87,11 @@ struct resource {
 // Reads the data of one card, within the time that one card gets.
 class vpd_reader {
  public:
-  vpd_reader(pcivpd_registers& registers, uint8_t capability, int max_polls)
+  vpd_reader(pcivpd_registers& registers, uint8_t capability, const pcivpd_limits& limits)
       : registers_(registers),
         capability_(capability),
-        max_polls_(max_polls),
-        deadline_(registers.milliseconds() + k_vpd_max_milliseconds) {}
+        limits_(limits),
+        deadline_(registers.milliseconds() + limits.milliseconds) {}
 
   // Whether the card let the time for a byte, or its own, go by.
   bool was_silent() const { return was_silent_; }
@@ -126,12 +130,12 @@ class vpd_reader {
     if (!registers_.write_word(at(capability_, k_address), static_cast<uint16_t>(address))) {
       return false;
     }
-    for (int poll = 0; poll < max_polls_; ++poll) {
+    for (int poll = 0; poll < limits_.polls; ++poll) {
       if (is_stopping()) return false;
       if (registers_.milliseconds() >= deadline_) {
         was_silent_ = true;
         printd("pcivpd: the card's %d ms are over at address %04x\n",
-               static_cast<int>(k_vpd_max_milliseconds), static_cast<unsigned>(address));
+               static_cast<int>(limits_.milliseconds), static_cast<unsigned>(address));
         return false;
       }
       if (poll > 0) registers_.pause();
@@ -146,7 +150,7 @@ class vpd_reader {
 
   pcivpd_registers& registers_;
   uint8_t capability_;
-  int max_polls_;
+  pcivpd_limits limits_;
   int64_t deadline_;
   bool was_silent_ = false;
 };
@@ -171,13 +175,26 @@ uint8_t pcivpd_find_capability(pcivpd_registers& registers) {
   return 0;
 }
 
+std::optional<pcivpd_limits> pcivpd_time::next() const {
+  if (left_ <= 0) return {};
+  return pcivpd_limits{silent_cards_ < k_vpd_silent_cards ? k_vpd_max_polls : k_vpd_few_polls,
+                       std::clamp(left_ / k_share, k_least_milliseconds, k_vpd_max_milliseconds)};
+}
+
+void pcivpd_time::note(int64_t milliseconds, bool was_silent) {
+  left_ -= milliseconds;
+  if (!was_silent || ++silent_cards_ != k_vpd_silent_cards) return;
+  printd("pci: %d cards with silent VPD, %d ms for a byte of the next\n", silent_cards_,
+         k_vpd_few_polls);
+}
+
 bool pcivpd_analyse_vpd(pcivpd_registers& registers, uint8_t capability, pci_vpd_xxx& result,
-                        int max_polls) {
+                        const pcivpd_limits& limits) {
   result = {};
   uint8_t id = 0;
   if (!is_safe_capability(capability) || !registers.read_byte(capability, id)) return true;
   if (id != k_vpd_capability) return true;
-  vpd_reader reader(registers, capability, max_polls);
+  vpd_reader reader(registers, capability, limits);
   uint32_t address = 0;
   resource found = {};
   while (reader.read_tag(address, found) && is_decoded(found.item)) {

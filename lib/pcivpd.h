@@ -49,11 +49,32 @@ struct pci_vpd_xxx {
   const char* text(entry which) const { return texts[which] ? texts[which]->c_str() : ""; }
 };
 
-inline constexpr int k_vpd_max_polls = 1000;             ///< of the completion flag, for one byte
-inline constexpr int k_vpd_few_polls = 100;              ///< behind cards that stayed silent
-inline constexpr int k_vpd_silent_cards = 2;             ///< so many get the polls whole
-inline constexpr int64_t k_vpd_max_milliseconds = 2000;  ///< for one function in all
-inline constexpr uint32_t k_vpd_last_address = 0x7FFF;   ///< bit 15 would turn a read into a write
+inline constexpr int k_vpd_max_polls = 1000;              ///< of the completion flag, for one byte
+inline constexpr int k_vpd_few_polls = 100;               ///< behind cards that stayed silent
+inline constexpr int k_vpd_silent_cards = 2;              ///< so many get the polls whole
+inline constexpr int64_t k_vpd_max_milliseconds = 2000;   ///< for one function in all
+inline constexpr int64_t k_vpd_all_milliseconds = 10000;  ///< for all functions of a run
+inline constexpr uint32_t k_vpd_last_address = 0x7FFF;    ///< bit 15 would turn a read into a write
+
+/// What one function gets.
+struct pcivpd_limits {
+  int polls = k_vpd_max_polls;  ///< of the completion flag, for one byte
+  int64_t milliseconds = k_vpd_max_milliseconds;
+};
+
+/// Shares the time out among the functions of a run: a quarter of what is left for one, so that the
+/// quick behind the slow get theirs, and none once it is over.
+class pcivpd_time {
+ public:
+  /// Nothing when no time is left.
+  std::optional<pcivpd_limits> next() const;
+  /// Notes what a function took, and whether it was silent (see `pcivpd_analyse_vpd`).
+  void note(int64_t milliseconds, bool was_silent);
+
+ private:
+  int64_t left_ = k_vpd_all_milliseconds;
+  int silent_cards_ = 0;
+};
 
 /// Offset of the VPD capability; 0 when there is none, a register cannot be read, or the list of
 /// capabilities leads astray.
@@ -63,7 +84,7 @@ uint8_t pcivpd_find_capability(pcivpd_registers& registers);
 /// records of a resource that was read in part among them. False when the card was silent or used
 /// its time up.
 bool pcivpd_analyse_vpd(pcivpd_registers& registers, uint8_t capability, pci_vpd_xxx& result,
-                        int max_polls = k_vpd_max_polls);
+                        const pcivpd_limits& limits = {});
 
 /// Files one resource: item 2 is the identifier, 0x10 and 0x11 are keyword records, others are
 /// ignored. False when a record reaches past the resource.

@@ -8,10 +8,13 @@
 #include <sys/statfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 
-#include "lib/debug.h"
+#include "lib/misc.h"
+#include "lib/notice.h"
 #include "lib/pathname.h"
 #include "lib/utilstr.h"
 
@@ -19,7 +22,7 @@ namespace kestrel {
 
 namespace {
 
-constexpr char k_look = 's', k_measure = 'v', k_list = 'l';
+constexpr char k_look = 's', k_list = 'l';
 
 template <class Answer>
 struct reply {
@@ -27,8 +30,9 @@ struct reply {
   Answer answer = {};
 };
 
-// An entry without its name, which stands behind it in the record. The end of the folder has no
-// name, and the attributes of the last entry that was passed over.
+// An entry without its name, which stands behind it in the record, and behind a NUL where a link
+// leads. The end of the folder has no name, and the attributes of the last entry that was passed
+// over.
 struct entry_head {
   int reason = 0;
   unsigned char type = 0;
@@ -69,11 +73,11 @@ class folder_reader {
     DIR* stream = opened < 0 ? nullptr : fdopendir(opened);
     reply<struct stat> found;
     if (stream == nullptr || fstat(opened, &found.answer) != 0) found.reason = errno;
-    link_.send(bytes_of(found));
+    if (stream != nullptr) path_ = path_of_folder(opened);
+    link_.send(bytes_of(found) + path_);
     if (found.reason != 0) return;
     device_ = found.answer.st_dev;
     stream_ = stream;
-    path_ = path_of_folder(opened);
     skip_to(behind);
     while (read_entry()) continue;
     closedir(stream);
@@ -101,8 +105,9 @@ class folder_reader {
     }
     const std::string name = entry->d_name;
     head.type = entry->d_type;
+    place_.clear();
     if (name != "." && name != "..") look_at(name, head);
-    link_.send(bytes_of(head) + name);
+    link_.send(bytes_of(head) + name + '\0' + place_);
     return true;
   }
 
@@ -123,6 +128,7 @@ class folder_reader {
       return;
     }
     passed_over_.clear();
+    if (S_ISDIR(head.status.st_mode)) place_ = *to;
     head.has_status = true;
     head.is_kernel_made = S_ISDIR(head.status.st_mode) && head.status.st_dev != device_ &&
                           remote_holding(*to) == nullptr &&
@@ -152,16 +158,17 @@ class folder_reader {
   std::string path_;
   DIR* stream_ = nullptr;
   dev_t device_ = 0;
+  std::string place_;  // where the entry leads, for folders
   std::string passed_over_;
 };
 
 // ETIMEDOUT where the way to the path leads over a mount that did not answer before.
-template <class Answer, class Call>
-void send_reply(worker_link& link, const std::string& path, Call&& call) {
-  reply<Answer> found;
+void send_status(worker_link& link, const std::string& path) {
+  reply<struct stat> found;
   found.reason = ETIMEDOUT;
-  if (tell_way(link, path)) found.reason = call(path.c_str(), &found.answer) == 0 ? 0 : errno;
-  link.send(bytes_of(found));
+  const std::optional<std::string> place = tell_way(link, path);
+  if (place) found.reason = stat(path.c_str(), &found.answer) == 0 ? 0 : errno;
+  link.send(bytes_of(found) + place.value_or(""));
 }
 
 // A question: letter, path, and for a listing NUL and the entry behind which it goes on.
@@ -172,12 +179,8 @@ void answer(worker_link& link, std::string_view question, const remote_files::fi
   const std::string behind(question);
   if (what == k_list) {
     folder_reader(link, wanted).read(path, behind);
-  } else if (what == k_look) {
-    send_reply<struct stat>(link, path,
-                            [](const char* of, struct stat* found) { return stat(of, found); });
   } else {
-    send_reply<struct statvfs>(
-        link, path, [](const char* of, struct statvfs* found) { return statvfs(of, found); });
+    send_status(link, path);
   }
 }
 
@@ -213,8 +216,8 @@ worker::event remote_files::take(std::string& answer) {
   return got;
 }
 
-template <class Answer>
-bool remote_files::ask_for(char what, const std::string& path, remote_mount& on, Answer& answer) {
+bool remote_files::ask_for(char what, const std::string& path, remote_mount& on,
+                           struct stat& status, std::string& place) {
   errno = ETIMEDOUT;
   if (is_silent(on)) return false;
   if (!has_worker()) return false;
@@ -225,27 +228,26 @@ bool remote_files::ask_for(char what, const std::string& path, remote_mount& on,
     errno = reason;
     return false;
   }
-  reply<Answer> found;
+  reply<struct stat> found;
   if (!read_bytes(bytes, found)) found.reason = EIO;
-  answer = found.answer;
+  status = found.answer;
+  place = bytes.substr(std::min(sizeof found, bytes.size()));
   errno = found.reason;
   return found.reason == 0;
 }
 
-bool remote_files::look_at(const std::string& path, remote_mount& on, struct stat& status) {
+bool remote_files::look_at(const std::string& path, remote_mount& on, struct stat& status,
+                           std::string& place) {
+  place.clear();
   if (!is_silent(on) && !has_worker()) return stat(path.c_str(), &status) == 0;
-  return ask_for(k_look, path, on, status);
+  return ask_for(k_look, path, on, status, place);
 }
 
-bool remote_files::measure(const std::string& path, remote_mount& on, struct statvfs& usage) {
-  if (!is_silent(on) && !has_worker()) return statvfs(path.c_str(), &usage) == 0;
-  return ask_for(k_measure, path, on, usage);
-}
-
-bool remote_files::list(const std::string& path, remote_mount& on, struct stat& folder) {
+bool remote_files::list(const std::string& path, remote_mount& on, struct stat& folder,
+                        std::string& place) {
   path_ = path;
   on_ = &on;
-  return ask_for(k_list, path, on, folder);
+  return ask_for(k_list, path, on, folder, place);
 }
 
 bool remote_files::next(remote_entry& entry) {
@@ -254,8 +256,10 @@ bool remote_files::next(remote_entry& entry) {
   if (take(bytes) != worker::event::record) return go_on_behind(entry);
   entry_head head;
   if (!read_bytes(bytes, head)) return errno = EIO, false;
-  entry = {bytes.substr(sizeof head), head.type,  head.is_read, head.is_kernel_made, head.reason,
-           head.has_status,           head.status};
+  std::string_view texts = std::string_view(bytes).substr(sizeof head);
+  const std::string_view name = next_field(texts, '\0');
+  entry = {std::string(name),   std::string(texts), head.type,       head.is_read,
+           head.is_kernel_made, head.reason,        head.has_status, head.status};
   errno = head.reason;
   return !entry.name.empty();
 }
@@ -268,8 +272,9 @@ bool remote_files::go_on_behind(remote_entry& entry) {
   const size_t end = asked.find('\n');
   const std::string name = end == std::string::npos ? "" : asked.substr(end + 1);
   struct stat folder;
+  std::string place;
   if (reason == ETIMEDOUT && !name.empty() && !is_silent(*on_) &&
-      ask_for(k_list, path_ + '\0' + name, *on_, folder)) {
+      ask_for(k_list, path_ + '\0' + name, *on_, folder, place)) {
     entry = {};
     entry.name = name;
     entry.is_read = true;
@@ -285,16 +290,45 @@ bool remote_files::go_on_behind(remote_entry& entry) {
 namespace {
 
 constexpr size_t k_piece = 65536;
+constexpr off_t k_longest = std::numeric_limits<uint32_t>::max();  // what a gather file can take
+constexpr char k_data = 'd', k_end = 'e';  // what a record begins with; errno behind the second
 
-// The first record is errno of opening; what was read follows.
+// No further than the size at first, as files are read into the report; one that tells no size ends
+// where no file is loaded any more.
 void send_file(worker_link& link, const char* path) {
   errno = ETIMEDOUT;
   const file_ptr in = tell_way(link, path) ? open_local_file(path) : nullptr;
-  link.send(bytes_of(in == nullptr ? errno : 0));
-  if (in == nullptr) return;
+  struct stat status = {};
+  if (in == nullptr || fstat(fileno(in.get()), &status) != 0 || status.st_size > k_longest) {
+    return link.send(k_end + bytes_of(status.st_size > k_longest ? EFBIG : errno));
+  }
+  const bool has_size = status.st_size > 0;
+  uint64_t left = has_size ? static_cast<uint64_t>(status.st_size) : k_max_file + 1;
   std::string piece(k_piece, '\0');
-  for (size_t count = 0; (count = fread(piece.data(), 1, piece.size(), in.get())) > 0;) {
-    link.send(std::string_view(piece).substr(0, count));
+  for (size_t count = 1; left > 0 && count > 0; left -= count) {
+    count = fread(piece.data(), 1, std::min<uint64_t>(piece.size(), left), in.get());
+    if (count > 0) link.send(k_data + piece.substr(0, count));
+  }
+  const int reason = ferror(in.get()) != 0 ? errno : 0;
+  link.send(k_end + bytes_of(reason == 0 && left == 0 && !has_size ? EFBIG : reason));
+}
+
+// What was copied, or the errno of what came between.
+int receive_file(worker& reader, file_ptr& copy) {
+  std::string piece;
+  for (;;) {
+    const worker::event got = reader.next(piece, remote_patience());
+    if (got == worker::event::silent) note_silent(reader.asked());
+    if (got == worker::event::silent) return ETIMEDOUT;
+    if (got == worker::event::stopped) return EINTR;
+    int reason = EIO;
+    if (got != worker::event::record || piece.empty()) return reason;
+    const std::string_view bytes = std::string_view(piece).substr(1);
+    if (piece.front() == k_end) return read_bytes(bytes, reason) ? reason : EIO;
+    if (copy == nullptr) copy.reset(tmpfile());
+    if (copy == nullptr || fwrite(bytes.data(), 1, bytes.size(), copy.get()) != bytes.size()) {
+      return errno;
+    }
   }
 }
 
@@ -305,23 +339,20 @@ file_ptr copy_remote_file(const char* path, remote_mount& on) {
   if (is_silent(on)) return nullptr;
   worker reader([path](worker_link& link) { send_file(link, path); });
   if (!reader.is_started()) return open_local_file(path);
-  std::string piece;
-  int reason = EIO;
-  worker::event got = reader.next(piece, remote_patience());
-  if (got == worker::event::record) read_bytes(piece, reason);
-  file_ptr copy(reason == 0 ? tmpfile() : nullptr);
-  if (reason == 0 && copy == nullptr) reason = errno;
-  while (copy != nullptr &&
-         (got = reader.next(piece, remote_patience())) == worker::event::record) {
-    fwrite(piece.data(), 1, piece.size(), copy.get());
+  file_ptr copy;
+  int reason = receive_file(reader, copy);
+  const bool is_told = reason == EFBIG || copy != nullptr;
+  if (reason == 0 && copy == nullptr) copy.reset(tmpfile());
+  if (reason == 0 && (copy == nullptr || fflush(copy.get()) != 0)) reason = errno;
+  if (reason == 0) {
+    rewind(copy.get());
+    return copy;
   }
-  if (got == worker::event::silent) {
-    note_silent(reader.asked());
-    reason = ETIMEDOUT;
+  if (is_told && reason != ETIMEDOUT && reason != EINTR) {
+    add_notice(path, format_text("not read whole, left out: %s", strerror(reason)));
   }
-  if (copy != nullptr) rewind(copy.get());
   errno = reason;
-  return copy;
+  return nullptr;
 }
 
 }  // namespace kestrel

@@ -1,10 +1,9 @@
-// What stands on mounts that may hang, asked by a worker: attributes, sizes, the entries of
+// What stands on mounts that may hang, asked by a worker: attributes, contents, the entries of
 // folders. A mount that does not answer is noted as silent, and the next question begins with a new
 // worker.
 #pragma once
 
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 
 #include <functional>
 #include <memory>
@@ -20,6 +19,7 @@ namespace kestrel {
 /// An entry of a folder as the worker read it.
 struct remote_entry {
   std::string name;
+  std::string place;            ///< of a folder: its path without links
   unsigned char type = 0;       ///< d_type of readdir(3)
   bool is_read = false;         ///< `status` and `reason` hold an answer
   bool is_kernel_made = false;  ///< a folder of proc or sysfs in another file system
@@ -37,13 +37,12 @@ class remote_files {
 
   /// False where no process can be had: then everything is asked by this process.
   bool has_worker();
-  /// stat and statvfs, of a path that leads over `on`. False with their errno, ETIMEDOUT when the
-  /// mount did not answer, now or earlier.
-  bool look_at(const std::string& path, remote_mount& on, struct stat& status);
-  bool measure(const std::string& path, remote_mount& on, struct statvfs& usage);
+  /// stat of a path that leads over `on`. False with its errno, ETIMEDOUT when the mount did not
+  /// answer, now or earlier. `place` is the path without links, "" where it is not known.
+  bool look_at(const std::string& path, remote_mount& on, struct stat& status, std::string& place);
 
-  /// Opens a folder on `on` and tells its own attributes; false as above.
-  bool list(const std::string& path, remote_mount& on, struct stat& folder);
+  /// Opens a folder to which the way leads over `on`, and tells the same of it; false as above.
+  bool list(const std::string& path, remote_mount& on, struct stat& folder, std::string& place);
   /// The next entry; false with errno 0 at the end, with another when the listing broke off. An
   /// entry whose own look-up hung (a link to a mount that is silent) has reason ETIMEDOUT.
   bool next(remote_entry& entry);
@@ -51,8 +50,8 @@ class remote_files {
  private:
   worker::event take(std::string& answer);
   bool go_on_behind(remote_entry& entry);
-  template <class Answer>
-  bool ask_for(char what, const std::string& path, remote_mount& on, Answer& answer);
+  bool ask_for(char what, const std::string& path, remote_mount& on, struct stat& status,
+               std::string& place);
 
   filter wanted_;
   std::unique_ptr<worker> worker_;
@@ -61,8 +60,10 @@ class remote_files {
 };
 
 /// A copy of a regular file whose path leads over `on`, read by a worker, ready to be read from its
-/// start. Where the mount falls silent, of what it had sent. Null, with errno as
-/// `open_regular_file`, ETIMEDOUT for a silent mount, when nothing could be read.
+/// start. It ends at the size that the file had at first; of one that tells none at k_max_file
+/// bytes, which fails (EFBIG), as does one above 4 GB. Null when it could not be read whole, with
+/// errno as `open_regular_file`, ETIMEDOUT for a silent mount: half a file would pass for one. What
+/// broke off is told.
 file_ptr copy_remote_file(const char* path, remote_mount& on);
 
 /// Whether `name` in the open folder is a folder that the kernel makes (proc, sysfs).

@@ -42,6 +42,7 @@ constexpr size_t k_frame_head = 1 + sizeof(uint32_t);
 constexpr size_t k_read_size = 65536;
 constexpr milliseconds k_longest_wait{250};  // until progress and stop are looked at again
 constexpr milliseconds k_killed_patience{100};
+constexpr int k_round = 20;  // milliseconds, once around all workers
 
 // The parent's handlers would clean up after him, who still runs.
 void reset_signals(const sigset_t& before) {
@@ -170,6 +171,7 @@ worker::worker(const std::function<void(worker_link&)>& work, std::vector<int> k
   close(asking[0]);
   pipe_ = ends[0];
   requests_ = asking[1];
+  moved_ = steady::now();
   if (child_ <= 0) leave();
   errno = errnum;
 }
@@ -184,7 +186,8 @@ void worker::leave() {
   }
   if (child_ <= 0) return;
   kill(child_, SIGKILL);
-  const auto patience = steady::now() + k_killed_patience;
+  // A run that ends leaves them to the system.
+  const auto patience = steady::now() + (is_stopping() ? milliseconds(0) : k_killed_patience);
   while (waitpid(child_, nullptr, WNOHANG) == 0) {
     if (steady::now() > patience) {
       printd("worker: process %d does not end\n", static_cast<int>(child_));
@@ -223,36 +226,42 @@ bool worker::take_frame(std::string& record) {
   return false;
 }
 
-worker::event worker::wait_for_bytes(int patience) {
-  uint64_t steps = state_->steps.load(std::memory_order_acquire);
-  auto moved = steady::now();
-  const int wait = static_cast<int>(std::min<int64_t>(k_longest_wait.count(), patience / 4 + 1));
-  for (;;) {
-    if (is_stopping()) return event::stopped;
-    pollfd readable = {pipe_, POLLIN, 0};
-    const int ready = poll(&readable, 1, wait);
-    if (ready > 0) return event::record;
-    const uint64_t now = state_->steps.load(std::memory_order_acquire);
-    if (now != steps) moved = steady::now();
-    steps = now;
-    if (steady::now() - moved >= milliseconds(patience)) return event::silent;
-  }
+std::optional<worker::event> worker::wait_for_bytes(int slice, int patience) {
+  if (is_stopping()) return event::stopped;
+  pollfd readable = {pipe_, POLLIN, 0};
+  if (poll(&readable, 1, slice) > 0) return event::record;
+  const uint64_t now = state_->steps.load(std::memory_order_acquire);
+  if (now != steps_) moved_ = steady::now();
+  steps_ = now;
+  if (steady::now() - moved_ >= milliseconds(patience)) return event::silent;
+  return {};
+}
+
+std::optional<worker::event> worker::next_within(int slice, std::string& record, int patience) {
+  if (last_ != event::record) return last_;
+  if (child_ <= 0) return last_ = event::broken;
+  if (take_frame(record)) return event::record;
+  const std::optional<event> waited = wait_for_bytes(slice, patience);
+  if (!waited) return {};
+  if (*waited != event::record) return finish(*waited);
+  const size_t before = unread_.size();
+  unread_.resize(before + k_read_size);
+  ssize_t count = 0;
+  while ((count = read(pipe_, &unread_[before], k_read_size)) < 0 && errno == EINTR) continue;
+  unread_.resize(before + static_cast<size_t>(std::max<ssize_t>(count, 0)));
+  if (count <= 0) return finish(event::ended);
+  moved_ = steady::now();
+  if (take_frame(record)) return event::record;
+  return {};
 }
 
 worker::event worker::next(std::string& record, int patience) {
-  if (last_ != event::record) return last_;
-  if (child_ <= 0) return last_ = event::broken;
-  while (!take_frame(record)) {
-    const event waited = wait_for_bytes(patience);
-    if (waited != event::record) return finish(waited);
-    const size_t before = unread_.size();
-    unread_.resize(before + k_read_size);
-    ssize_t count = 0;
-    while ((count = read(pipe_, &unread_[before], k_read_size)) < 0 && errno == EINTR) continue;
-    unread_.resize(before + static_cast<size_t>(std::max<ssize_t>(count, 0)));
-    if (count <= 0) return finish(event::ended);
+  if (state_ != nullptr) steps_ = state_->steps.load(std::memory_order_acquire);
+  moved_ = steady::now();
+  const int slice = static_cast<int>(std::min<int64_t>(k_longest_wait.count(), patience / 4 + 1));
+  for (;;) {
+    if (const std::optional<event> got = next_within(slice, record, patience)) return *got;
   }
-  return event::record;
 }
 
 worker::event worker::finish(event last) {
@@ -272,6 +281,22 @@ worker::event worker::finish(event last) {
   }
   leave();
   return last_ = last;
+}
+
+void take_from_all(
+    std::vector<std::unique_ptr<worker>> workers, int patience,
+    const std::function<bool(size_t whose, worker::event got, const std::string& record)>& take) {
+  std::string record;
+  for (size_t left = workers.size(); left > 0;) {
+    const int slice = std::max(1, k_round / static_cast<int>(left));
+    for (size_t i = 0; i < workers.size(); ++i) {
+      if (workers[i] == nullptr) continue;
+      const std::optional<worker::event> got = workers[i]->next_within(slice, record, patience);
+      if (!got || (take(i, *got, record) && *got == worker::event::record)) continue;
+      workers[i].reset();
+      --left;
+    }
+  }
 }
 
 bool ask_worker(const std::function<std::string()>& work, std::string& answer, int patience) {

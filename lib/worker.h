@@ -5,10 +5,12 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -65,6 +67,9 @@ class worker {
   bool is_started() const { return child_ > 0; }
   /// Waits for the next record. Every event but `record` is final.
   event next(std::string& record, int patience = k_worker_patience);
+  /// The same for who waits for several workers: nothing when `slice` milliseconds brought no
+  /// event.
+  std::optional<event> next_within(int slice, std::string& record, int patience);
   /// Hands it a request, which waits until the worker takes it: 60 KB at most, one at a time.
   bool ask(std::string_view request);
   /// What the worker said last that it would ask.
@@ -75,7 +80,7 @@ class worker {
     void operator()(worker_link::shared_state* state) const;
   };
   bool take_frame(std::string& record);
-  event wait_for_bytes(int patience);
+  std::optional<event> wait_for_bytes(int slice, int patience);
   event finish(event last);
   void leave();
 
@@ -86,7 +91,15 @@ class worker {
   std::string unread_;
   size_t position_ = 0;
   event last_ = event::record;
+  uint64_t steps_ = 0;                                // as seen last
+  std::chrono::steady_clock::time_point moved_ = {};  // when they changed, or the wait began
 };
+
+/// Waits for all at once: `take` is told every event, whose it is (with the record), and says
+/// whether more is to come from that worker. Those that are done, and what is no record, are gone.
+void take_from_all(
+    std::vector<std::unique_ptr<worker>> workers, int patience,
+    const std::function<bool(size_t whose, worker::event got, const std::string& record)>& take);
 
 /// Makes one call that can hang: `work` returns its answer as bytes. False, and errno ETIMEDOUT,
 /// when it gave none within `patience` milliseconds; errno EINTR when the run was asked to end;

@@ -2,6 +2,8 @@
 // the worker's records.
 #include "lib/worker_server.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <utility>
 
@@ -13,6 +15,8 @@ namespace {
 
 constexpr size_t k_patient_with = 2;
 constexpr int k_impatient = 5;
+constexpr size_t k_at_once = 64;
+constexpr int k_least_patience = 1000;
 
 }  // namespace
 
@@ -73,10 +77,47 @@ bool worker_server::ask(const std::string& name, const void* request, void* answ
     return true;
   }
   rest();
-  if (is_stopping()) return false;
+  note_silent(name);
+  return false;
+}
+
+void worker_server::note_silent(const std::string& name) {
+  if (is_stopping()) return;
   silent_.insert(name);
   add_notice(subject_, name + " does not answer");
-  return false;
+}
+
+std::vector<std::string> worker_server::ask_at_once(const std::vector<question>& questions,
+                                                    int patience) {
+  std::vector<std::string> answers(questions.size());
+  std::vector<std::unique_ptr<worker>> workers;
+  std::vector<size_t> asked;
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(patience);
+  const auto wait = [&] {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        end - std::chrono::steady_clock::now());
+    take_from_all(std::exchange(workers, {}),
+                  std::max(static_cast<int>(left.count()), std::min(patience, k_least_patience)),
+                  [&](size_t whose, worker::event got, const std::string& record) {
+                    if (got == worker::event::record) {
+                      answers[asked[whose]] = record;
+                    } else {
+                      note_silent(questions[asked[whose]].name);
+                    }
+                    return false;
+                  });
+    asked.clear();
+  };
+  for (size_t i = 0; i < questions.size(); ++i) {
+    if (is_silent(questions[i].name)) continue;
+    auto one = std::make_unique<worker>([this](worker_link& link) { serve(link); });
+    if (!one->is_started() || !one->ask(questions[i].request + questions[i].name)) continue;
+    workers.push_back(std::move(one));
+    asked.push_back(i);
+    if (workers.size() == k_at_once) wait();
+  }
+  wait();
+  return answers;
 }
 
 }  // namespace kestrel

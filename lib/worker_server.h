@@ -3,12 +3,16 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "lib/worker.h"
 
@@ -34,10 +38,19 @@ class worker_server {
   /// Ends the worker and with it what it has open; the next call starts one.
   void rest();
 
+ protected:
+  struct question {
+    std::string name, request;
+  };
+  /// One question each to many devices at once, by a worker of its own for each; all together may
+  /// take `patience`. The answers' bytes, "" for a device that gave none.
+  std::vector<std::string> ask_at_once(const std::vector<question>& questions, int patience);
+
  private:
   bool start();
   void serve(worker_link& link) const;
   bool send_request(const std::string& name, const void* request);
+  void note_silent(const std::string& name);
 
   const char* subject_;
   call make_;
@@ -66,6 +79,24 @@ class device_calls : public worker_server {
   /// See `worker_server::ask`; `answer` is unchanged then.
   bool ask(const std::string& name, const Request& request, Answer& answer) {
     return worker_server::ask(name, &request, &answer);
+  }
+  /// The same for one request to each of many devices, at once: those that are merely slow are
+  /// waited for together, `patience` milliseconds in all. An answer a request, nothing for a device
+  /// that gave none.
+  std::vector<std::optional<Answer>> ask_at_once(
+      const std::vector<std::pair<std::string, Request>>& requests, int patience) {
+    std::vector<question> questions;
+    for (const auto& [name, request] : requests) {
+      questions.push_back({
+          name, {reinterpret_cast<const char*>(&request), sizeof request}
+      });
+    }
+    std::vector<std::optional<Answer>> answers;
+    for (const std::string& bytes : worker_server::ask_at_once(questions, patience)) {
+      std::optional<Answer>& answer = answers.emplace_back();
+      if (bytes.size() == sizeof(Answer)) memcpy(&answer.emplace(), bytes.data(), bytes.size());
+    }
+    return answers;
   }
 };
 

@@ -14,6 +14,7 @@
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/getline.h"
+#include "lib/mounts.h"
 #include "lib/record_lines.h"
 #include "lib/utilstr.h"
 #include "probes/filescan.h"
@@ -266,8 +267,11 @@ void write_kernel_command_line(FILE* fp, const char* path) {
   printd("boot_cmdline: %s\n", line.c_str());
   printd("boot_cmdline: stating %s\n", line.c_str());
   // The text itself is looked up on purpose.
-  struct stat status;
-  if (stat(line.c_str(), &status) != 0) print_error("boot_cmdline: stat", errno);
+  const int reason = ask_path(line.c_str(), [](const char* at) {
+    struct stat status;
+    return stat(at, &status) == 0 ? 0 : errno;
+  });
+  if (reason != 0) print_error("boot_cmdline: stat", reason);
   for (const kernel_option& option : parse_kernel_command_line(line)) {
     table.add(option.value.value_or(option.option), option);
   }

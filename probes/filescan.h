@@ -21,6 +21,7 @@ struct dentry {
   size_t depth;
   bool named;
   remote_mount* on = nullptr;  ///< the mount to be asked with care that the way leads over
+  std::string place = {};      ///< its path without links, where `name` leads over such a mount
 };
 
 /// Walks folders depth-first, the one added last first, in the order in which the system lists

@@ -79,11 +79,14 @@ remote_mount* filescan_linux::leads_over(const char* name, unsigned char type) c
 
 bool filescan_linux::stat_entry(const char* name, unsigned char type) {
   struct stat status;
+  entry_place_.clear();
   entry_on_ = leads_over(name, type);
   if (entry_on_ == nullptr) {
     if (fstatat(dirfd(stream_.get()), name, &status, 0) != 0) return false;
-  } else if (!asked_.look_at(full_pathname(), *entry_on_, status)) {
-    return false;
+  } else {
+    std::string path = folder_;
+    append_name(path, name);
+    if (!asked_.look_at(path, *entry_on_, status, entry_place_)) return false;
   }
   take_attributes(status);
   return true;

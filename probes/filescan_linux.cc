@@ -1,5 +1,5 @@
-// The walker of the file scan on Linux: see filescan_linux.h. The attributes of files are in
-// filescan_attributes.cc.
+// The walk of the file scan on Linux: reads folders by directory streams or, where they may hang,
+// through lib/remote_files.h. The attributes of files are in filescan_attributes.cc.
 #include "probes/filescan_linux.h"
 
 #include <fcntl.h>
@@ -148,6 +148,7 @@ bool filescan_linux::enter(const dentry& folder) {
          static_cast<int>(directories_scanned));
   ++directories_scanned;
 
+  place_ = folder.place;
   remote_mount* on = folder.named ? remote_on_way(current_path_.text()) : folder.on;
   const bool is_open = on != nullptr && (is_silent(*on) || asked_.has_worker())
                            ? open_remote(*on)
@@ -183,7 +184,8 @@ bool filescan_linux::open_local(const dentry& folder) {
 
 bool filescan_linux::open_remote(remote_mount& on) {
   struct stat status;
-  if (!asked_.list(std::string(current_path_.text()), on, status)) return false;
+  const std::string path = place_.empty() ? std::string(current_path_.text()) : place_;
+  if (!asked_.list(path, on, status, place_)) return false;
   ancestors_.back().key = {status.st_dev, status.st_ino};
   remote_ = &on;
   return true;
@@ -191,7 +193,10 @@ bool filescan_linux::open_remote(remote_mount& on) {
 
 int filescan_linux::open_folder(const dentry& folder) const {
   if (finished_ == nullptr || folder.named || folder.depth != finished_depth_) {
-    return current_path_.open_directory();
+    if (folder.place.empty()) return current_path_.open_directory();
+    PathName place;
+    place.start(folder.place);
+    return place.open_directory();
   }
   return openat(dirfd(finished_.get()), folder.name.c_str(),
                 O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC);
@@ -221,6 +226,7 @@ bool filescan_linux::read_entry(unsigned char& type) {
   if (remote_ != nullptr) {
     entry_ = {};
     const bool is_read = asked_.next(entry_);
+    entry_place_ = entry_.place;
     if (!entry_.is_read && entry_.has_status) take_attributes(entry_.status);
     name_ = entry_.name;
     type = entry_.type;
@@ -244,10 +250,19 @@ bool filescan_linux::add_if_directory() {
   } else if (is_kernel_tree()) {
     printd("filescan: not scanning %s, as it is made by the kernel\n", name_.c_str());
   } else {
-    remote_mount* on = has_remote_mounts() ? remote_of_device(attributes_.device) : nullptr;
-    add_dentry({name_, current_path_.depth(), false, on != nullptr ? on : entry_on_});
+    add_folder();
   }
   return true;
+}
+
+// Below a link over a mount that may hang, folders are known by their place: once they are found,
+// they are there whether or not that mount still answers.
+void filescan_linux::add_folder() {
+  remote_mount* on = has_remote_mounts() ? remote_of_device(attributes_.device) : nullptr;
+  std::string place = entry_place_;
+  if (place.empty() && !place_.empty()) append_name(place = place_, name_);
+  if (on == nullptr) on = place.empty() ? entry_on_ : remote_holding(place);
+  add_dentry({name_, current_path_.depth(), false, on, std::move(place)});
 }
 
 // Two links to "." in one folder would otherwise lead through 2^40 folders.
@@ -263,8 +278,10 @@ bool filescan_linux::is_on_own_path() const {
 // Whether the current entry leads from another file system into proc or sysfs, which have no end.
 bool filescan_linux::is_kernel_tree() const {
   if (remote_ != nullptr) return entry_.is_kernel_made;
-  if (entry_on_ != nullptr || attributes_.device == ancestors_.back().key.device) return false;
-  return is_made_by_kernel(dirfd(stream_.get()), name_.c_str());
+  if (attributes_.device == ancestors_.back().key.device) return false;
+  if (entry_on_ == nullptr) return is_made_by_kernel(dirfd(stream_.get()), name_.c_str());
+  return !entry_place_.empty() && remote_holding(entry_place_) == nullptr &&
+         is_made_by_kernel(AT_FDCWD, entry_place_.c_str());
 }
 
 void filescan_linux::trace_silent() const {
@@ -274,11 +291,12 @@ void filescan_linux::trace_silent() const {
 bool filescan_linux::file_exists(const char* directory, const char* pattern) {
   std::string wanted = directory;
   wanted.append("/").append(pattern);
-  if (!is_reachable(directory)) return false;
-  const FileList found(wanted.c_str());
-  printd("filescan: glob returned %i, with gl_pathc: %i\n", found.result(),
-         static_cast<int>(found.size()));
-  return found.size() != 0;
+  return ask_path(directory, [&wanted](const char*) {
+           const FileList found(wanted.c_str());
+           printd("filescan: glob returned %i, with gl_pathc: %i\n", found.result(),
+                  static_cast<int>(found.size()));
+           return found.size() != 0 ? 0 : ENOENT;
+         }) == 0;
 }
 
 }  // namespace kestrel

@@ -112,6 +112,7 @@ class filescan_linux : public filescan {
   bool has_open_folder() const { return stream_ != nullptr || remote_ != nullptr; }
   bool read_entry(unsigned char& type);
   void close_folder();
+  void add_folder();
   bool next_entry();
   bool read_file_data();
   bool read_attributes(unsigned char type);
@@ -138,7 +139,9 @@ class filescan_linux : public filescan {
   std::string unread_;      ///< the latest entry whose attributes were not read
   std::string folder_;      ///< path of the open local one, where mounts may hang
   std::set<std::string, std::less<>> remote_names_;  ///< entries of it at which they are
-  remote_mount* remote_ = nullptr;    ///< that the open folder stands on, when a worker reads it
+  std::string place_;               ///< of the current folder without links, when a worker found it
+  std::string entry_place_;         ///< the same of the current entry, if it is a folder
+  remote_mount* remote_ = nullptr;  ///< that the open folder stands on, when a worker reads it
   remote_mount* entry_on_ = nullptr;  ///< that the way to the current entry leads over
   remote_entry entry_;
   remote_files asked_{

@@ -1,4 +1,5 @@
-// See fs_linux.h.
+// The table of the mounted file systems: reads the mount table, /etc/mtab, then asks all of them
+// for their sizes, those of servers at once, and writes the rows in the table's order.
 #include "probes/fs_linux.h"
 
 #include <mntent.h>
@@ -7,12 +8,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include "lib/debug.h"
 #include "lib/file.h"
-#include "lib/remote_files.h"
+#include "lib/mounts.h"
 #include "lib/table_rows.h"
 #include "lib/utilstr.h"
 
@@ -66,33 +68,44 @@ constexpr cell_of<filesystem> k_filesystem_cells[] = {
 constexpr std::string_view k_excluded_types[] = {"devfs",  "tmpfs",    "proc",
                                                  "devpts", "usbdevfs", "shm"};
 
-// Asks for the sizes of mounts. What only waits to be mounted is left alone.
-class usage_reader {
- public:
-  /// All zero when the sizes cannot be told.
-  filesystem_usage usage_of(const mntent& entry);
-
- private:
-  bool measure(const mntent& entry, struct statvfs& answer);
-
-  remote_files remote_;
+struct usage_answer {
+  int reason = 0;  // errno
+  filesystem_usage usage;
 };
 
-filesystem_usage usage_reader::usage_of(const mntent& entry) {
-  struct statvfs answer = {};
-  errno = 0;
-  if (entry.mnt_type == k_automount || !measure(entry, answer)) {
-    print_error("fs_linux: statvfs", errno);
-    return {};
+std::string measure(const char* path) {
+  usage_answer told;
+  struct statvfs found = {};
+  if (statvfs(path, &found) != 0) {
+    told.reason = errno;
+  } else {
+    told.usage = {found.f_frsize != 0 ? found.f_frsize : found.f_bsize, found.f_blocks,
+                  found.f_bfree};
   }
-  return {answer.f_frsize != 0 ? answer.f_frsize : answer.f_bsize, answer.f_blocks, answer.f_bfree};
+  return {reinterpret_cast<const char*>(&told), sizeof told};
 }
 
-// The way to a local mount may lead over a remote one.
-bool usage_reader::measure(const mntent& entry, struct statvfs& answer) {
-  remote_mount* on = remote_on_way(entry.mnt_dir);
-  if (on == nullptr) return statvfs(entry.mnt_dir, &answer) == 0;
-  return remote_.measure(entry.mnt_dir, *on, answer);
+// Fills in the sizes, zero where they cannot be told. What only waits to be mounted is left alone.
+void measure_all(std::vector<filesystem>& mounts) {
+  std::vector<std::string> points;
+  std::vector<filesystem*> asked;
+  for (filesystem& mount : mounts) {
+    if (mount.type == k_automount) {
+      printd("fs_linux: %s only waits to be mounted, not asked\n", mount.point.c_str());
+      continue;
+    }
+    points.push_back(mount.point);
+    asked.push_back(&mount);
+  }
+  const std::vector<path_answer> answers = ask_paths(points, measure);
+  for (size_t i = 0; i < answers.size(); ++i) {
+    usage_answer told = {answers[i].reason, {}};
+    if (answers[i].bytes.size() == sizeof told) memcpy(&told, answers[i].bytes.data(), sizeof told);
+    if (told.reason != 0) {
+      print_error(("fs_linux: statvfs " + points[i]).c_str(), told.reason);
+    }
+    asked[i]->usage = told.usage;
+  }
 }
 
 }  // namespace
@@ -105,9 +118,8 @@ bool is_excluded(std::string_view type) {
 }
 
 bool get_mounted_filesystems(FILE* fp, FILE* mounts) {
-  record_table table(fp, "Mounted Filesystems", k_filesystem_cells);
   std::vector<char> text(k_longest_entry);
-  usage_reader reader;
+  std::vector<filesystem> found;
   mntent entry;
   bool any = false;
   errno = 0;
@@ -115,12 +127,14 @@ bool get_mounted_filesystems(FILE* fp, FILE* mounts) {
     any = true;
     printd("fs_linux: %s\n", entry.mnt_dir);
     if (!is_excluded(entry.mnt_type)) {
-      table.add(entry.mnt_dir,
-                {entry.mnt_dir, entry.mnt_fsname, entry.mnt_type, reader.usage_of(entry)});
+      found.push_back({entry.mnt_dir, entry.mnt_fsname, entry.mnt_type, {}});
     }
     errno = 0;
   }
   print_error("fs_linux:getmntent", errno);
+  measure_all(found);
+  record_table table(fp, "Mounted Filesystems", k_filesystem_cells);
+  for (const filesystem& mount : found) table.add(mount.point.c_str(), mount);
   printd("done getting mount entries\n");
   return any;
 }

@@ -190,9 +190,9 @@ uint8_t pcivpd_find_capability(uint8_t bus, uint8_t device, uint8_t function) {
 }
 
 bool pcivpd_analyse_vpd(uint8_t bus, uint8_t device, uint8_t function, uint8_t capability,
-                        pci_vpd_xxx& result, int max_polls) {
+                        pci_vpd_xxx& result, const pcivpd_limits& limits) {
   function_registers registers({bus, device, function});
-  return pcivpd_analyse_vpd(registers, capability, result, max_polls);
+  return pcivpd_analyse_vpd(registers, capability, result, limits);
 }
 
 }  // namespace kestrel

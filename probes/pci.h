@@ -90,6 +90,6 @@ bool pci_get_pci_device_for_slot(int slot, pci_header& header);
 /// The VPD of one function, see lib/pcivpd.h.
 uint8_t pcivpd_find_capability(uint8_t bus, uint8_t device, uint8_t function);
 bool pcivpd_analyse_vpd(uint8_t bus, uint8_t device, uint8_t function, uint8_t capability,
-                        pci_vpd_xxx& result, int max_polls = k_vpd_max_polls);
+                        pci_vpd_xxx& result, const pcivpd_limits& limits = {});
 
 }  // namespace kestrel

@@ -10,6 +10,7 @@
 #include "lib/ascii_case.h"
 #include "lib/debug.h"
 #include "lib/dmi.h"
+#include "lib/notice.h"
 #include "lib/sysinfo.h"
 #include "lib/utilstr.h"
 #include "probes/pci_linux.h"
@@ -100,18 +101,21 @@ pci_slot describe_slot(const pci_database& names, int id) {
   return slot;
 }
 
-// `silent_cards` counts those that did not answer in time; behind some of them less time is lost
-// with the next.
-pci_vpd_xxx read_vpd(const pci_address& card, int& silent_cards) {
+// Takes what it cost from `time`. A function that gets none any more is told.
+pci_vpd_xxx read_vpd(const pci_address& card, pcivpd_time& time) {
   pci_vpd_xxx found;
   const uint8_t capability = pcivpd_find_capability(card.bus, card.device, card.function);
-  const int max_polls = silent_cards < k_vpd_silent_cards ? k_vpd_max_polls : k_vpd_few_polls;
-  if (capability != 0 &&
-      !pcivpd_analyse_vpd(card.bus, card.device, card.function, capability, found, max_polls) &&
-      ++silent_cards == k_vpd_silent_cards) {
-    printd("pci: %d cards with silent VPD, %d ms for a byte of the next\n", silent_cards,
-           k_vpd_few_polls);
+  if (capability == 0) return found;
+  const std::optional<pcivpd_limits> limits = time.next();
+  if (!limits) {
+    constexpr int k_seconds = k_vpd_all_milliseconds / 1000;
+    add_notice("PCI DEVICES", format_text("VPD stopped after %d s", k_seconds));
+    return found;
   }
+  const int64_t start = pci_milliseconds();
+  const bool is_done =
+      pcivpd_analyse_vpd(card.bus, card.device, card.function, capability, found, *limits);
+  time.note(pci_milliseconds() - start, !is_done);
   return found;
 }
 
@@ -152,12 +156,12 @@ const char* pci_device_summary(FILE* out, bool slot_numbers, bool vpd) {
   start_section(out, "PCI DEVICES");
   {
     const pci_session asked_by_a_worker;
-    int silent_cards = 0;
+    pcivpd_time time_for_vpd;
     record_table<pci_function> table(out, "PCI Device Summary", "PCI_DEVICE",
                                      pci_summary_cells(vpd));
     for_each_pci_function([&](const pci_address& at, const pci_header& header) {
       pci_function found(names, at, header, slot_text(at, routing_table));
-      if (vpd) found.vpd = read_vpd(at, silent_cards);
+      if (vpd) found.vpd = read_vpd(at, time_for_vpd);
       table.add(found.row_name(), found);
     });
   }

@@ -14,7 +14,6 @@
 #include "lib/file.h"
 #include "lib/getline.h"
 #include "lib/mbcs.h"
-#include "lib/mounts.h"
 #include "lib/table_rows.h"
 #include "lib/utilstr.h"
 
@@ -67,10 +66,6 @@ constexpr locale_row locale_settings[] = {
 bool read_rc_file(const rc_file& file, std::string& out, size_t size) {
   std::string path = file.path;
   if (file.is_in_home && !build_home_path(file.path, path, k_path_size)) return false;
-  if (!is_reachable(path.c_str())) {
-    print_error(path.c_str(), errno);
-    return false;
-  }
   return parse_rcfile(path.c_str(), file.key, out, size);
 }
 

@@ -202,6 +202,12 @@ char* scsi_probe::get_serial(char* buffer, int size) {
 }
 
 // The last block's address goes in as the number of blocks on purpose.
+// The numbers first: a device that hangs with its capacity has told its own by then.
+void scsi_probe::ask_ahead() {
+  ask_all(k_inquiry_serial, k_scsi_inquiry_size, false);
+  ask_all(k_read_capacity, k_capacity_size, true);
+}
+
 char* scsi_probe::get_capacity(char* buffer, int size) {
   printd("scsi: READ CAPACITY\n");
   unsigned char data[k_capacity_size] = {};

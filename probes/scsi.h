@@ -107,6 +107,9 @@ class scsi_probe {
   /// Ask the device; "" when it does not tell. A blacklisted one is not asked for its number.
   virtual char* get_serial(char* buffer, int size);
   virtual char* get_capacity(char* buffer, int size);
+  /// Asks all devices at once for what these two tell of them: a disk that stands still takes 10 to
+  /// 20 seconds to spin up before it tells its capacity.
+  void ask_ahead();
 
   /// Asks the drive; false, and no capabilities, for what is no optical drive or does not tell.
   virtual bool read_optical_drive_capabilities();
@@ -179,6 +182,10 @@ class scsi_probe {
   static std::unique_ptr<scsi_probe> create();
   /// Fills type and INQUIRY data of the current device; it keeps zeros when it does not answer.
   bool read_inquiry();
+  /// Sends a command to all devices but those blacklisted at once, one that may be slow to answer;
+  /// each one's next `send_command` of it then has its answer. Does nothing where devices cannot be
+  /// asked at once.
+  virtual void ask_all(byte_span /*cdb*/, size_t /*reply_size*/, bool /*is_slow*/) {}
 
   std::vector<scsi_device> devices_;
   size_t index_ = 0;

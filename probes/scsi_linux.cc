@@ -1,4 +1,5 @@
-// See scsi_linux.h.
+// The SCSI generic driver's version 2 interface and the scan over its nodes, /dev/sg*: which there
+// are, where they sit, and which other nodes in /dev are theirs. A worker makes every call.
 #include "probes/scsi_linux.h"
 
 #include <fcntl.h>
@@ -22,6 +23,7 @@ using call = sg_request::call;
 
 constexpr char k_device_folder[] = "/dev/";
 constexpr unsigned k_max_nodes = 256;
+constexpr int k_slow = 4;  // times the patience, for all devices together, until disks spin
 
 struct device_class {
   const char* base;
@@ -45,6 +47,14 @@ std::string node_path(const char* base, unsigned index, device_numbering mode) {
 std::string_view name_of(std::string_view path) {
   if (path.starts_with(k_device_folder)) path.remove_prefix(sizeof k_device_folder - 1);
   return path;
+}
+
+sg_request command_request(const std::string& path, byte_span cdb, size_t reply_size) {
+  sg_request request(call::command, path);
+  std::copy(cdb.begin(), cdb.end(), request.cdb.begin());
+  request.cdb_size = static_cast<uint8_t>(cdb.size());
+  request.reply_size = static_cast<uint8_t>(reply_size);
+  return request;
 }
 
 /// False, and a zero address, when the node does not tell all of it.
@@ -219,7 +229,8 @@ scsi_linux_probe::scsi_linux_probe(std::unique_ptr<sg_nodes> machine, int patien
     : machine_(std::move(machine)),
       calls_(
           "SCSI PROBE", [this](const sg_request& request) { return machine_->answer(request); },
-          patience) {}
+          patience),
+      patience_(patience) {}
 
 bool scsi_linux_probe::is_silent(const std::string& path) {
   return !silent_.empty() && silent_.contains(machine_->device_of(path));
@@ -317,17 +328,44 @@ bool scsi_linux_probe::get_current() {
   return scsi_probe::get_current();
 }
 
+void scsi_linux_probe::ask_all(byte_span cdb, size_t reply_size, bool is_slow) {
+  std::vector<std::pair<std::string, sg_request>> requests;
+  for (size_t i = 0; i < nodes_.size(); ++i) {
+    const std::string& path = nodes_[i].path;
+    if (devices_[i].blacklisted || is_silent(path)) continue;
+    requests.emplace_back(path, command_request(path, cdb, reply_size));
+  }
+  const auto answers = calls_.ask_at_once(requests, is_slow ? k_slow * patience_ : patience_);
+  for (size_t i = 0; i < requests.size(); ++i) {
+    const std::string& path = requests[i].first;
+    if (answers[i])
+      ahead_[{
+          path, {cdb.begin(), cdb.end()}
+      }] = *answers[i];
+    if (calls_.is_silent(path)) silent_.insert(machine_->device_of(path));
+  }
+}
+
+// Each answer once: the next time the device itself tells.
+bool scsi_linux_probe::take_ahead(byte_span cdb, sg_answer& answer) {
+  const auto found = ahead_.find({
+      node_->path, {cdb.begin(), cdb.end()}
+  });
+  if (found == ahead_.end()) return false;
+  answer = found->second;
+  ahead_.erase(found);
+  return true;
+}
+
 int scsi_linux_probe::send_command(byte_span cdb, std::span<unsigned char> reply,
                                    size_t& returned) {
   returned = 0;
   if (node_ == nullptr) return -1;
-  sg_request request(call::command, node_->path);
   sg_answer answer;
-  if (cdb.size() > request.cdb.size() || reply.size() > answer.reply.size()) return -1;
-  std::copy(cdb.begin(), cdb.end(), request.cdb.begin());
-  request.cdb_size = static_cast<uint8_t>(cdb.size());
-  request.reply_size = static_cast<uint8_t>(reply.size());
-  if (!ask(request, answer) || !answer.is_done) return -1;
+  if (cdb.size() > sg_request::k_max_cdb || reply.size() > answer.reply.size()) return -1;
+  const bool is_asked =
+      take_ahead(cdb, answer) || ask(command_request(node_->path, cdb, reply.size()), answer);
+  if (!is_asked || !answer.is_done) return -1;
   std::copy_n(answer.reply.begin(), reply.size(), reply.begin());
   returned = reply.size();
   return 0;

@@ -135,6 +135,8 @@ class scsi_linux_probe : public scsi_probe {
   bool get_current() override;
 
  private:
+  void ask_all(byte_span cdb, size_t reply_size, bool is_slow) override;
+  bool take_ahead(byte_span cdb, sg_answer& answer);
   bool is_silent(const std::string& path);
   bool ask(const sg_request& request, sg_answer& answer);
   std::vector<std::string> existing(const char* base, device_numbering mode, unsigned count) const;
@@ -150,6 +152,9 @@ class scsi_linux_probe : public scsi_probe {
   device_numbering mode_ = device_numbering::numbered;
   std::vector<sg_node> nodes_;
   sg_node* node_ = nullptr;
+  int patience_;
+  using node_command = std::pair<std::string, std::vector<unsigned char>>;
+  std::map<node_command, sg_answer> ahead_;  // of those asked at once, not taken yet
 };
 
 }  // namespace kestrel

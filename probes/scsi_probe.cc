@@ -74,6 +74,7 @@ bool scsi_table::test() { return scsi_use()->get_device_count() > 0; }
 
 bool scsi_table::run(FILE* fp) {
   scsi_use devices;
+  devices->ask_ahead();
   record_table table(fp, "SCSI Devices", "DEVICE", k_scsi_cells);
   for (bool more = devices->get_first(); more; more = devices->get_next()) {
     table.add(address_of(*devices), &*devices);

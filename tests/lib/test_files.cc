@@ -10,6 +10,8 @@
 #include "lib/folder_listing.h"
 #include "lib/getline.h"
 #include "lib/misc.h"
+#include "lib/notice.h"
+#include "lib/remote_files.h"
 #include "lib/textfile.h"
 #include "tests/lib/scratch.h"
 
@@ -77,6 +79,26 @@ TEST_F(Files, OnlyRegularFilesAreRead) {
   const file_ptr in = open_regular_file(in_folder("stream").c_str());
   ASSERT_NE(in, nullptr);
   EXPECT_EQ(fcntl(fileno(in.get()), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+}
+
+// As from a mount of a server: whole or not at all, and with an end where the file has none.
+TEST_F(Files, CopiesAreWholeAndHaveAnEnd) {
+  remote_mount on;
+  const std::string content(200000, 'x'), large = in_folder("large");
+  put_file(in_folder("whole"), content);
+  put_file(large, "");
+  const file_ptr whole = copy_remote_file(in_folder("whole").c_str(), on);
+  std::vector<unsigned char> bytes;
+  ASSERT_TRUE(whole != nullptr && read_rest(whole.get(), bytes));
+  EXPECT_EQ(std::string(bytes.begin(), bytes.end()), content);
+  EXPECT_NE(copy_remote_file(large.c_str(), on), nullptr);
+  ASSERT_EQ(truncate(large.c_str(), 5ll << 30), 0);
+  take_notices();
+  for (const std::string& path : {large, "/proc/self/pagemap"s, "/proc/self/mem"s}) {
+    EXPECT_EQ(copy_remote_file(path.c_str(), on), nullptr);
+    EXPECT_EQ(errno, path == "/proc/self/mem" ? EIO : EFBIG) << path;
+  }
+  EXPECT_EQ(take_notices().size(), 2u);
 }
 
 TEST_F(Files, OutputReplacesALinkNotItsTarget) {

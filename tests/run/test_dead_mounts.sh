@@ -15,6 +15,7 @@ from fusepy import FUSE, FuseOSError, Operations
 
 NAMES = ["e1", "e2", "e3", "e4", "e5", ".i18n", "d"]
 FILES = NAMES + ["e6"]
+TEXT = b"LANG=de_DE\n" + b"#\n" * 150000
 
 class Server(Operations):
     def meet(self, call, path):
@@ -35,7 +36,10 @@ class Server(Operations):
         if name not in FILES:
             self.meet("getattr", "other")
             raise FuseOSError(errno.ENOENT)
-        return {"st_mode": stat.S_IFREG | 0o644, "st_size": 11, "st_nlink": 1}
+        return {"st_mode": stat.S_IFREG | 0o644, "st_size": len(TEXT), "st_nlink": 1}
+
+    def access(self, path, mode):
+        self.meet("access", path)
 
     def readlink(self, path):
         return sys.argv[5]
@@ -53,8 +57,8 @@ class Server(Operations):
         return 0
 
     def read(self, path, size, offset, fh):
-        self.meet("read", path)
-        return b"LANG=de_DE\n"[offset:offset + size]
+        self.meet("read" if offset == 0 else "more", path)
+        return TEXT[offset:offset + size]
 
     def statfs(self, path):
         self.meet("statfs", "/")
@@ -157,6 +161,20 @@ expect "" "$(mounts during | head -n -4 | cut -f 1,2,9 | diff <(mounts before | 
 
 end_servers
 
+# ---- many servers at once, in the mount table and in a scan
+mkdir many
+for i in {10..27}; do serve "$scratch/many/m$i" "many$i:/x" statfs:/ stay; done
+serve "$scratch/many/well" many:/well none stay
+run scanned -probe filescan -p FILESCAN "path=$scratch/many" 'filter=*' & scan=$!
+run asked -probe "partition information" || die "run beside many"
+wait $scan || die "scan of many: $?"
+expect "$(echo m{10..27} well | tr ' ' '\n')" "$(mounts asked | cut -f 1 | sed -n "s|$scratch/many/||p")" "rows of many"
+for folder in asked scanned; do
+  expect 18 "$(grep -c "many/m.*: does not answer, left out" $folder/console)" "notices: $folder"
+done
+holds scanned/Unknown-Unknown-Unknown.FILESCAN.XML "<filename>e6</filename>"
+end_servers
+
 # ---- what waits to be mounted is not: its daemon, which answers nothing, is not asked
 cat > daemon.py << 'EOP'
 """daemon.py FOLDER direct, or FOLDER indirect HEALTHY: that is mounted at the names a and z."""
@@ -184,14 +202,17 @@ automount() {  # FOLDER direct|indirect [HEALTHY]
   die "no automounter at $1"
 }
 automount "$scratch/waiting" direct
-run automount -probe "partition information" || die "run beside an automount point"
+run automount -fdebug -probe "partition information" || die "run beside an automount point"
 lacks automount/console "does not answer"
+holds automount/gatherer.log "fs_linux: $scratch/waiting only waits to be mounted"
+lacks automount/gatherer.log "statvfs (0)"
 expect "$scratch/waiting|waiting|${zeros}autofs" \
   "$(mounts automount | grep -F "$scratch/waiting" | tr '\t' '|')" "row of an automount point"
 end_servers
 
-# ---- only what hangs is left out: not the healthy mount with a link to it, nor the automounter
-blame_case() {  # inner|hop|file|auto: what in a tree leads to which dead one
+# ---- only what hangs is left out: not the healthy mount with a link to it, nor the automounter, nor
+# ---- folders that were found over it before
+blame_case() {  # inner|hop|file|auto|past: what in a tree leads to which dead one
   local at=$scratch/$1 dead=$scratch/$1/dead
   mkdir -p "$at/tree" "$at/good"
   touch "$at/tree/one" "$at/good/two"
@@ -199,6 +220,13 @@ blame_case() {  # inner|hop|file|auto: what in a tree leads to which dead one
   case $1 in
     file) dead=$at/tree/dead && touch "$dead" && serve "$dead" "$1:/x" getattr:/ stay ;;
     auto) dead=$at/tree/net/bad && automount "$at/tree/net" indirect "$at/good" ;;
+    past)
+      mkdir "$at/good/s1" "$at/good/s2"
+      mv "$at/good/two" "$at/good/s1" && touch "$at/good/s2/two"
+      ln -s ../dead/e1 "$at/good/x"
+      ln -s ../dead/way "$at/tree/b"
+      serve "$dead" "$1:/x" getattr:/e1 stay "$at/good"
+      ;;
     *) serve "$dead" "$1:/x" getattr:/e1 stay ;;
   esac
   serve "$at/tree/well" "well-$1:/x" none stay "$at/dead/e1"
@@ -207,10 +235,10 @@ blame_case() {  # inner|hop|file|auto: what in a tree leads to which dead one
   grep "does not answer" "$at/run/console" | tr -d '\r' >> "$at/verdict"
   grep -o '<filename>[a-z0-9.]*' "$at/run/Unknown-Unknown-Unknown.FILESCAN.XML" | cut -d '>' -f 2 |
     sort >> "$at/verdict"
-  [ "$1" = auto ] || printf 'two\ntwo\n' >> "$at/verdict"
+  [ "$1" = auto ] || [ "$1" = past ] || printf 'two\ntwo\n' >> "$at/verdict"
   echo "status 0 $dead: does not answer, left out .i18n e1 e2 e3 e4 e5 e6 one two two" > "$at/wanted"
 }
-blames=(inner hop file auto)
+blames=(inner hop file auto past)
 for blame in "${blames[@]}"; do blame_case "$blame" & done
 wait
 for blame in "${blames[@]}"; do
@@ -225,7 +253,8 @@ place_case() {  # NUMBER home|work CALL:PATH stay|die WANTED
   if [ "$2" = home ]; then
     HOME=$at/dead run "$at/run" -probe "regional settings"
     status=$?
-    text=$(grep -c 'ID="Current Thread"' "$at/run/Unknown-Unknown-Unknown.XML")
+    text="$(grep -c 'ID="Current Thread"' "$at/run/Unknown-Unknown-Unknown.XML") $(
+      grep -c de_DE "$at/run/Unknown-Unknown-Unknown.XML") $(grep -c dead "$at/run/console")"
   else
     (cd "$at/dead" && exec timeout -s KILL 30 "$kestrel" -batch -local > "$at/out" 2> "$at/told")
     status=$?
@@ -240,11 +269,12 @@ while read -r place call mode wanted; do
   wants[number]=$wanted
   place_case $number "$place" "$call" "$mode" &
 done << 'EOC'
-home getattr:/ stay 0 1
-home getattr:/.i18n stay 0 1
-home open:/.i18n stay 0 1
-home read:/.i18n stay 0 1
-home read:/.i18n die 0 1
+home none stay 0 1 1 0
+home getattr:/.i18n stay 0 1 0 1
+home open:/.i18n stay 0 1 0 1
+home read:/.i18n stay 0 1 0 1
+home more:/.i18n stay 0 1 0 1
+home more:/.i18n die 0 1 0 1
 work getattr:other stay 1
 EOC
 wait
@@ -254,15 +284,21 @@ done
 
 end_servers
 
+# ---- a server that stops between two questions about one file
+serve /boot boot:/x access:/ stay
+run between -fdebug -probe "linux startup information" || die "run beside a boot folder: $?"
+expect 1 "$(grep -c "/boot: does not answer, left out" between/console)" "lines about /boot"
+end_servers
+
 # ---- folders of PATH there: one wait, told, and every command finds its program elsewhere
 serve "$scratch/tools" tools: getattr:other stay
 tools=$scratch/tools/bin:$scratch/tools: run path -fdebug -probe "processes;environment" || die "tools"
 expect 1 "$(grep -c "$scratch/tools: does not answer, left out" path/console)" "lines about PATH"
 lacks path/gatherer.log "killed: deadline passed"
 report=path/Unknown-Unknown-Unknown.XML
-$gather table $report "Processes" "Process List" | grep -q . || die "no processes"
-$gather table $report "ENVIRONMENT" "Shell variables" | grep -qF "$scratch/tools/bin:" ||
-  die "the environment is not that of the run"
+[ -n "$($gather table $report "Processes" "Process List")" ] || die "no processes"
+$gather table $report "ENVIRONMENT" "Shell variables" > variables
+holds variables "$scratch/tools/bin:"
 
 # ---- a run that is ended while it waits goes at once, long before the server is given up
 serve "$scratch/late" late: readdir:/ stay
@@ -277,5 +313,6 @@ for what in "-probe filescan -p FILESCAN path=$scratch/late filter=*" "-probe pa
   expect 143 $? "status of a run that was ended"
   lacks console "does not answer"
   expect "" "$(find ended -name '*.tmp')" "files left"
+  end_servers
   serve "$scratch/later" later: statfs:/ stay
 done

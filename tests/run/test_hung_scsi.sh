@@ -7,9 +7,9 @@ if [ "${HUNG_SCSI:-}" = "" ]; then
   exit
 fi
 cat > nodes.py <<'EOP'
-"""nodes.py FOLDER: disks 0 to 4 as the generic driver's nodes; 1 hangs when it is opened, 3 when it
-is asked for its size. A reply to the driver's version 2 interface is a header of 36 bytes and data."""
-import stat, sys, threading
+"""nodes.py FOLDER: disks 0 to 5 as the generic driver's nodes; 1 hangs when it is opened, 3 when it
+is asked for its size; 4 and 5 have to spin up for that. A reply to the driver's version 2 interface is a header of 36 bytes and data."""
+import stat, sys, threading, time
 from fusepy import FUSE, Operations
 
 INQUIRY = b"\0\0\5\x12\x1f\0\0\x12EXAMPLE FAST DISK 36    1.07"
@@ -34,6 +34,8 @@ class Nodes(Operations):
     def read(self, path, size, offset, fh):
         if path == "/3" and self.asked[path] == b"\x25\0":
             threading.Event().wait()
+        if path in ("/4", "/5") and self.asked[path] == b"\x25\0":
+            time.sleep(8)
         reply = REPLIES[self.asked[path]] + (path[1:].encode() if self.asked[path][1] else b"")
         return bytes(36) + reply + bytes(size - 36 - len(reply))
 
@@ -51,23 +53,23 @@ for name in null zero urandom; do
   : > dev/$name
   mount --bind /dev/$name dev/$name
 done
-for disk in 0 1 2 3 4; do ln -s "$scratch/disks/$disk" dev/sg$disk; done
+for disk in 0 1 2 3 4 5; do ln -s "$scratch/disks/$disk" dev/sg$disk; done
 mount --rbind dev /dev
 
 mkdir work ended
 cd work || exit 1
-timeout 60 "$kestrel" -batch -local -debug -probe "SCSI Devices" 2> console ||
+timeout -s KILL 40 "$kestrel" -batch -local -debug -probe "SCSI Devices" 2> console ||
   die "run: $? $(cat console)"
 report=$(ls ./*.XML)
 $gather check "$report" || die "check of the report"
 healthy() { echo "sg$1|EXAMPLE |FAST DISK 36    |1.07|Disk|0|0|0|0|S$1|512 bytes"; }
 expect "$(healthy 0; echo 'sg1||||Disk|0|0|0|0||'; healthy 2; healthy 3 | sed 's/512 bytes//'
-healthy 4)" "$($gather table "$report" "SCSI Devices" "SCSI Devices" | tr '\t' '|')" "rows"
+healthy 4; healthy 5)" "$($gather table "$report" "SCSI Devices" "SCSI Devices" | tr '\t' '|')" "rows"
 for disk in 1 3; do
   expect 1 "$(grep -c "SCSI PROBE: /dev/sg$disk does not answer" console)" "notices of $disk"
   expect 1 "$(grep -c "worker: no progress at '/dev/sg$disk'" gatherer.log)" "waits for $disk"
 done
-expect 4 "$(grep -c 'scsi: found /dev/sg' gatherer.log)" "nodes found"
+expect 5 "$(grep -c 'scsi: found /dev/sg' gatherer.log)" "nodes found"
 
 cd ../ended || exit 1
 "$kestrel" -batch -local -probe "SCSI Devices" 2> ../console & ended=$!
