@@ -8,8 +8,8 @@
 #include <filesystem>
 #include <string>
 
-#include "gatherer/kestrel2.h"
 #include "gatherer/ks2file.h"
+#include "gatherer/settings.h"
 #include "lib/table.h"
 #include "probes/filescan.h"
 

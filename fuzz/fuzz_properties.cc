@@ -6,8 +6,9 @@
 #include <string>
 
 #include "gatherer/getarg.h"
-#include "gatherer/kestrel2.h"
+#include "gatherer/presets.h"
 #include "gatherer/probe.h"
+#include "gatherer/settings.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace kestrel;

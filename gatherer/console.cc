@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "gatherer/kestrel2.h"
+#include "gatherer/settings.h"
 #include "gatherer/version.h"
 #include "lib/blocked_signals.h"
 #include "lib/debug.h"

@@ -8,9 +8,9 @@
 
 #include "gatherer/console.h"
 #include "gatherer/file_task.h"
-#include "gatherer/kestrel2.h"
 #include "gatherer/ks2file.h"
 #include "gatherer/osinfo.h"
+#include "gatherer/settings.h"
 #include "lib/cleanup.h"
 #include "lib/debug.h"
 #include "lib/mbcs.h"

@@ -6,9 +6,9 @@
 
 #include "gatherer/console.h"
 #include "gatherer/gthfile.h"
-#include "gatherer/kestrel2.h"
 #include "gatherer/ks2file.h"
 #include "gatherer/probe.h"
+#include "gatherer/settings.h"
 #include "gatherer/version.h"
 #include "lib/cleanup.h"
 #include "lib/debug.h"

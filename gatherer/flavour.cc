@@ -1,5 +1,5 @@
 // The customer flavour this program was built for (CMake option KESTREL_FLAVOUR).
-#include "gatherer/kestrel2.h"
+#include "gatherer/presets.h"
 
 #define FLAVOUR_NAME(flavour) flavour##_configuration
 #define FLAVOUR_FUNCTION(flavour) FLAVOUR_NAME(flavour)

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "gatherer/kestrel2.h"
+#include "gatherer/settings.h"
 #include "gatherer/version.h"
 #include "lib/debug.h"
 #include "lib/mbcs.h"

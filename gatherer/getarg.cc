@@ -8,8 +8,9 @@
 #include <string>
 
 #include "gatherer/console.h"
-#include "gatherer/kestrel2.h"
+#include "gatherer/presets.h"
 #include "gatherer/probe.h"
+#include "gatherer/settings.h"
 #include "gatherer/version.h"
 #include "gatherer/zeng.h"
 #include "lib/ascii_case.h"

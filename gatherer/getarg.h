@@ -25,7 +25,7 @@ void set_detail_level(const wchar_t* value);
 void set_timeout(const wchar_t* value);
 /// Copied; null changes nothing.
 void set_filename_template(const wchar_t* value);
-/// The configurations of the same names in kestrel2.h, as words of the command line reach them.
+/// The configurations of the same names in presets.h, as words of the command line reach them.
 void enable_html_mode();
 void enable_text_mode();
 void enable_debug_mode(bool stream);

@@ -8,7 +8,7 @@
 
 #include "gatherer/console.h"
 #include "gatherer/gthfile.h"
-#include "gatherer/kestrel2.h"
+#include "gatherer/settings.h"
 #include "gatherer/version.h"
 #include "lib/command.h"
 #include "lib/debug.h"

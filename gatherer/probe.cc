@@ -7,7 +7,7 @@
 #include <cstring>
 #include <utility>
 
-#include "gatherer/kestrel2.h"
+#include "gatherer/settings.h"
 #include "gatherer/osinfo.h"
 #include "lib/ascii_case.h"
 #include "lib/command.h"

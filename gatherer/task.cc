@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "gatherer/console.h"
-#include "gatherer/kestrel2.h"
 #include "gatherer/osinfo.h"
+#include "gatherer/settings.h"
 #include "lib/ascii_case.h"
 #include "lib/cleanup.h"
 #include "lib/debug.h"

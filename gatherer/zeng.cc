@@ -8,7 +8,7 @@
 
 #include "gatherer/console.h"
 #include "gatherer/gthfile.h"
-#include "gatherer/kestrel2.h"
+#include "gatherer/settings.h"
 #include "gatherer/ks2file.h"
 #include "lib/ascii_case.h"
 #include "lib/cleanup.h"

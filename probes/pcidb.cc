@@ -6,7 +6,7 @@
 #include <cstring>
 #include <cwchar>
 
-#include "gatherer/kestrel2.h"
+#include "gatherer/settings.h"
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/mbcs.h"

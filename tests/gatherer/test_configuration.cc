@@ -2,8 +2,9 @@
 #include <gtest/gtest.h>
 
 #include "gatherer/getarg.h"
-#include "gatherer/kestrel2.h"
+#include "gatherer/presets.h"
 #include "gatherer/probe.h"
+#include "gatherer/settings.h"
 #include "lib/command.h"
 #include "lib/mbcs.h"
 #include "lib/table.h"

@@ -7,8 +7,9 @@
 
 #include "gatherer/console.h"
 #include "gatherer/getarg.h"
-#include "gatherer/kestrel2.h"
+#include "gatherer/presets.h"
 #include "gatherer/probe.h"
+#include "gatherer/settings.h"
 #include "gatherer/task.h"
 #include "lib/table.h"
 

@@ -7,7 +7,7 @@
 
 #include <algorithm>
 
-#include "gatherer/kestrel2.h"
+#include "gatherer/settings.h"
 #include "lib/debug.h"
 #include "lib/table.h"
 #include "probes/filescan.h"

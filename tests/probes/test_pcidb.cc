@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "gatherer/kestrel2.h"
+#include "gatherer/settings.h"
 #include "lib/file.h"
 #include "probes/pcidb.h"
 #include "tests/lib/scratch.h"

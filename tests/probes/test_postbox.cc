@@ -5,8 +5,8 @@
 #include <map>
 
 #include "gatherer/gthfile.h"
-#include "gatherer/kestrel2.h"
 #include "gatherer/ks2file.h"
+#include "gatherer/settings.h"
 #include "lib/table.h"
 #include "probes/postbox_task.h"
 #include "tests/lib/scratch.h"

@@ -1,5 +1,5 @@
-// Settings, file names and configuration presets: everything that the configuration and the command
-// line decide and all other code reads.
+// The settings and file names of the run, and the customer flavour: what the configuration and the
+// command line decide and all other code reads.
 #pragma once
 
 namespace kestrel {
@@ -51,35 +51,8 @@ inline const char* get_filename(filename_setting slot) {
 /// Marks the run as failed: it will end with return code 1.
 void fail_run();
 
-/// What every run starts from.
-void gatherer_default_configuration();
-/// Presets on top of it, one for each customer or option: they change settings, file names and the
-/// output format, and leave the others as they are.
-void demo_configuration();
-void enterprise_configuration();  ///< changes nothing
-void premium_configuration();
-void wren_configuration();
-void plove_configuration();
-void text_configuration();
-void xml_configuration();
-void backdoor_configuration();
-void qxr_configuration();
-void talv_configuration();
-void moorings_configuration();
-void html_configuration();
-/// Enables or disables the probes that the words behind argv[*index] name, up to the next option.
-void probelist_configuration(int argc, const wchar_t** argv, int* index, bool enable);
-void vpd_configuration();
-/// Make the run one of the install or uninstall tasks, with k_driver_reference.
-void install_driver_configuration();
-void uninstall_driver_configuration();
-/// The debug log, a file opened anew for every line or one stream.
-void debug_configuration(bool stream);
-/// The preset that this program was built for (CMake option KESTREL_FLAVOUR); nothing for
-/// "default".
-void flavour_configuration();
-
 /// Name of the customer flavour, "" for none; a literal.
 const char* get_subversion();
+void set_subversion(const char* name);
 
 }  // namespace kestrel

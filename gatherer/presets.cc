@@ -1,9 +1,9 @@
-// The settings store, the file-name store and the configuration presets.
-#include "gatherer/kestrel2.h"
-
-#include <iterator>
+// Each preset as what it sets. Some reach into the registry of tasks, which reads the settings:
+// what the registry needs stands in settings.h.
+#include "gatherer/presets.h"
 
 #include "gatherer/probe.h"
+#include "gatherer/settings.h"
 #include "gatherer/task.h"
 #include "gatherer/version.h"
 #include "lib/mbcs.h"
@@ -11,10 +11,6 @@
 
 namespace kestrel {
 namespace {
-
-int settings[setting_count];
-const char* filenames[3];
-const char* subversion = "";
 
 struct default_setting {
   int index;
@@ -58,24 +54,6 @@ void configure_driver_task(const char* task_name) {
 
 }  // namespace
 
-int gatherer_setting(int index, setting_mode mode, int value) {
-  int before = settings[index];
-  if (mode == setting_on) settings[index] = 1;
-  if (mode == setting_off) settings[index] = 0;
-  if (mode == setting_set) settings[index] = value;
-  return before;
-}
-
-const char* gatherer_filename(filename_setting slot, setting_mode mode, const char* value) {
-  if (mode == setting_off) filenames[slot] = nullptr;
-  if (mode == setting_on || mode == setting_set) filenames[slot] = value;
-  return filenames[slot];
-}
-
-void fail_run() { set(setting_return_code, 1); }
-
-const char* get_subversion() { return subversion; }
-
 void gatherer_default_configuration() {
   for (const default_setting* row = k_defaults; row->index != setting_count; ++row) {
     gatherer_setting(row->index, setting_set, row->value);
@@ -114,14 +92,14 @@ void xml_configuration() { Table::set_output_format(OUTPUT_XML); }
 void backdoor_configuration() { turn_on(setting_keep_output_files); }
 
 void qxr_configuration() {
-  subversion = "QXR";
+  set_subversion("QXR");
   set(setting_customers, 2);
   turn_on(setting_batch);
   Table::set_output_format(OUTPUT_XML);
 }
 
 void talv_configuration() {
-  subversion = "TALV";
+  set_subversion("TALV");
   set(setting_customers, 0x10);
   set(setting_detail_level, 6);
   turn_on(setting_batch);
@@ -136,7 +114,7 @@ void talv_configuration() {
 }
 
 void moorings_configuration() {
-  subversion = "Moorings";
+  set_subversion("Moorings");
   html_configuration();
 }
 
