@@ -122,11 +122,6 @@ void file_writer::write_piece(std::string_view text) {
 
 }  // namespace
 
-size_t line_count(std::string_view text) {
-  const auto ends = static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
-  return ends + (!text.empty() && text.back() != '\n' ? 1 : 0);
-}
-
 void write_embedded_file(page& to, size_t section, size_t file) {
   file_writer(to, section, file).write();
 }

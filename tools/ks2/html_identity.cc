@@ -156,14 +156,6 @@ void write_fault_item(page& to, size_t index) {
   out.markup("</li>\n");
 }
 
-std::vector<size_t> told_faults(const fault_list& faults) {
-  std::vector<size_t> told;
-  for (size_t i = 0; i < faults.all().size(); ++i) {
-    if (faults.all()[i].level != severity::note) told.push_back(i);
-  }
-  return told;
-}
-
 /// What is said of the file.
 struct verdict {
   const char* title;
@@ -237,47 +229,6 @@ void write_faults(page& to) {
     out.markup("</p>\n");
   }
   out.markup("</div>\n");
-}
-
-fault_marks::fault_marks(const fault_list& faults) {
-  for (const size_t i : told_faults(faults)) {
-    const place& where = faults.all()[i].where;
-    if (where.section < 0) continue;
-    marks_[{where.section, where.table, where.file, where.row}].push_back(i);
-  }
-}
-
-const std::vector<size_t>& fault_marks::at(size_t section, int table, int file, int row) const {
-  static const std::vector<size_t> none;
-  const auto found = marks_.find({static_cast<int>(section), table, file, row});
-  return found == marks_.end() ? none : found->second;
-}
-
-bool fault_marks::has_rows(size_t section, size_t table) const {
-  const key first = {static_cast<int>(section), static_cast<int>(table), -1, 0};
-  const auto found = marks_.lower_bound(first);
-  return found != marks_.end() && std::get<0>(found->first) == std::get<0>(first) &&
-         std::get<1>(found->first) == std::get<1>(first);
-}
-
-void write_mark(page& to, size_t fault, std::string_view tag) {
-  html_writer& out = to.out;
-  out.markup("<");
-  out.markup(tag);
-  out.markup(" class=\"mark\" id=\"x");
-  out.index(fault + 1);
-  out.markup("\">");
-  out.text(to.source.found.faults.all()[fault].text);
-  out.markup("</");
-  out.markup(tag);
-  out.markup(">");
-}
-
-void write_marks(page& to, const std::vector<size_t>& faults) {
-  for (const size_t fault : faults) {
-    write_mark(to, fault, "p");
-    to.out.markup("\n");
-  }
 }
 
 }  // namespace kestrel::ks2

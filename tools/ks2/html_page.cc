@@ -166,31 +166,6 @@ void write_foot(html_writer& out) {
 
 }  // namespace
 
-void write_section_id(html_writer& out, size_t section) {
-  out.markup("s");
-  out.index(section + 1);
-}
-
-void write_part_id(html_writer& out, size_t section, const section_part& part) {
-  write_section_id(out, section);
-  out.markup(part.is_file ? "f" : "t");
-  out.index(part.index + 1);
-}
-
-void write_count(html_writer& out, size_t count, std::string_view one, std::string_view many) {
-  out.number(count);
-  out.markup(" ");
-  out.markup(count == 1 ? one : many);
-}
-
-void write_title(html_writer& out, std::string_view raw) {
-  if (raw.empty()) {
-    out.markup("<i>(without a name)</i>");
-  } else {
-    out.raw(raw);
-  }
-}
-
 void write_page(const page_source& source, FILE* out) {
   page to(source, out);
   write_head(to);

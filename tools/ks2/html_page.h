@@ -5,24 +5,11 @@
 // as the model is walked; nothing of it is kept in memory.
 #pragma once
 
-#include <cstdint>
 #include <cstdio>
-#include <string>
-#include <vector>
 
-#include "tools/ks2/judge.h"
-#include "tools/ks2/report.h"
+#include "tools/ks2/html_source.h"
 
 namespace kestrel::ks2 {
-
-/// What the page tells. The judgement is of the whole file, its faults located in the report.
-struct page_source {
-  std::string file_name;
-  uint64_t file_size = 0;
-  std::vector<identity_line> identity;
-  const report& content;
-  const judgement& found;
-};
 
 /// Errors of writing stay in `out`.
 void write_page(const page_source& source, FILE* out);

@@ -8,10 +8,13 @@
 #include <tuple>
 #include <vector>
 
-#include "tools/ks2/html_page.h"
+#include "tools/ks2/html_source.h"
 #include "tools/ks2/html_text.h"
 
 namespace kestrel::ks2 {
+
+/// The faults that a page tells, by number: all but notes.
+std::vector<size_t> told_faults(const fault_list& faults);
 
 /// The faults and warnings by the element that bears their mark.
 class fault_marks {
