@@ -5,7 +5,7 @@
 
 #include "lib/mbcs.h"
 #include "lib/utilstr.h"
-#include "tools/ks2/report.h"
+#include "tools/ks2/report_text.h"
 #include "tools/ks2/shown_text.h"
 
 namespace kestrel::ks2 {

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "tools/ks2/report.h"
+#include "tools/ks2/report_text.h"
 #include "tools/ks2/shown_text.h"
 
 namespace kestrel::ks2 {

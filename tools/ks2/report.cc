@@ -1,9 +1,8 @@
-// See report.h and fault.h.
+// The model's own questions: where a byte of the report belongs, and what its parts are called.
 #include "tools/ks2/report.h"
 
 #include <algorithm>
 
-#include "lib/mbcs.h"
 #include "tools/ks2/shown_text.h"
 
 namespace kestrel::ks2 {
@@ -12,18 +11,6 @@ namespace {
 
 constexpr const char* k_kind_names[k_cell_kinds] = {"STR",  "DEC",  "HEX",  "ASC",
                                                     "BOOL", "DATE", "TIME", "DATETIME"};
-
-struct entity {
-  std::string_view name;
-  std::string_view utf8;
-};
-constexpr entity k_entities[] = {
-    {"&amp;",  "&" },
-    {"&lt;",   "<" },
-    {"&gt;",   ">" },
-    {"&quot;", "\""},
-    {"&apos;", "'" },
-};
 
 constexpr size_t k_longest_name = 100;  // characters
 
@@ -37,33 +24,6 @@ int holder_of(const std::vector<T>& elements, size_t offset) {
 }
 
 }  // namespace
-
-void fault_list::add(severity level, size_t offset, std::string text) {
-  if (level == severity::fault) ++fault_count_;
-  if (level == severity::suspicion) ++suspicion_count_;
-  if (all_.size() >= k_most) {
-    ++dropped_;
-    return;
-  }
-  place where;
-  where.item = item_;
-  where.offset = offset;
-  all_.push_back({level, std::move(text), where});
-}
-
-void fault_list::append(const fault_list& other, bool is_excused) {
-  if (!is_excused) fault_count_ += other.fault_count_;
-  suspicion_count_ += other.suspicion_count_;
-  dropped_ += other.dropped_;
-  for (const fault& found : other.all_) {
-    if (all_.size() >= k_most) {
-      ++dropped_;
-      continue;
-    }
-    all_.push_back(found);
-    if (is_excused && found.level == severity::fault) all_.back().level = severity::warning;
-  }
-}
 
 void report::locate(place& where) const {
   where.section = holder_of(sections, where.offset);
@@ -83,33 +43,6 @@ void report::locate(place& where) const {
 }
 
 const char* cell_kind_name(cell_kind kind) { return k_kind_names[static_cast<size_t>(kind)]; }
-
-raw_character next_character(std::string_view raw) {
-  if (raw[0] == '&') {
-    for (const entity& known : k_entities) {
-      if (raw.starts_with(known.name)) return {known.utf8, known.name.size()};
-    }
-  }
-  wchar_t c;
-  size_t length = decode_utf8_character(raw, c);
-  if (length == 0) length = 1;
-  return {raw.substr(0, length), length};
-}
-
-std::string plain_text(std::string_view raw) {
-  std::string text;
-  text.reserve(raw.size());
-  while (!raw.empty()) {
-    const size_t special = std::min(raw.find('&'), raw.size());
-    text.append(raw, 0, special);
-    raw.remove_prefix(special);
-    if (raw.empty()) break;
-    const raw_character next = next_character(raw);
-    text += next.utf8;
-    raw.remove_prefix(next.length);
-  }
-  return text;
-}
 
 report_text text_of(const embedded_file& file) {
   return {file.content, file.is_markup ? text_form::characters : text_form::sections};

@@ -119,20 +119,6 @@ struct report {
 /// The element of the kind: "STR", "DEC", "HEX", "ASC", "BOOL", "DATE", "TIME" or "DATETIME".
 const char* cell_kind_name(cell_kind kind);
 
-/// The characters of a raw text: entities resolved, an unknown one left as it stands.
-std::string plain_text(std::string_view raw);
-
-/// The next character of a raw text as UTF-8 bytes (a view of the text or of a constant) and its
-/// length in the raw text. `raw` must not be empty.
-struct raw_character {
-  std::string_view utf8;
-  size_t length;
-};
-raw_character next_character(std::string_view raw);
-
-/// A CDATA end mark inside a file is written so, as the end of one section and the start of another
-/// in the middle of it.
-inline constexpr std::string_view k_joint = "]]><![CDATA[";
 /// The embedded file as it was.
 report_text text_of(const embedded_file& file);
 

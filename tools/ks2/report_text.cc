@@ -1,10 +1,56 @@
-// See report_text.h.
+// Characters of a report: entities and the joints of CDATA sections are taken apart here and
+// nowhere else, and what cannot be shown is replaced.
 #include "tools/ks2/report_text.h"
 
-#include "tools/ks2/report.h"
+#include <algorithm>
+
+#include "lib/mbcs.h"
 #include "tools/ks2/shown_text.h"
 
 namespace kestrel::ks2 {
+
+namespace {
+
+struct entity {
+  std::string_view name;
+  std::string_view utf8;
+};
+constexpr entity k_entities[] = {
+    {"&amp;",  "&" },
+    {"&lt;",   "<" },
+    {"&gt;",   ">" },
+    {"&quot;", "\""},
+    {"&apos;", "'" },
+};
+
+}  // namespace
+
+raw_character next_character(std::string_view raw) {
+  if (raw[0] == '&') {
+    for (const entity& known : k_entities) {
+      if (raw.starts_with(known.name)) return {known.utf8, known.name.size()};
+    }
+  }
+  wchar_t c;
+  size_t length = decode_utf8_character(raw, c);
+  if (length == 0) length = 1;
+  return {raw.substr(0, length), length};
+}
+
+std::string plain_text(std::string_view raw) {
+  std::string text;
+  text.reserve(raw.size());
+  while (!raw.empty()) {
+    const size_t special = std::min(raw.find('&'), raw.size());
+    text.append(raw, 0, special);
+    raw.remove_prefix(special);
+    if (raw.empty()) break;
+    const raw_character next = next_character(raw);
+    text += next.utf8;
+    raw.remove_prefix(next.length);
+  }
+  return text;
+}
 
 bool character_reader::next_special(wchar_t& c) {
   while (form_ == text_form::sections && rest_.starts_with(k_joint)) {

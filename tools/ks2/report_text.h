@@ -2,10 +2,26 @@
 // a report to where it is shown without a copy.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace kestrel::ks2 {
+
+/// The next character of a raw text, one with entities, as UTF-8 bytes (a view of the text or of a
+/// constant) and its length in the raw text. `raw` must not be empty.
+struct raw_character {
+  std::string_view utf8;
+  size_t length;
+};
+raw_character next_character(std::string_view raw);
+/// The characters of a raw text: entities resolved, an unknown one left as it stands.
+std::string plain_text(std::string_view raw);
+
+/// A CDATA end mark inside a file is written so, as the end of one section and the start of another
+/// in the middle of it.
+inline constexpr std::string_view k_joint = "]]><![CDATA[";
 
 enum class text_form : uint8_t {
   characters,  ///< as they are
