@@ -1,9 +1,9 @@
-// See html_page.h: the page's frame, its contents list and its sections.
+// The page's frame, its contents list and its sections. Script and style are constants, and so are
+// their sums, by which a browser knows them: the build makes both from the files beside this one.
 #include "tools/ks2/html_page.h"
 
 #include "ks2/html_assets.h"
 #include "tools/ks2/html_parts.h"
-#include "tools/ks2/sha256.h"
 
 namespace kestrel::ks2 {
 
@@ -11,16 +11,11 @@ namespace {
 
 constexpr size_t k_most_contents = 300;  // entries of one section
 
-std::string source_hash(std::string_view text) {
-  const sha256_digest digest = sha256(text);
-  return "'sha256-" + base64({reinterpret_cast<const char*>(digest.data()), digest.size()}) + "'";
-}
-
 /// A browser asks for no file, sends nothing, and runs and applies only what has these sums.
 std::string security_policy() {
-  return "default-src 'none'; script-src " + source_hash(k_html_script) + "; style-src " +
-         source_hash(k_html_style) +
-         "; base-uri 'none'; form-action 'none'; require-trusted-types-for 'script'; "
+  return std::string("default-src 'none'; script-src '") + k_html_script_sum + "'; style-src '" +
+         k_html_style_sum +
+         "'; base-uri 'none'; form-action 'none'; require-trusted-types-for 'script'; "
          "trusted-types 'none'";
 }
 
