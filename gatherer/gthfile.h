@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <string>
 
+#include "gatherer/gthfile_code.h"
 #include "gatherer/gthformat.h"
 #include "lib/cleanup.h"
 #include "lib/file.h"
@@ -26,20 +27,6 @@ enum item_type : int {
   item_secevent = 20,
   item_stored_file = 66,
   item_text = 254,
-};
-
-/// Result codes of all operations. Where the system refused something, errno tells why.
-enum gthfile_code : int {
-  gth_ok = 0,
-  gth_bad_argument = -1,  ///< null path, no open file, index out of range
-  gth_cannot_open = -2,   ///< a file could not be opened, or is too large to be added
-  gth_cannot_create = -3,
-  gth_table_full = -4,    ///< 255 items already, or no temporary file
-  gth_cannot_read = -5,   ///< a head or record, or data that ends early
-  gth_cannot_write = -6,  ///< or a malformed stuffed form
-  gth_no_such_item = -8,
-  gth_codec_failed = -9,
-  gth_not_a_gather_file = -10,
 };
 
 /// Writes and reads one container. Every operation returns a gthfile_code.

@@ -9,7 +9,8 @@
 #include <cstdio>
 #include <span>
 
-#include "gatherer/gthfile.h"
+#include "gatherer/gthfile_code.h"
+#include "gatherer/gthformat.h"
 #include "lib/cleanup.h"
 #include "lib/file.h"
 
