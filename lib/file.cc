@@ -1,4 +1,6 @@
-// See file.h. Every descriptor is close-on-exec: the commands that probes run inherit none.
+// Opening and closing. What stands on a mount that may hang is read by a worker; the rest, and all
+// that is written, by this process. Every descriptor is close-on-exec: the commands that probes run
+// inherit none.
 #include "lib/file.h"
 
 #include <fcntl.h>
@@ -17,25 +19,6 @@ namespace {
 
 constexpr int k_attempts = 8;
 
-file_ptr refuse(int descriptor, int error) {
-  close(descriptor);
-  errno = error;
-  return nullptr;
-}
-
-/// Why such a file is not read, as errno; 0 for a regular one.
-int refusal(const struct stat& status) {
-  if (S_ISREG(status.st_mode)) return 0;
-  return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-}
-
-/// The stream takes the descriptor over.
-file_ptr stream_on(int descriptor, const char* mode) {
-  FILE* stream = fdopen(descriptor, mode);
-  if (stream == nullptr) return refuse(descriptor, errno);
-  return file_ptr(stream);
-}
-
 }  // namespace
 
 file_ptr open_for_reading(const char* path) { return file_ptr(std::fopen(path, "rbe")); }
@@ -43,20 +26,6 @@ file_ptr open_for_reading(const char* path) { return file_ptr(std::fopen(path, "
 file_ptr open_regular_file(const char* path) {
   remote_mount* on = remote_on_way(path);
   return on == nullptr ? open_local_file(path) : copy_remote_file(path, *on);
-}
-
-file_ptr open_local_file(const char* path) {
-  // Asked before opening, because some devices (tapes, watchdogs) act on being opened, and after,
-  // because the name may have changed hands. O_NONBLOCK stays on: it means nothing to a file on a
-  // disk, and some files of /proc would block for ever.
-  struct stat status;
-  if (stat(path, &status) != 0) return nullptr;
-  if (errno = refusal(status); errno != 0) return nullptr;
-  const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (descriptor < 0) return nullptr;
-  if (fstat(descriptor, &status) != 0) return refuse(descriptor, errno);
-  if (const int error = refusal(status); error != 0) return refuse(descriptor, error);
-  return stream_on(descriptor, "rb");
 }
 
 bool is_accessible(const char* path, int mode) {

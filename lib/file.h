@@ -1,18 +1,12 @@
-// Files as this program opens them: streams that close themselves, and outputs that are created
+// Files as this program opens them: inputs so that nothing hangs, wherever they stand, and outputs
 // exclusively, never through a link, readable by their owner only.
 #pragma once
 
 #include <cstdio>
-#include <memory>
+
+#include "lib/local_file.h"
 
 namespace kestrel {
-
-/// Closes a stream and drops the result: what was written is closed by `close_checked`.
-struct file_closer {
-  void operator()(FILE* file) const { std::fclose(file); }
-};
-/// A stream that is closed when its owner goes.
-using file_ptr = std::unique_ptr<FILE, file_closer>;
 
 /// Opens `path` for reading, "rb". Null on failure, with errno.
 file_ptr open_for_reading(const char* path);
@@ -20,8 +14,6 @@ file_ptr open_for_reading(const char* path);
 /// or EINVAL) without blocking. One on a mount that may hang is read by a worker, see
 /// copy_remote_file: the stream is then that of a copy.
 file_ptr open_regular_file(const char* path);
-/// The same, asked by this process wherever the file stands.
-file_ptr open_local_file(const char* path);
 /// access(2) that does not hang: false with errno ETIMEDOUT for what stands on a silent mount.
 bool is_accessible(const char* path, int mode);
 /// Removes what `path` names (never what a link points to), then creates it exclusively with mode

@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-#include "lib/file.h"
+#include "lib/local_file.h"
 #include "lib/mounts.h"
 #include "lib/worker.h"
 
