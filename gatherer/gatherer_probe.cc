@@ -9,6 +9,7 @@
 #include "gatherer/version.h"
 #include "lib/debug.h"
 #include "lib/mbcs.h"
+#include "lib/section.h"
 #include "lib/table_rows.h"
 #include "lib/util_linux.h"
 #include "lib/utilstr.h"

@@ -1,4 +1,5 @@
-// Probes, their groups, and the user's selection of probes: see probe.h.
+// Probes, their groups, and the user's selection of probes by name. A probe is asked whether it
+// applies and can run here by its group, or as a task by the registry; what fails shows in the log.
 #include "gatherer/probe.h"
 
 #include <unistd.h>
@@ -7,14 +8,14 @@
 #include <cstring>
 #include <utility>
 
-#include "gatherer/settings.h"
 #include "gatherer/osinfo.h"
+#include "gatherer/settings.h"
 #include "lib/ascii_case.h"
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "lib/file.h"
+#include "lib/section.h"
 #include "lib/stop.h"
-#include "lib/table.h"
 
 namespace kestrel {
 

@@ -8,14 +8,14 @@
 
 #include "gatherer/console.h"
 #include "gatherer/gthfile.h"
-#include "gatherer/settings.h"
 #include "gatherer/ks2file.h"
+#include "gatherer/settings.h"
 #include "lib/ascii_case.h"
 #include "lib/cleanup.h"
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/mbcs.h"
-#include "lib/table.h"
+#include "lib/section.h"
 
 namespace kestrel {
 namespace {

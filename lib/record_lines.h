@@ -17,7 +17,7 @@
 #include "lib/debug.h"
 #include "lib/getline.h"
 #include "lib/mbcs.h"
-#include "lib/table_rows.h"
+#include "lib/record_members.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {

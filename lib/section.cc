@@ -1,5 +1,7 @@
 // Sections of the report and whole files in it. The sums of what a section holds go into the sum of
 // the report when it ends.
+#include "lib/section.h"
+
 #include "lib/bounded_file.h"
 #include "lib/debug.h"
 #include "lib/mbcs.h"
@@ -62,7 +64,7 @@ bool log_ksml_file(FILE* out, const char* path) {
     return false;
   }
   path = text_or_empty(path);
-  const output_format_type format = Table::get_output_format();
+  const output_format_type format = current_report().format->type;
   if (format != OUTPUT_KSML) {
     printd("table: not importing %s for format %d\n", path, static_cast<int>(format));
     return false;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "lib/date.h"
 #include "lib/debug.h"
 #include "lib/mbcs.h"
 #include "lib/table_formats.h"
@@ -47,11 +48,6 @@ constexpr markup_setting k_markup_settings[] = {
 };
 
 }  // namespace
-
-report_state& current_report() {
-  static report_state report;
-  return report;
-}
 
 void Table::set_output_format(output_format_type format) {
   for (const markup_setting& setting : k_markup_settings) {
@@ -319,29 +315,6 @@ bool Table::log_data(gathered_datetime value) {
     printd("table: invalid datetime \"%s\"\n", text);
   }
   return log_date("DATETIME", text, value.is_valid());
-}
-
-// --- names ----------------------------------------------------------------------------------
-
-std::string sanitised_ascii(const char* text) {
-  std::string ascii = text_or_empty(text);
-  filter_printable_ascii(ascii, '?');
-  return ascii;
-}
-
-std::wstring wide_sanitised_ascii(const wchar_t* text) {
-  std::wstring ascii = text == nullptr ? L"" : text;
-  for (wchar_t& c : ascii) {
-    if (c < 32 || c > 126) c = L'?';
-  }
-  return ascii;
-}
-
-std::string make_eDepot_name(const char* text) {
-  std::string name = text_or_empty(text);
-  convert_to_uppercase(name);
-  filter_alphanumeric(name, '_');
-  return name;
 }
 
 }  // namespace kestrel

@@ -1,5 +1,5 @@
-// The one writer of the report: sections of titled tables with typed columns, and whole files, in
-// one of seven output formats that is chosen once per run.
+// The one writer of the report's tables: titled, with typed columns, in one of seven output formats
+// that is chosen once per run. The sections around them stand in lib/section.h.
 #pragma once
 
 #include <concepts>
@@ -7,41 +7,13 @@
 #include <cstdio>
 #include <memory>
 #include <span>
-#include <string>
 #include <string_view>
 #include <type_traits>
 
-#include "lib/date.h"
+#include "lib/column.h"
+#include "lib/output_format.h"
 
 namespace kestrel {
-
-/// The formats of a report, each in a table_*.cc of its own.
-enum output_format_type {
-  OUTPUT_TEXT = 0,  ///< boxed plain text
-  OUTPUT_XML = 1,   ///< element names made from table and column names
-  OUTPUT_TALV = 2,  ///< fixed element names, typed values
-  OUTPUT_LIST = 3,  ///< plain text, a line a cell
-  OUTPUT_KSML = 4,  ///< fixed element names, types, widths and checksums
-  OUTPUT_HTML = 5,
-  OUTPUT_XML_LOWERCASE = 6,  ///< only for set_output_format, which stores OUTPUT_XML
-};
-
-/// What the cells of a column hold.
-enum datatype {
-  DT_STRING = 0,
-  DT_INTEGER = 1,  ///< decimal
-  DT_HEX = 2,      ///< upper-case digits
-  DT_FLOAT = 3,    ///< accepts integers, renders nothing
-  DT_ASCII = 4,    ///< made printable ASCII first
-  DT_BOOL = 5,     ///< a number: false for 0, else true
-};
-
-/// One column as data: `width` 0 leaves it to the default.
-struct column {
-  const char* name;
-  datatype type;
-  int width = 0;
-};
 
 // What the writer and its formats share, see table_formats.h.
 struct output_format;
@@ -49,13 +21,15 @@ struct table_state;
 struct table_column;
 class cell_number;
 
+class gathered_date;
+class gathered_time;
+class gathered_datetime;
+
 /// One table being written. Misuse is refused with a message on standard output and `false`, never
 /// thrown.
 /// A null stream writes nothing. Text arguments are copied or written at once.
 class Table {
  public:
-  static constexpr int k_max_columns = 20;
-
   /// The stream stays the caller's. At most 255 bytes of title and instance are kept.
   Table(FILE* out, const char* title);
   Table(FILE* out, const char* title, const char* instance);
@@ -133,25 +107,5 @@ class Table {
   bool row_open_ = false;
   bool is_framed_ = false;  // the columns hold what the format writes around their values
 };
-
-/// Sections do not nest. A null stream writes nothing; the sums are kept all the same. The end is
-/// false when a write on the stream failed, now or earlier.
-void start_section(FILE* out, const char* title);
-bool end_section(FILE* out);
-/// Copies a file (or the open stream `in`, which stays the caller's) into the report under `path`.
-/// False without a stream or a path, always in OUTPUT_TALV, but for the XML formats also for a file
-/// that cannot be opened, and when a write on the stream failed.
-/// XML stops once `limit` characters were counted, 0 for no limit; others know only a limit of 1.
-bool log_file(FILE* out, const char* path, FILE* in = nullptr, unsigned limit = 0);
-bool log_file(FILE* out, const char* path, unsigned limit);
-/// Imports a ksml file into a ksml report; false for reports in other formats, for a file that
-/// cannot be opened, and when a write on the stream failed.
-bool log_ksml_file(FILE* out, const char* path);
-
-/// Bytes outside 32 to 126 become '?'.
-std::string sanitised_ascii(const char* text);
-std::wstring wide_sanitised_ascii(const wchar_t* text);
-/// Upper-case letters and digits kept, lower case raised, all else '_'.
-std::string make_eDepot_name(const char* text);
 
 }  // namespace kestrel

@@ -1,10 +1,12 @@
-// What several output formats have in common: the texts of numbers, padding by characters.
+// What several output formats have in common: the report's own state, the texts of numbers, names
+// and padding by characters.
 #include "lib/table_formats.h"
 
 #include <algorithm>
 #include <charconv>
 
 #include "lib/mbcs.h"
+#include "lib/utilstr.h"
 
 namespace kestrel {
 
@@ -20,6 +22,26 @@ void append_padded_view(text_buffer& line, auto text, int width) {
 }
 
 }  // namespace
+
+report_state& current_report() {
+  static report_state report;
+  return report;
+}
+
+std::wstring wide_sanitised_ascii(const wchar_t* text) {
+  std::wstring ascii = text == nullptr ? L"" : text;
+  for (wchar_t& c : ascii) {
+    if (c < 32 || c > 126) c = L'?';
+  }
+  return ascii;
+}
+
+std::string make_eDepot_name(const char* text) {
+  std::string name = text_or_empty(text);
+  convert_to_uppercase(name);
+  filter_alphanumeric(name, '_');
+  return name;
+}
 
 char* cell_number::write_decimal(char* to) const {
   return is_signed_ ? std::to_chars(to, to + k_longest, signed_).ptr

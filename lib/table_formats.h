@@ -11,7 +11,8 @@
 #include <string>
 #include <string_view>
 
-#include "lib/table.h"
+#include "lib/column.h"
+#include "lib/output_format.h"
 #include "lib/text_buffer.h"
 
 namespace kestrel {
@@ -40,7 +41,7 @@ struct table_state {
   std::string title;
   std::string instance;
   /// The declared columns, and behind them one slot that takes a value too many as a string.
-  std::array<table_column, Table::k_max_columns + 1> columns;
+  std::array<table_column, k_max_columns + 1> columns;
   int column_count = 0;
   int widest = 0;         ///< largest column width of the heading
   int row_count = 0;      ///< the open row included
@@ -139,6 +140,11 @@ inline void write_nothing(table_state&) {}
 inline void write_no_row(table_state&, const char*) {}
 
 inline const char* text_or_empty(const char* text) { return text == nullptr ? "" : text; }
+
+/// Bytes outside 32 to 126 become '?'.
+std::wstring wide_sanitised_ascii(const wchar_t* text);
+/// Upper-case letters and digits kept, lower case raised, all else '_'.
+std::string make_eDepot_name(const char* text);
 
 inline void append_framed(text_buffer& line, const text_frame& frame, std::string_view value) {
   line += frame.before;

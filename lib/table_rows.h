@@ -18,30 +18,13 @@
 #include <type_traits>
 #include <utility>
 
+#include "lib/date.h"
 #include "lib/getline.h"
+#include "lib/record_members.h"
 #include "lib/table.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
-
-/// A text of which at most `Longest` bytes are kept, as in a fixed buffer of one byte more. Its
-/// column is as wide as that buffer unless the cell says otherwise.
-template <size_t Longest>
-class kept_text : public std::string {
- public:
-  static constexpr int buffer_size = static_cast<int>(Longest) + 1;
-  kept_text() = default;
-  kept_text(std::string_view text) : std::string(cut(text, Longest)) {}
-  kept_text(const std::string& text) : kept_text(std::string_view(text)) {}
-  kept_text(const char* text) : kept_text(std::string_view(text)) {}
-};
-
-/// The same in a column that is exactly as wide as the text is long.
-template <size_t Longest>
-class fitted_text : public kept_text<Longest> {
- public:
-  using kept_text<Longest>::kept_text;
-};
 
 namespace cells {
 
@@ -69,35 +52,6 @@ constexpr int width_of<fitted_text<Longest>> = static_cast<int>(Longest);
 
 /// Room for every text that a getter writes into its caller's buffer.
 inline constexpr int k_getter_room = 4096;
-
-template <class Source>
-struct source;  // a member, or a function of the record
-template <class Value, class Record>
-struct source<Value Record::*> {
-  using record_type = Record;
-  using value = Value;
-};
-template <class Value, class Record>
-struct source<Value (Record::*)() const> {
-  using record_type = Record;
-  using value = std::remove_cvref_t<Value>;
-};
-template <class Value, class Record>
-struct source<Value (*)(const Record&)> {
-  using record_type = Record;
-  using value = std::remove_cvref_t<Value>;
-};
-// What walks over things is a record, too, by its address: its getters change it.
-template <class Value, class Walker>
-struct source<Value (Walker::*)()> {
-  using record_type = Walker*;
-  using value = Value;
-};
-template <class Walker>
-struct source<char* (Walker::*)(char*, int)> {
-  using record_type = Walker*;
-  using value = const char*;
-};
 
 /// Numbers keep their type: the list format tells counts from other numbers.
 template <is_shown Value>

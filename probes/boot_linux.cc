@@ -16,6 +16,7 @@
 #include "lib/getline.h"
 #include "lib/mounts.h"
 #include "lib/record_lines.h"
+#include "lib/table_rows.h"
 #include "lib/utilstr.h"
 #include "probes/filescan.h"
 

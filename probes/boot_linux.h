@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "gatherer/probe.h"
-#include "lib/table_rows.h"
+#include "lib/record_members.h"
 
 namespace kestrel {
 

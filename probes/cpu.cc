@@ -6,6 +6,7 @@
 #include <span>
 
 #include "lib/cpuid_linux.h"
+#include "lib/section.h"
 #include "lib/table_rows.h"
 
 namespace kestrel {

@@ -2,7 +2,7 @@
 #include "probes/dmi_info.h"
 
 #include "lib/debug.h"
-#include "lib/table.h"
+#include "lib/section.h"
 #include "lib/utilstr.h"
 #include "probes/dmi_printer.h"
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "lib/debug.h"
+#include "lib/section.h"
 #include "lib/table_rows.h"
 
 namespace kestrel {

@@ -9,6 +9,7 @@
 
 #include "gatherer/console.h"
 #include "lib/debug.h"
+#include "lib/section.h"
 #include "lib/sysinfo.h"
 #include "lib/table_rows.h"
 

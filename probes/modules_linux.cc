@@ -7,6 +7,7 @@
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "lib/file.h"
+#include "lib/table_rows.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {

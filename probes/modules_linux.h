@@ -7,7 +7,7 @@
 
 #include "gatherer/probe.h"
 #include "lib/record_lines.h"
-#include "lib/table_rows.h"
+#include "lib/record_members.h"
 
 namespace kestrel {
 

@@ -11,7 +11,9 @@
 #include "lib/debug.h"
 #include "lib/dmi.h"
 #include "lib/notice.h"
+#include "lib/section.h"
 #include "lib/sysinfo.h"
+#include "lib/table.h"
 #include "lib/utilstr.h"
 #include "probes/pci_linux.h"
 

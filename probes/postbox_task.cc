@@ -11,7 +11,7 @@
 #include "gatherer/ks2file.h"
 #include "lib/debug.h"
 #include "lib/file.h"
-#include "lib/table.h"
+#include "lib/section.h"
 #include "lib/util_linux.h"
 #include "lib/utilstr.h"
 #include "probes/filescan.h"

@@ -8,6 +8,7 @@
 #include "lib/debug.h"
 #include "lib/find_tool.h"
 #include "lib/getline.h"
+#include "lib/table_rows.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {

@@ -14,6 +14,7 @@
 #include "lib/file.h"
 #include "lib/getline.h"
 #include "lib/mbcs.h"
+#include "lib/section.h"
 #include "lib/table_rows.h"
 #include "lib/utilstr.h"
 

@@ -10,7 +10,8 @@
 #include <string_view>
 
 #include "gatherer/probe.h"
-#include "lib/table_rows.h"
+#include "lib/column.h"
+#include "lib/record_members.h"
 
 namespace kestrel {
 
@@ -32,7 +33,7 @@ struct resource_range {
 std::optional<resource_range> parse_range_line(std::string_view line);
 
 /// As many as leave room for the number, the type and the device.
-inline constexpr size_t k_max_cpu_columns = Table::k_max_columns - 3;
+inline constexpr size_t k_max_cpu_columns = k_max_columns - 3;
 
 /// A line of /proc/interrupts (proc(5)).
 struct interrupt {

@@ -6,6 +6,7 @@
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "lib/find_tool.h"
+#include "lib/table_rows.h"
 
 namespace kestrel {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdio>
 
 #include "lib/record_lines.h"
-#include "lib/table_rows.h"
+#include "lib/record_members.h"
 
 namespace kestrel {
 

@@ -1,7 +1,7 @@
 // See software_linux.h.
 #include "probes/software_linux.h"
 
-#include "lib/table.h"
+#include "lib/section.h"
 #include "probes/deb_software.h"
 #include "probes/rpm_software.h"
 

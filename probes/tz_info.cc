@@ -2,6 +2,7 @@
 #include "probes/tz_info.h"
 
 #include "lib/date.h"
+#include "lib/section.h"
 #include "lib/table_rows.h"
 
 namespace kestrel {

@@ -5,6 +5,8 @@
 
 #include <csignal>
 
+#include "lib/date.h"
+#include "lib/section.h"
 #include "lib/table.h"
 #include "tests/lib/report_capture.h"
 

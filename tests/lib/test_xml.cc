@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "lib/section.h"
 #include "lib/table.h"
 #include "lib/xml.h"
 #include "tests/lib/report_capture.h"

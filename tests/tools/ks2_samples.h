@@ -9,6 +9,7 @@
 
 #include "gatherer/gthfile.h"
 #include "lib/lzh.h"
+#include "lib/section.h"
 #include "lib/table.h"
 #include "lib/utilstr.h"
 #include "lib/xml.h"
