@@ -8,6 +8,7 @@
 #include "gatherer/getarg.h"
 #include "gatherer/presets.h"
 #include "gatherer/probe.h"
+#include "gatherer/properties.h"
 #include "gatherer/settings.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "lib/debug.h"
+#include "lib/interface.h"
 #include "lib/table.h"
 #include "probes/dmi_info.h"
 #include "tests/doors/fake_pma.h"

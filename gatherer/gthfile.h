@@ -39,11 +39,9 @@ class GatherFile {
   GatherFile& operator=(const GatherFile&) = delete;
   ~GatherFile();
 
-  /// Replaces what `path` names by an empty container and opens that. Until it holds an item or is
-  /// closed, a signal that ends the run removes it.
-  int CreateFile(const char* path);
-  /// The same, but only when it is closed, with an item in it, does the container take that name.
-  /// Until then it has the temporary one, or the next free: who finds the name finds a whole one.
+  /// Creates an empty container. Only when it is closed, with an item in it, does it take the name
+  /// `path`. Until then it has the temporary one, or the next free: who finds the name finds a
+  /// whole one.
   int CreateFile(const char* path, const std::string& temporary_name);
   /// Opens a container for appending; only a regular file that is no link. Of a stuffed one a plain
   /// temporary copy is opened, and what is appended goes with it.
@@ -53,6 +51,23 @@ class GatherFile {
   int AddItemFile(unsigned char type, const char* path, bool compress);
   /// The same with what a stream that can seek holds, from its start; `name` is for the debug log.
   int AddItemFile(unsigned char type, FILE* source, const char* name, bool compress);
+  /// A failed close is told as gth_cannot_write, a name that it cannot take as gth_cannot_create:
+  /// it then stays under its temporary one. Without an open container gth_ok.
+  int CloseFile();
+  /// Closes a container that holds no item yet, and removes it, if its name still is its.
+  void RemoveFile();
+  const char* GetTemporaryName() const;  ///< "" for one that has its name
+  bool is_open() const { return file_ != nullptr; }
+  /// This moment, in UTC.
+  static void GetCurrentDate(gthStamp* stamp);
+
+  /// Goes on with an unstuffed temporary copy of the open container.
+  int ReplaceNulls();
+
+  // What the interface promises and no program calls:
+  /// Replaces what `path` names by an empty container and opens that. Until it holds an item or is
+  /// closed, a signal that ends the run removes it.
+  int CreateFile(const char* path);
   /// Writes the item's data to `path`, which must not be the container's. A stored item that the
   /// end of the container cuts is written as far as it goes, and answered with gth_cannot_read.
   int ExtractItem(int index, const char* path);
@@ -65,20 +80,8 @@ class GatherFile {
   unsigned char GetItemType(int index) const;  ///< 0 for an index out of range
   /// Creation time of the open container.
   int GetFileStamp(gthStamp* stamp) const;
-  /// A failed close is told as gth_cannot_write, a name that it cannot take as gth_cannot_create:
-  /// it then stays under its temporary one. Without an open container gth_ok.
-  int CloseFile();
-  /// Closes a container that holds no item yet, and removes it, if its name still is its.
-  void RemoveFile();
-  const char* GetTemporaryName() const;  ///< "" for one that has its name
-  bool is_open() const { return file_ != nullptr; }
-  /// This moment, in UTC.
-  static void GetCurrentDate(gthStamp* stamp);
-
   /// Turns a closed plain container into the stuffed form, in place. On failure it stays plain.
   static int RemoveNulls(const char* path);
-  /// Goes on with an unstuffed temporary copy of the open container.
-  int ReplaceNulls();
 
  private:
   struct item {
@@ -98,6 +101,8 @@ class GatherFile {
   int add(const gth_record& record, FILE* data);
   int append(const gth_record& record, FILE* data);
   int write_count(int count);
+
+  // For the extraction, which no program calls:
   int extract_compressed(const gth_record& record, FILE* output);
 
   file_ptr file_;
@@ -110,7 +115,7 @@ class GatherFile {
   int64_t end_ = 0;  ///< where the next record goes
 };
 
-/// Little-endian 32-bit field to host order.
+/// Little-endian 32-bit field to host order. Promised by the interface; no program calls it.
 int le_to_host(int value);
 
 }  // namespace kestrel

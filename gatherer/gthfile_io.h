@@ -35,7 +35,8 @@ int64_t length_of(FILE* stream);
 file_ptr unbuffered_stream(int descriptor);
 /// "rb+", regular files only, no links. Null on failure.
 file_ptr open_container(const char* path);
-/// Creates the file anew and notes it. The descriptor, or -1.
+/// Creates the file anew and notes it. The descriptor, or -1. For the container that has its name
+/// from the start, which no program calls for.
 int create_container(const char* path, noted_file& note);
 
 /// Hands the next `size` bytes, block by block, to `take`, which answers a code. Fewer bytes end as

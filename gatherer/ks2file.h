@@ -17,10 +17,8 @@ GatherFile& make_gather_file();
 void destroy_gather_file();
 bool is_gather_file_open();
 
-/// Creates the markup report: heading, data element, version element. Null on failure, which is
-/// reported and fails the run. The caller hands the stream to close_xml_file.
-FILE* open_xml_file(const char* path);
-/// The same as a temporary file.
+/// Creates the markup report as a temporary file: heading, data element, version element. Null on
+/// failure, which is reported and fails the run. The caller hands the stream to close_xml_file.
 FILE* open_xml_file(temporary_file& file, const char* first_name);
 /// Ends the frame (in ksml with the output checksum) and closes. False for a null stream or when
 /// any write failed.
@@ -46,13 +44,17 @@ const std::string& why_not_stored();
 bool store_ascii_file(const char* path, const char* mime_type);
 bool store_text_file(const char* path, const char* mime_type);
 bool store_binary_file(const char* path, const char* mime_type);
-/// The same with a shell command's output, as text, under `name`. Its exit code does not matter.
-bool run_command_and_store_file(const char* name, const char* command, const char* mime_type);
 
 /// The lines "Filename: name" and "MIME-Type: type" in UTF-8, and an empty one.
 void write_file_header(FILE* out, const char* name, const char* mime_type);
 /// Creates "kest<kind><pid>.tmp" in the current directory, or the next free name. Null on failure,
 /// with errno.
 file_ptr open_temp_file(temporary_file& file, int kind);
+
+// What the interface promises and no program calls:
+/// The report under a path of the caller's.
+FILE* open_xml_file(const char* path);
+/// Stores a shell command's output, as text, under `name`. Its exit code does not matter.
+bool run_command_and_store_file(const char* name, const char* command, const char* mime_type);
 
 }  // namespace kestrel

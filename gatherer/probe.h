@@ -32,10 +32,12 @@ class probe_task : public task {
   /// Enable or disable the probe tasks of that name or id, whatever its case; a name that none has
   /// changes nothing.
   static void process_probe_list(str_list& list, bool enable);
-  static void enable_probe(const char* name);
-  static void disable_probe(const char* name);
   static void set_probe_status(const char* name, bool enable);
   static void disable_all_probes();
+
+  // What the interface promises and no program calls:
+  static void enable_probe(const char* name);
+  static void disable_probe(const char* name);
   /// Blocks the tasks of that name for the whole run, enabled or not.
   static void block_task_by_name(const char* name);
 

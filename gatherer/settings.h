@@ -53,6 +53,7 @@ void fail_run();
 
 /// Name of the customer flavour, "" for none; a literal.
 const char* get_subversion();
+/// For the presets of flavours: without one no program calls it.
 void set_subversion(const char* name);
 
 }  // namespace kestrel

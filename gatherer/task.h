@@ -57,15 +57,11 @@ class task {
   /// Takes one parameter of "-p". `value` may be null. The base class understands none.
   virtual bool set_parameter(const char* key, const char* value);
 
-  /// A name as an id: letters raised, all but ASCII letters and digits '_'. The first in place.
-  static void make_task_id(char* text);
+  /// A name as an id: letters raised, all but ASCII letters and digits '_'.
   static std::string make_task_id(std::string text);
   /// The first task of that id (its case does not matter) or name; null when there is none.
   static task* get_task(const char* id);
   static task* get_task_by_name(const char* name);
-  static task* get_task_by_name(const wchar_t* name);
-  /// Runs the task; false when there is none, it does not apply, or it failed.
-  static bool run_task(const char* id);
   /// Run the whole registry, its tasks from order `lo` to below `hi`, or what a list switches on
   /// and names. All write to output_file.
   static void run_all();
@@ -79,12 +75,18 @@ class task {
   /// Reads "-p task key=value ..." at argv[*index] and leaves the index on the last word consumed.
   /// An unknown task is told to the user.
   static void set_task_parameters(int argc, const wchar_t** argv, int* index);
-  /// False without such a task or when it refuses. `value` may be null.
-  static bool set_task_parameter(const wchar_t* task_name, const wchar_t* key,
-                                 const wchar_t* value);
   static void print_task_list();  ///< into the debug log
   /// The ids of the probes that would run, a line each; a null stream takes nothing.
   static void print_probe_list(FILE* stream);
+
+  // What the interface promises and no program calls:
+  static void make_task_id(char* text);  ///< in place
+  static task* get_task_by_name(const wchar_t* name);
+  /// Runs the task; false when there is none, it does not apply, or it failed.
+  static bool run_task(const char* id);
+  /// False without such a task or when it refuses. `value` may be null.
+  static bool set_task_parameter(const wchar_t* task_name, const wchar_t* key,
+                                 const wchar_t* value);
 
   /// Validates, tests and runs the task, and shows its name and status word.
   bool run_task(FILE* fp);

@@ -9,7 +9,7 @@ namespace kestrel {
 
 /// Seconds that a command may take, 0 for no limit; 600 at start. Forgets what was noted.
 void set_command_timeout(unsigned seconds);
-unsigned get_command_timeout();
+unsigned get_command_timeout();  // for the tests; no program calls it
 
 /// The tool of a command that names none: its first word behind an export, without
 /// folders.

@@ -45,13 +45,15 @@ class gathered_datetime_base {
 
   /// From the C library's broken-down time; a null pointer makes the value invalid.
   void setDate(const std::tm* value);
+  /// Parses `text` as `hint` tells (bits of date_hint), or guesses the layout when it is 0. The
+  /// text is kept for `altstring` whatever comes of it.
+  void setDate(const char* text, unsigned int hint);
+
+  // What the interface promises and no program calls:
   /// The century is chosen so that the year lies at most 19 years after `reference_year`'s.
   void setDate(SP_CLOCK clock);
   /// Invalid when the entry has no time.
   void setDate(ddd_event_log_entry entry);
-  /// Parses `text` as `hint` tells (bits of date_hint), or guesses the layout when it is 0. The
-  /// text is kept for `altstring` whatever comes of it.
-  void setDate(const char* text, unsigned int hint);
 
   bool is_valid() const { return valid; }
   /// The text last given to the string parser, "" when there was none.

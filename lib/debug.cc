@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "lib/file_identity.h"
+#include "lib/interface.h"
 #include "lib/mbcs.h"
 
 namespace kestrel {

@@ -16,15 +16,8 @@ bool is_logging();
 /// Turns file mode on and truncates the file. At most 4095 bytes of `path` are kept. The file is
 /// created with mode 0600 and never through a symbolic link. An unopenable file is fatal.
 void enable_log_to_file(const char* path);
-/// The same without truncating.
-void enable_append_log_to_file(const char* path);
-void disable_log_to_file();  ///< the file stays
 /// Opens `path` for writing and keeps it open; fatal when it cannot be opened.
 void enable_log_to_stream(const char* path);
-/// Logs to a stream that the caller owns.
-void enable_log_to_stream(FILE* stream);
-/// Forgets the stream without closing it.
-void disable_log_to_stream();
 /// In a child process whose parent writes the log: every piece goes to `take` instead. `seconds` of
 /// the processor's time, used before, are added to the time stamps.
 void redirect_log(std::function<void(std::string_view text)> take, double seconds);
@@ -33,17 +26,13 @@ void redirect_log(std::function<void(std::string_view text)> take, double second
 /// fragment of a line; a line ends where a *format* ends in a newline. Returns the characters
 /// written, 0 with logging off.
 int printd(const char* format, ...) __attribute__((format(printf, 1, 2)));
-int printdW(const wchar_t* format, ...);
 
 /// Write to the targets that are open now, without opening or closing anything.
 int printd_noflush(const char* format, ...) __attribute__((format(printf, 1, 2)));
 int vprintd_noflush(const char* format, va_list arguments) __attribute__((format(printf, 1, 0)));
-int printd_noflushW(const wchar_t* format, ...);
-int vprintd_noflushW(const wchar_t* format, va_list arguments);
 
 /// One line preceded by local date and time ("Tue Nov 24 22:19:00 ").
 int print_with_time(const char* format, ...) __attribute__((format(printf, 1, 2)));
-int print_with_timeW(const wchar_t* format, ...);
 
 /// Logs "what (errnum): text of the error".
 int print_error(const char* what, int errnum);
@@ -52,16 +41,9 @@ int print_error(const char* what, int errnum);
 /// `c_array` the dump is C source.
 void print_hexdump(const char* title, const void* data, int length, const char* prefix,
                    bool c_array = false);
-/// Dumps `count` 16-bit words, 16 a row.
-void print_worddump(const char* title, const unsigned short* data, int count, const char* prefix,
-                    bool c_array = false);
 
 /// Logs the message, tells it on standard error and aborts the process.
 [[noreturn]] void internal_error(const char* format, ...) __attribute__((format(printf, 1, 2)));
-
-/// Stopwatch for the log: `timer_mark` logs the seconds since the last reset or mark.
-void timer_reset(const char* label);
-void timer_mark(const char* label);
 
 /// The steps of which one logged call consists; `printm` and the dumps write several pieces
 /// between them.

@@ -85,9 +85,8 @@ class Dmi {
   /// text.
   std::string get_make();
   std::string get_model();
-  std::string get_serial_number();   ///< of the system, else of the enclosure
-  std::string get_enclosure_type();  ///< see getChassisType
-  std::string get_uuid();            ///< 32 lower-case hexadecimal digits in stored order
+  std::string get_serial_number();  ///< of the system, else of the enclosure
+  std::string get_uuid();           ///< 32 lower-case hexadecimal digits in stored order
   std::string get_bios_build();
   gathered_date get_bios_date();  ///< not valid when there is none
 
@@ -99,6 +98,8 @@ class Dmi {
   /// False also when no slot has that id.
   bool is_pci_slot_in_use(int slot_id);
 
+  // What the interface promises and no program calls:
+  std::string get_enclosure_type();   ///< see getChassisType
   int get_total_installed_memory();   ///< MB; 0 without a table
   int get_num_memory_slots();         ///< -1 without a table
   int get_total_memory_capability();  ///< MB; -1 when unknown
@@ -106,11 +107,11 @@ class Dmi {
   int get_installed_memory_size(unsigned slot);
   /// "SDRAM DIMM"; "Unknown" without a table or such a slot.
   std::string get_installed_memory_type(unsigned slot);
-  uint32_t get_checksum();  ///< weighted sum of the table's bytes
+  uint32_t get_checksum();      ///< weighted sum of the table's bytes
+  bool get_wmi_smbios_table();  ///< always false on this platform
 
   /// Finds and copies the table anew; false when there is none or it cannot be read. For `init`.
   bool get_table();
-  bool get_wmi_smbios_table();  ///< always false on this platform
 
   /// The one object that SysInfo and others share, created and initialised on first use.
   static Dmi& get_instance();
@@ -120,9 +121,11 @@ class Dmi {
   static constexpr size_t k_entry_point_size = 15;
   using structure_list = std::vector<smbios_structure>;
 
-  bool has_table();
   const structure_list& structures(unsigned type);
   smbios_structure find_pci_slot(int slot_id);
+
+  // For the facts about memory, which no program calls for:
+  bool has_table();
   smbios_structure find_memory_device(unsigned slot);
 
   bool find_entry_point(byte_span area);

@@ -32,9 +32,4 @@ bool folder_listing::may_have(std::string_view name) const {
   return !is_known_ || names_.find(name) != names_.end();
 }
 
-bool folder_listing::may_have_any(std::string_view beginning) const {
-  const auto first = names_.lower_bound(beginning);
-  return !is_known_ || (first != names_.end() && first->starts_with(beginning));
-}
-
 }  // namespace kestrel

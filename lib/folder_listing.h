@@ -15,8 +15,6 @@ class folder_listing {
  public:
   explicit folder_listing(const char* path);
   bool may_have(std::string_view name) const;
-  /// Whether there may be a name that begins so.
-  bool may_have_any(std::string_view beginning) const;
 
  private:
   bool is_known_ = false;

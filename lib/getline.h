@@ -16,7 +16,8 @@ inline constexpr size_t k_max_line = 1u << 20;
 /// Reads one line, its newline included when it has one. False at the end of the stream.
 bool read_line(FILE* in, std::string& line);
 
-/// Reads one line as wide text, undecodable bytes kept (see mbcs.h). False at the end.
+/// Reads one line as wide text, undecodable bytes kept (see mbcs.h). False at the end. For
+/// properties; no program calls it.
 bool get_wide_line(FILE* in, std::wstring& line);
 
 /// Cuts the newline that ends a line, if it has one.

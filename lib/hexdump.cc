@@ -3,6 +3,7 @@
 #include <string>
 
 #include "lib/debug.h"
+#include "lib/interface.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {

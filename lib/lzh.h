@@ -39,6 +39,7 @@ class LzH {
   /// must be seekable: where the sizes come out equal, the output holds the input itself.
   /// An lzh_result.
   int Encode(FILE* input, FILE* output, LzwComp* sizes);
+  /// (Promised by the interface; no program calls it.)
   /// Writes exactly the uncompressed size and reads no more than the compressed size; what a cut
   /// stream lacks is read as zero bits, see was_cut(). An lzh_result.
   int Decode(FILE* input, FILE* output, const LzwComp* sizes);

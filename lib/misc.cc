@@ -1,9 +1,11 @@
-// See misc.h.
+// Whole files, in and out of memory and from one to another, in blocks. Inputs are regular files
+// only, an output that could not be written whole is removed.
 #include "lib/misc.h"
 
 #include <cerrno>
 
 #include "lib/file.h"
+#include "lib/interface.h"
 #include "lib/mbcs.h"
 
 namespace kestrel {

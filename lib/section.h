@@ -15,9 +15,11 @@ bool end_section(FILE* out);
 /// that cannot be opened, and when a write on the stream failed.
 /// XML stops once `limit` characters were counted, 0 for no limit; others know only a limit of 1.
 bool log_file(FILE* out, const char* path, FILE* in = nullptr, unsigned limit = 0);
-bool log_file(FILE* out, const char* path, unsigned limit);
 /// Imports a ksml file into a ksml report; false for reports in other formats, for a file that
 /// cannot be opened, and when a write on the stream failed.
 bool log_ksml_file(FILE* out, const char* path);
+
+/// log_file without a stream: promised by the interface, no program calls it.
+bool log_file(FILE* out, const char* path, unsigned limit);
 
 }  // namespace kestrel

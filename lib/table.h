@@ -79,11 +79,13 @@ class Table {
   /// A date that is not valid is shown as the text that it came from.
   bool log_data(gathered_date value);
   bool log_data(gathered_time value);
-  bool log_data(gathered_datetime value);
   /// False also when a write on the stream failed, now or earlier.
   bool end_row();
   /// Those written so far, the open one included.
   size_t rows() const;
+
+  // What the interface promises and no program calls:
+  bool log_data(gathered_datetime value);
 
  private:
   enum class misuse { none, row_not_open, beyond_columns, wrong_type };

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "lib/interface.h"
 #include "lib/mbcs.h"
 #include "lib/utilstr.h"
 
@@ -26,6 +27,12 @@ void append_padded_view(text_buffer& line, auto text, int width) {
 report_state& current_report() {
   static report_state report;
   return report;
+}
+
+std::string sanitised_ascii(const char* text) {
+  std::string ascii = text_or_empty(text);
+  filter_printable_ascii(ascii, '?');
+  return ascii;
 }
 
 std::wstring wide_sanitised_ascii(const wchar_t* text) {

@@ -2,7 +2,7 @@
 #include "lib/textfile.h"
 
 #include "lib/file.h"
-#include "lib/misc.h"
+#include "lib/interface.h"
 #include "lib/util_string.h"
 #include "lib/utilstr.h"
 

@@ -1,4 +1,5 @@
-// Text files loaded whole, and look-ups in the loaded text.
+// Text files loaded whole, and look-ups in the loaded text. The interface promises them; no program
+// calls them: files are read line by line (getline.h).
 #pragma once
 
 #include <cstddef>

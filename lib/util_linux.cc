@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <thread>
 
+#include "lib/interface.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {

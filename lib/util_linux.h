@@ -9,8 +9,6 @@ namespace kestrel {
 /// Path of the running program (/proc/self/exe), cut to the buffer. False, and "", when it cannot
 /// be told.
 bool get_program_filename(char* buffer, size_t size);
-/// The host name, "" when it cannot be told.
-std::string get_computer_name();
 /// Login name of the real user id ("" when it has none); `get_user_name` is the same for the
 /// report ("Unknown" when it has none).
 std::string get_current_user();
@@ -20,15 +18,9 @@ std::string get_user_desktop();
 /// The workstation's domain ("" when it has none).
 std::string get_ws_domain();
 int get_process_id();
-/// TMPDIR or /tmp, looked up once.
-const char* get_temp_dir();
 /// The current folder, "" when it cannot be told.
 std::string GetCurrentDir();
-/// False on failure, with errno.
-bool SetCurrentDir(const char* path);
 void MilliPause(unsigned milliseconds);
-/// Runs a shell command and waits for it; its exit code, or -1.
-int execute(const char* command);
 
 /// How the nodes of a driver are told apart.
 enum class device_numbering {

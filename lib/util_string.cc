@@ -1,4 +1,5 @@
-// See util_string.h.
+// The older string functions in terms of today's: what they did by hand, std::string and utilstr.h
+// do.
 #include "lib/util_string.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// The older set of string functions, kept under their names for the modules that grew up with them.
+// The older set of string functions, which the interface promises under their names; no program
+// calls them.
 #pragma once
 
 #include <cstddef>

@@ -9,6 +9,7 @@
 #include <limits>
 
 #include "lib/ascii_case.h"
+#include "lib/interface.h"
 
 namespace kestrel {
 

@@ -15,7 +15,6 @@ inline constexpr std::string_view k_white_space = " \t\n\v\f\r";
 // --- clean-up, in place ---------------------------------------------------------------------
 
 /// ASCII letters only, whatever the locale is.
-void convert_to_uppercase(char* text);
 void convert_to_uppercase(std::string& text);
 /// Every character that is not an ASCII letter or digit becomes `replacement`.
 void filter_alphanumeric(std::string& text, char replacement);
@@ -48,8 +47,6 @@ int to_int(int64_t value);
 
 // --- bounded buffers ------------------------------------------------------------------------
 
-/// Appends as much of `source` as fits and returns the buffer; `size` is that of the whole buffer.
-char* append_string(char* destination, size_t size, const char* source);
 /// Formats into a buffer, cut to its size, and returns it.
 char* format_string(char* destination, size_t size, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
@@ -80,28 +77,29 @@ class str_list {
  public:
   str_list() = default;
   str_list(const wchar_t* list, wchar_t separator);
-  str_list(const char* list, char separator);
   str_list(const str_list&) = delete;
   str_list& operator=(const str_list&) = delete;
 
   void add(std::string name);
   void add_separated_list(std::wstring_view list, wchar_t separator);
-  /// The same, and each separator in the caller's buffer becomes a terminator, on purpose.
-  void add_separated_list(wchar_t* list, wchar_t separator);
   /// Null past the last name. The text lives until `initialize`.
   const char* get_first();
   const char* get_next();
-  const char* get_current() const;
+
+  // What the interface promises and no program calls:
   void initialize();  ///< drops all names
+  const char* get_current() const;
+  str_list(const char* list, char separator);
+  /// Each separator in the caller's buffer becomes a terminator, on purpose.
+  void add_separated_list(wchar_t* list, wchar_t separator);
 
  private:
   std::list<std::string> names_;
   std::list<std::string>::const_iterator current_ = names_.end();
 };
 
-/// Byte sum as signed 8-bit values modulo 65536; 16-bit sum of wide characters.
+/// Byte sum as signed 8-bit values modulo 65536.
 uint16_t string_checksum(std::string_view text);
-uint16_t wide_string_checksum(std::wstring_view text);
 
 /// First place of `pattern` in the buffer, or null. The walk is deliberately simple: on a mismatch
 /// it goes on behind the byte that did not match without testing that byte as a first one.

@@ -17,6 +17,8 @@ class Vpd {
   std::string get_make();  ///< the one maker whose firmware has the block
   std::string get_model();
   std::string get_serial_number();
+
+  // What the interface promises and no program calls:
   std::string get_motherboard_serial_number();
   std::string get_bios_version();
 

@@ -101,6 +101,7 @@ void take_from_all(
     std::vector<std::unique_ptr<worker>> workers, int patience,
     const std::function<bool(size_t whose, worker::event got, const std::string& record)>& take);
 
+/// (Kept ready; no program calls it yet.)
 /// Makes one call that can hang: `work` returns its answer as bytes. False, and errno ETIMEDOUT,
 /// when it gave none within `patience` milliseconds; errno EINTR when the run was asked to end;
 /// where no process can be had the call is made here.

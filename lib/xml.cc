@@ -4,6 +4,7 @@
 
 #include <array>
 
+#include "lib/interface.h"
 #include "lib/mbcs.h"
 #include "lib/utilstr.h"
 

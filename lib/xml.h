@@ -21,28 +21,14 @@ void xml_set_tag_lowercase(bool on);
 bool xml_has_tag_prefix();
 const char* xml_attribute_id();
 
-/// An element name: prefix and case options applied, anything but letters, digits, '.' and '-'
-/// replaced by '_'.
-std::wstring wide_make_xml_tag(const wchar_t* name);
-/// Text content or attribute value: the five special characters escaped, what markup cannot carry
-/// replaced by U+FFFD.
-std::wstring wide_make_xml_value(const wchar_t* value);
-
 /// All writers take a null stream as "write nothing" and a null text as "". Narrow text is in the
 /// locale's encoding; the file receives UTF-8. A write that failed shows when the stream is closed.
 void xml_file_heading(FILE* out);
 /// <name ID="value">; no attribute when `value` is null.
 void xml_open_tag(FILE* out, const char* name, const char* value = nullptr);
-void xml_open_wide_tag(FILE* out, const char* name, const wchar_t* value);
 void xml_close_tag(FILE* out, const char* name);
-void xml_close_wide_tag(FILE* out, const wchar_t* name);
 /// <name>value</name>.
 void xml_tag_value(FILE* out, const char* name, const char* value);
-void xml_wide_tag_value(FILE* out, const char* name, const wchar_t* value);
-/// <kind ID="name" W="width">value</kind>; no W when width is 0.
-void xml_named_value(FILE* out, const char* kind, const char* name, int width, const char* value);
-void xml_wide_named_value(FILE* out, const char* kind, const wchar_t* name, int width,
-                          const wchar_t* value);
 
 // The same, appended to a text: the table writer makes its lines of these.
 

@@ -139,7 +139,7 @@ extern const structure_printer printStructure29;
 extern const structure_printer printStructure30;
 extern const structure_printer printStructure32;
 
-/// All of them, by rising type.
+/// All of them, by rising type; for the tests, no program calls it.
 std::span<const structure_printer* const> structure_printers();
 
 }  // namespace kestrel

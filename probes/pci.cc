@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+#include "probes/pci_interface.h"
 #include "probes/pci_linux.h"
 
 namespace kestrel {

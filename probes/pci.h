@@ -42,14 +42,8 @@ bool pci_read_config_byte(uint8_t bus, uint8_t device, uint8_t function, uint8_t
                           uint8_t* value);
 bool pci_read_config_word(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
                           uint16_t* value);
-bool pci_read_config_dword(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
-                           uint32_t* value);
-bool pci_write_config_byte(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
-                           uint8_t value);
 bool pci_write_config_word(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
                            uint16_t value);
-bool pci_write_config_dword(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
-                            uint32_t value);
 /// Reads the first k_pci_header_size bytes into `buffer`, which has room for them; true only when
 /// all were read.
 bool pci_get_config_header(uint8_t bus, uint8_t device, uint8_t function, unsigned char* buffer);
@@ -59,14 +53,8 @@ bool PCI_ReadByteRegister(uint8_t bus, uint8_t device, uint8_t function, uint8_t
                           uint8_t* value);
 bool PCI_ReadWordRegister(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
                           uint16_t* value);
-bool PCI_ReadDWordRegister(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
-                           uint32_t* value);
-bool PCI_WriteByteRegister(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
-                           uint8_t value);
 bool PCI_WriteWordRegister(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
                            uint16_t value);
-bool PCI_WriteDWordRegister(uint8_t bus, uint8_t device, uint8_t function, uint8_t offset,
-                            uint32_t value);
 /// Reads and decodes the header of one function; false, and `header` unchanged, when there is no
 /// such function.
 bool GetInfoPCI(uint8_t bus, uint8_t device, uint8_t function, pci_header& header);

@@ -52,15 +52,6 @@ class pci_database {
   /// Bytes of the longest name, its terminator included.
   int longest_name() const { return longest_name_; }
 
-  /// Record indexes; -1 when there is none. A device of that revision comes before the device
-  /// alone. A subsystem without a record is that of its vendor below the device, else the device.
-  int get_vendor(unsigned vendor) const;
-  int get_device(unsigned vendor, unsigned device, unsigned revision) const;
-  int get_subsys_device(unsigned vendor, unsigned device, unsigned revision,
-                        unsigned subsystem_vendor, unsigned subsystem_device) const;
-  int get_subsys_vendor(unsigned vendor, unsigned subsystem_vendor,
-                        unsigned subsystem_device) const;
-
   /// Names, "Unknown" when there is no record. They belong to the database.
   const char* get_vendor_name(unsigned vendor) const;
   const char* get_device_name(unsigned vendor, unsigned device, unsigned revision) const;
@@ -79,6 +70,16 @@ class pci_database {
                                   unsigned subsystem_vendor) const;
   wchar_t* get_subsys_vendor_name(wchar_t* out, size_t size, unsigned vendor,
                                   unsigned subsystem_vendor, unsigned subsystem_device) const;
+
+  // What the interface promises and no program calls:
+  /// Record indexes; -1 when there is none. A device of that revision comes before the device
+  /// alone. A subsystem without a record is that of its vendor below the device, else the device.
+  int get_vendor(unsigned vendor) const;
+  int get_device(unsigned vendor, unsigned device, unsigned revision) const;
+  int get_subsys_device(unsigned vendor, unsigned device, unsigned revision,
+                        unsigned subsystem_vendor, unsigned subsystem_device) const;
+  int get_subsys_vendor(unsigned vendor, unsigned subsystem_vendor,
+                        unsigned subsystem_device) const;
 
   /// The one object of the process, created and loaded on first use.
   static pci_database& get_instance();

@@ -4,6 +4,7 @@
 #include "gatherer/getarg.h"
 #include "gatherer/presets.h"
 #include "gatherer/probe.h"
+#include "gatherer/properties.h"
 #include "gatherer/settings.h"
 #include "lib/command.h"
 #include "lib/mbcs.h"

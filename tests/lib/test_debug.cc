@@ -5,6 +5,7 @@
 #include <regex>
 
 #include "lib/debug.h"
+#include "lib/interface.h"
 #include "tests/lib/scratch.h"
 
 namespace kestrel {

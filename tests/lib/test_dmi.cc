@@ -3,6 +3,7 @@
 
 #include "lib/debug.h"
 #include "lib/dmi.h"
+#include "lib/interface.h"
 #include "lib/pma_linux.h"
 #include "tests/doors/fake_pma.h"
 #include "tests/lib/report_capture.h"

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "lib/debug.h"
+#include "lib/interface.h"
 #include "tests/doors/fake_pci.h"
 #include "tests/lib/report_capture.h"
 

@@ -5,6 +5,7 @@
 #include <random>
 
 #include "lib/ascii_case.h"
+#include "lib/interface.h"
 #include "lib/mbcs.h"
 #include "lib/textfile.h"
 #include "lib/util_linux.h"

@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "lib/debug.h"
+#include "lib/interface.h"
 #include "lib/stop.h"
 #include "lib/worker.h"
 

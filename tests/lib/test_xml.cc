@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "lib/interface.h"
 #include "lib/section.h"
 #include "lib/table.h"
 #include "lib/xml.h"

@@ -8,6 +8,7 @@
 
 #include "lib/debug.h"
 #include "lib/decode.h"
+#include "lib/interface.h"
 #include "lib/table.h"
 #include "probes/dmi_decode.h"
 #include "probes/dmi_info.h"

@@ -4,6 +4,7 @@
 #include <cerrno>
 
 #include "lib/debug.h"
+#include "lib/interface.h"
 #include "probes/net_lib_linux.h"
 #include "probes/net_link_linux.h"
 #include "probes/net_route_linux.h"

@@ -240,8 +240,6 @@ int run_program(int argc, char** argv) {
 
 }  // namespace
 
-std::span<const command> commands() { return k_commands; }
-
 const command* find_command(std::string_view name) {
   for (const command& known : k_commands) {
     if (name == known.name) return &known;

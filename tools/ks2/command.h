@@ -38,7 +38,6 @@ struct command {
   int (*run)(const arguments& given);
 };
 
-std::span<const command> commands();
 /// Null for an unknown name.
 const command* find_command(std::string_view name);
 

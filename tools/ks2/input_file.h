@@ -48,7 +48,7 @@ class input_file {
   /// Reads the file whole, "-" is standard input. On failure nothing can be asked but status(),
   /// message() and path().
   input_file(const char* path, uint64_t max_size);
-  /// The same for a file that is in memory already.
+  /// The same for a file that is in memory already; for the tests, no program calls it.
   input_file(const char* path, std::vector<unsigned char> bytes, uint64_t max_size);
   input_file(const input_file&) = delete;
   input_file& operator=(const input_file&) = delete;
