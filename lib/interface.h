@@ -27,9 +27,6 @@ uint16_t wide_string_checksum(std::wstring_view text);
 
 // --- files --------------------------------------------------------------------------------------
 
-/// The longest file that is loaded; longer ones fail with errno EFBIG.
-inline constexpr size_t k_max_file = 64u << 20;
-
 /// Reads a regular file whole; nothing on failure, with errno. The second takes a wide path.
 std::optional<std::vector<unsigned char>> LoadFile(const char* path);
 std::optional<std::vector<unsigned char>> LoadFileW(const wchar_t* path);
@@ -43,8 +40,8 @@ bool LoadData(FILE* in, void* data, size_t size);
 bool CopyFile(const char* source, const char* target);
 /// New bytes are zero.
 void ResizeByteBuffer(std::vector<unsigned char>& buffer, size_t size);
-/// Appends the rest of `in` to `buffer`, to `k_max_file` bytes; false on a read error or a longer
-/// file, with errno. LoadFile and LoadTextFile read with it.
+/// Appends the rest of `in` to `buffer`, to `k_max_file` (lib/local_file.h) bytes; false on a read
+/// error or a longer file, with errno. LoadFile and LoadTextFile read with it.
 bool read_rest(FILE* in, std::vector<unsigned char>& buffer);
 
 // --- the system ---------------------------------------------------------------------------------

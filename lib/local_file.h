@@ -3,6 +3,7 @@
 // lib/file.h.
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
 #include <memory>
 
@@ -14,6 +15,9 @@ struct file_closer {
 };
 /// A stream that is closed when its owner goes.
 using file_ptr = std::unique_ptr<FILE, file_closer>;
+
+/// The longest file that is loaded or copied whole; longer ones fail with errno EFBIG.
+inline constexpr size_t k_max_file = 64u << 20;
 
 /// Opens `path` for reading, "rb", regular files only: a directory, FIFO, socket or device is
 /// refused (errno EISDIR or EINVAL) without blocking. Null on failure, with errno.

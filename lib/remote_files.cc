@@ -13,7 +13,6 @@
 #include <cstring>
 #include <limits>
 
-#include "lib/misc.h"
 #include "lib/notice.h"
 #include "lib/pathname.h"
 #include "lib/utilstr.h"

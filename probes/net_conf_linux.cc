@@ -10,6 +10,7 @@
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/getline.h"
+#include "lib/table_rows.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {

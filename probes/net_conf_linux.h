@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "lib/table_rows.h"
+#include "lib/record_members.h"
 
 namespace kestrel {
 

@@ -11,6 +11,7 @@
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "lib/getline.h"
+#include "lib/table_rows.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {

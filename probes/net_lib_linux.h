@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "lib/cursor.h"
-#include "lib/table_rows.h"
+#include "lib/record_members.h"
 #include "probes/net_socket_linux.h"
 
 namespace kestrel {
