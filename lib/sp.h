@@ -6,6 +6,8 @@
 //
 // The length counts the data and 6 bytes. On the ports C0 is sent as DB DC and DB as DB DE, and a
 // bare C0 ends the packet. A reply has the status where a request has its first 00.
+//
+// No program talks to one: only the tests link it.
 #pragma once
 
 #include <cstddef>
