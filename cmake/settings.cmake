@@ -2,6 +2,7 @@
 add_library(kestrel_settings INTERFACE)
 target_include_directories(kestrel_settings INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_definitions(kestrel_settings INTERFACE _FILE_OFFSET_BITS=64)
+target_compile_options(kestrel_settings INTERFACE -ffunction-sections)
 if(KESTREL_SANITIZE)
   target_compile_options(kestrel_settings INTERFACE -fsanitize=address,undefined
                          -fno-sanitize-recover=all -fno-omit-frame-pointer)
@@ -26,3 +27,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
     target_compile_options(kestrel_warnings INTERFACE -Wno-array-bounds -Wno-stringop-overflow)
   endif()
 endif()
+
+# For programs: functions that they do not call stay out.
+add_library(kestrel_slim INTERFACE)
+target_link_options(kestrel_slim INTERFACE -Wl,--gc-sections)
