@@ -25,3 +25,9 @@ for file in "$root"/probes/*.{cc,h}; do
     esac
   done
 done
+# No two modules (a header and its source) need each other, by whatever way.
+cd "$root" || exit 1
+folders='lib|gatherer|probes|tools/ks2'
+cycles=$(grep -HoE "^#include \"($folders)/[a-z0-9_]+" {lib,gatherer,probes,tools/ks2}/*.{cc,h} |
+  sed -E 's/\.[a-z]+:#include "/ /' | tsort 2>&1 > /dev/null)
+expect "" "${cycles//tsort: /}" "modules include each other in a circle"
