@@ -1,5 +1,5 @@
-// The console: see console.h. Everything goes to standard error; standard output belongs to the
-// probe list and, in stdout mode, to the report.
+// What is shown and asked, and what is kept to be shown behind a status word. Everything goes to
+// standard error; standard output belongs to the probe list and, in stdout mode, to the report.
 #include "gatherer/console.h"
 
 #include <poll.h>

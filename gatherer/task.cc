@@ -1,4 +1,5 @@
-// The registry of tasks, and running them: all in order, by range, by list, or step by step.
+// The registry of tasks, and running them: all in order, by range, by list, or step by step. A run
+// that is asked to stop leaves out all but the tasks that close files.
 #include "gatherer/task.h"
 
 #include <cstring>

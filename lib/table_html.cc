@@ -1,4 +1,5 @@
-// The HTML report. Values go in as they are, never escaped, and ASCII columns are not sanitised.
+// The HTML report: tables and headings, a page without style. Values go in as they are, never
+// escaped, and ASCII columns are not sanitised.
 #include "lib/table_formats.h"
 #include "lib/xml.h"
 

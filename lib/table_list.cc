@@ -1,4 +1,5 @@
-// The list report: plain text with a line a cell, the column's name in front of the value.
+// The list report: plain text with a line a cell, the column's name in front of the value. For
+// tables of few rows and many columns.
 #include "lib/mbcs.h"
 #include "lib/table_formats.h"
 

@@ -1,4 +1,5 @@
-// The plain-text report: boxed tables, every cell as wide as its column.
+// The plain-text report: boxed tables, every cell as wide as its column. Its characters are
+// counted, not its bytes, so that boxes close in any language.
 #include <algorithm>
 
 #include "lib/table_formats.h"

@@ -1,4 +1,5 @@
-// ks2 html FILE [-o OUT]
+// ks2 html FILE [-o OUT]: the report as a page, into a file that takes its name when it is whole,
+// or to standard output.
 #include <algorithm>
 #include <cstdio>
 #include <optional>

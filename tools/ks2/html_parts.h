@@ -1,4 +1,5 @@
-// The parts of which html_page.cc puts a page together.
+// The parts of which html_page.cc puts a page together: each writes itself from the same source,
+// and all share the writer, the marks of faults and the small pieces of html_parts.cc.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,5 @@
 // What a page is made from: a report, the file that holds it, and what was found wrong with both.
+// All of it outlives the page.
 #pragma once
 
 #include <cstdint>

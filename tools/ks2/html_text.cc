@@ -1,4 +1,5 @@
-// See html_text.h.
+// Escaping, by runs: what needs none goes on as it is, and every other character is looked at, with
+// its entity or in its UTF-8, and replaced where a browser would act on it or hide it.
 #include "tools/ks2/html_text.h"
 
 #include <array>

@@ -1,4 +1,5 @@
-// The model's own questions: where a byte of the report belongs, and what its parts are called.
+// The model's own questions: where a byte of the report belongs, what its parts are called, what
+// columns a table has. They are asked of damaged reports, too.
 #include "tools/ks2/report.h"
 
 #include <algorithm>

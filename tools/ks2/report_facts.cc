@@ -1,4 +1,6 @@
-// See report_facts.h.
+// Facts from the tables of a report: the distribution, worked out from others where its own cell
+// does not tell, the start entry of the running kernel, and what the run was to do and left nothing
+// of.
 #include "tools/ks2/report_facts.h"
 
 #include <algorithm>
