@@ -1,4 +1,5 @@
-// The IPv4 addresses of the kernel's interfaces: the RTM_GETADDR dump.
+// The IPv4 addresses of the kernel's interfaces: the RTM_GETADDR dump, read into a record an
+// address. An interface may have many, or none.
 #pragma once
 
 #include <optional>

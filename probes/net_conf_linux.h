@@ -1,4 +1,5 @@
-// The host table and the resolver's configuration.
+// The host table (/etc/hosts) and the resolver's configuration (/etc/resolv.conf), a row a name or
+// server.
 #pragma once
 
 #include <cstdio>

@@ -1,4 +1,5 @@
-// The packet filter's built-in chains, as `iptables -L` lists them.
+// The packet filter's built-in chains, as `iptables -L` lists them: the command is run, its lines
+// are cut into records.
 #pragma once
 
 #include <cstdio>

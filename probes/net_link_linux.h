@@ -1,4 +1,5 @@
-// The kernel's network interfaces: the RTM_GETLINK dump.
+// The kernel's network interfaces: the RTM_GETLINK dump, read into a record an interface. Addresses
+// and routes name an interface by its index only, so this dump comes first.
 #pragma once
 
 #include <array>

@@ -1,4 +1,5 @@
-// The kernel's IPv4 routes, those of the local table included: the RTM_GETROUTE dump.
+// The kernel's IPv4 routes, those of the local table included: the RTM_GETROUTE dump, read into a
+// record a route.
 #pragma once
 
 #include <cstdint>
