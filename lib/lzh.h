@@ -103,7 +103,7 @@ class LzH {
 
   enum class at_end { read_zeros, stop };
   int decode(byte_source& in, byte_sink& out, uint64_t size, at_end policy);
-  size_t copy_match(size_t r, size_t position, size_t length);
+  size_t decode_symbol(bit_reader& in, unsigned char* to);
   size_t DecodeChar(bit_reader& in);
   static size_t DecodePosition(bit_reader& in);
 
