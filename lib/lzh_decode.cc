@@ -3,6 +3,7 @@
 // is written out, and its last N bytes go to the front.
 #include "lib/lzh.h"
 #include "lib/lzh_bits.h"
+#include "lib/lzh_huffman.h"
 #include "lib/lzh_position.h"
 
 namespace kestrel {
@@ -23,8 +24,10 @@ constexpr size_t k_chunk = 16;  // bytes copied at once, of a match that does no
 
 }  // namespace
 
-size_t LzH::DecodeChar(bit_reader& in) {
-  size_t node = son_[R];
+[[gnu::always_inline]] inline size_t LzH::DecodeChar(bit_reader& in) {
+  const place top = top_[in.peek(k_top_bits)];
+  in.drop(top.depth);
+  size_t node = son_[top.node];
   while (node < T) node = son_[node + in.GetBit()];
   update(node - T);
   return node - T;
@@ -56,6 +59,7 @@ int LzH::decode(byte_source& in, byte_sink& out, uint64_t size, at_end policy) {
   std::memset(text.data(), 0, F);
   std::memset(text.data() + F, ' ', N - F);
   StartHuff();
+  fill_top();
   bit_reader bits(in);
   uint64_t left = size;
   bool stopped = false;
