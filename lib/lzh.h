@@ -87,7 +87,11 @@ class LzH {
   void insert_below(size_t r, size_t p);
   void insert_at(size_t r, size_t link, size_t from);
   template <size_t side>
-  void insert_beside(size_t r, size_t x, size_t shared);
+  void insert_beside(size_t r, size_t x, size_t with_x);
+  template <size_t side>
+  void walk_beside(size_t r, size_t x, size_t with_x);
+  template <size_t side>
+  void insert_next_to(size_t r, size_t x, size_t next, size_t with_x, size_t with_next);
   void insert_between(size_t r, size_t link, pair node, pair shared);
 
   // The adaptive code (lzh_huffman.h).
