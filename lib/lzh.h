@@ -122,7 +122,8 @@ class LzH {
   uint64_t input_used_, output_made_;
   bool was_cut_ = false;
 
-  /// The window, a ring, and behind it a mirror of its first bytes, so that no string wraps.
+  /// The window of the encoder, a ring, and behind it a mirror of its first bytes, so that no
+  /// string wraps.
   unsigned char text_buf_[N + F - 1];
   size_t match_position_, match_length_;
 
