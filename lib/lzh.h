@@ -88,14 +88,26 @@ class LzH {
   void insert_below(size_t r, size_t p);
   void insert_at(size_t r, size_t link, size_t from);
   template <size_t side>
-  void insert_beside(size_t r, size_t x, size_t shared);
+  void insert_beside(size_t r, size_t x, size_t with_x);
+  template <size_t side>
+  void walk_beside(size_t r, size_t x, size_t with_x);
+  template <size_t side>
+  void insert_next_to(size_t r, size_t x, size_t next, size_t with_x, size_t with_next);
   void insert_between(size_t r, size_t link, pair node, pair shared);
 
-  // The adaptive code (lzh_huffman.cc).
+  // The adaptive code (lzh_huffman.h).
+  /// Sets the tree up with every symbol counted once, and no places at its top kept.
   void StartHuff();
+  /// Halves all counts and builds the tree anew.
   void reconst();
-  void reconst_and_update(size_t c);
+  /// Counts symbol c.
   void update(size_t c);
+  size_t count_up(size_t node);
+  /// Lets the node change places with the last one that is now rarer, and goes on counting above;
+  /// so for every node that becomes more frequent than the next.
+  void exchange(size_t node);
+  /// Finds the places at the top, which from then on are kept up.
+  void fill_top();
 
   int encode(byte_source& in, byte_sink& out, LzwComp* sizes);
   void encode_window(byte_source& in, bit_writer& bits);
@@ -104,14 +116,15 @@ class LzH {
 
   enum class at_end { read_zeros, stop };
   int decode(byte_source& in, byte_sink& out, uint64_t size, at_end policy);
-  size_t copy_match(size_t r, size_t position, size_t length);
+  size_t decode_symbol(bit_reader& in, unsigned char* to);
   size_t DecodeChar(bit_reader& in);
   static size_t DecodePosition(bit_reader& in);
 
   uint64_t input_used_, output_made_;
   bool was_cut_ = false;
 
-  /// The window, a ring, and behind it a mirror of its first bytes, so that no string wraps.
+  /// The window of the encoder, a ring, and behind it a mirror of its first bytes, so that no
+  /// string wraps.
   unsigned char text_buf_[N + F - 1];
   size_t match_position_, match_length_;
 
@@ -132,6 +145,13 @@ class LzH {
   uint16_t freq_[T + 1];
   uint16_t prnt_[T + N_CHAR];
   uint16_t son_[T];
+  // Near the root the tree hardly ever changes. So the decoder keeps where the first bits lead it,
+  // whatever they are: to a node that many bits deep, or to a leaf above.
+  static constexpr unsigned k_top_bits = 5;
+  struct place {
+    uint16_t node, depth;
+  } top_[1 << k_top_bits];
+  size_t lowest_at_top_;  ///< of the nodes above those places; T when none are kept
 };
 
 }  // namespace kestrel

@@ -1,13 +1,33 @@
-// The decoder of LzH. The window is also the output's buffer: it is written out whenever it is
-// full.
+// The decoder of LzH: reads a stream, or memory, and trusts nothing in it. The text grows in a
+// block behind the last N bytes made before it, so that no match wraps. When the block is full it
+// is written out, and its last N bytes go to the front.
 #include "lib/lzh.h"
 #include "lib/lzh_bits.h"
+#include "lib/lzh_huffman.h"
 #include "lib/lzh_position.h"
 
 namespace kestrel {
 
-size_t LzH::DecodeChar(bit_reader& in) {
-  size_t node = son_[R];
+namespace {
+
+constexpr size_t k_chunk = 16;  // bytes copied at once, of a match that does not repeat itself
+
+/// Copies a match to `to`, and less than a chunk more.
+[[gnu::always_inline]] inline void copy_match(unsigned char* to, size_t distance, size_t length) {
+  const unsigned char* const from = to - distance;
+  if (distance >= k_chunk) {
+    for (size_t i = 0; i < length; i += k_chunk) std::memcpy(to + i, from + i, k_chunk);
+  } else {
+    for (size_t i = 0; i < length; ++i) to[i] = from[i];
+  }
+}
+
+}  // namespace
+
+[[gnu::always_inline]] inline size_t LzH::DecodeChar(bit_reader& in) {
+  const place top = top_[in.peek(k_top_bits)];
+  in.drop(top.depth);
+  size_t node = son_[top.node];
   while (node < T) node = son_[node + in.GetBit()];
   update(node - T);
   return node - T;
@@ -20,49 +40,45 @@ size_t LzH::DecodePosition(bit_reader& in) {
   return size_t{Fixd_code[next >> 6]} << 6 | (next >> (8 - length) & 0x3F);
 }
 
-/// Copies a match to `r`, where it may run on into the mirror. Returns its end.
-size_t LzH::copy_match(size_t r, size_t position, size_t length) {
-  const size_t from = (r - position - 1) & (N - 1);
-  if (from >= r ? from + length <= N : from + length <= r) {
-    std::memmove(text_buf_ + r, text_buf_ + from, length);
-  } else {
-    // The source wraps, or repeats what the match itself brings.
-    const size_t mask = from >= r ? N - 1 : ~size_t{0};
-    for (size_t i = 0; i < length; ++i) text_buf_[r + i] = text_buf_[(from + i) & mask];
+/// Puts a literal or a match at `to`. Returns the number of its bytes.
+[[gnu::always_inline]] inline size_t LzH::decode_symbol(bit_reader& in, unsigned char* to) {
+  const size_t c = DecodeChar(in);
+  if (c < 256) {
+    *to = static_cast<unsigned char>(c);
+    return 1;
   }
-  return r + length;
+  const size_t length = c - (255 - THRESHOLD);
+  copy_match(to, DecodePosition(in) + 1, length);
+  return length;
 }
 
 int LzH::decode(byte_source& in, byte_sink& out, uint64_t size, at_end policy) {
+  constexpr size_t k_block = 2 * N;
+  std::array<unsigned char, N + k_block + F + k_chunk> text;
+  // The window at the start: spaces, and before them what no text ever reached.
+  std::memset(text.data(), 0, F);
+  std::memset(text.data() + F, ' ', N - F);
   StartHuff();
+  fill_top();
   bit_reader bits(in);
-  size_t r = fill_window(), first = r;
   uint64_t left = size;
-  while (left > 0 && !out.failed()) {
-    if (!bits.refill()) [[unlikely]] {
-      if (!bits.past_end()) {
-        output_made_ = size - left;
-      } else if (policy == at_end::stop) {
-        break;
+  bool stopped = false;
+  while (left > 0 && !out.failed() && !stopped) {
+    const size_t end = N + static_cast<size_t>(std::min<uint64_t>(left, k_block));
+    size_t r = N;
+    while (r < end) {
+      if (!bits.refill()) [[unlikely]] {
+        stopped = bits.past_end() && policy == at_end::stop;
+        if (stopped) break;
+        if (!bits.past_end()) output_made_ = size - left + (r - N);
       }
+      r += decode_symbol(bits, text.data() + r);
     }
-    const size_t c = DecodeChar(bits);
-    if (c < 256) {
-      text_buf_[r++] = static_cast<unsigned char>(c);
-      --left;
-    } else {
-      const size_t length = static_cast<size_t>(std::min<uint64_t>(c - (255 - THRESHOLD), left));
-      r = copy_match(r, DecodePosition(bits), length);
-      left -= length;
-    }
-    if (r >= N) {
-      out.write(text_buf_ + first, N - first);
-      r -= N;
-      std::memcpy(text_buf_, text_buf_ + N, r);
-      first = 0;
-    }
+    const size_t made = static_cast<size_t>(std::min<uint64_t>(r - N, left));
+    out.write(text.data() + N, made);
+    left -= made;
+    std::memmove(text.data(), text.data() + made, N);
   }
-  out.write(text_buf_ + first, r - first);
   input_used_ = bits.used();
   was_cut_ = bits.past_end();
   if (!was_cut_) output_made_ = size - left;

@@ -1,9 +1,11 @@
-// The encoder of LzH: turns the input into literals and matches and writes their codes.
+// The encoder of LzH: writes the codes of the literals and matches that the search makes of the
+// input, which is a stream or memory.
 #include <bit>
 #include <limits>
 
 #include "lib/lzh.h"
 #include "lib/lzh_bits.h"
+#include "lib/lzh_huffman.h"
 #include "lib/lzh_position.h"
 
 namespace kestrel {

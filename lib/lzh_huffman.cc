@@ -1,11 +1,10 @@
-// The adaptive Huffman code of LzH: a tree over literals and match lengths that encoder and decoder
-// change in step after every symbol.
-//
-// Nodes stand in order of rising frequency, two sons side by side; a son of T or more is the leaf
-// of symbol son - T, and prnt_[T + symbol] is that leaf's node.
-#include <algorithm>
+// The adaptive code's rare work: its tree at the start, the exchange of two of its nodes, the tree
+// that is built anew when the root's count has become too large, and the decoder's table of places
+// near the root. It reads and changes only the coder's own tables.
+#include "lib/lzh_huffman.h"
 
-#include "lib/lzh.h"
+#include <algorithm>
+#include <iterator>
 
 namespace kestrel {
 
@@ -20,8 +19,9 @@ void LzH::StartHuff() {
     son_[j] = static_cast<uint16_t>(i);
     prnt_[i] = prnt_[i + 1] = static_cast<uint16_t>(j);
   }
-  freq_[T] = 0xFFFF;
+  freq_[T] = 0;
   prnt_[R] = 0;
+  lowest_at_top_ = T;
 }
 
 void LzH::reconst() {
@@ -44,37 +44,43 @@ void LzH::reconst() {
     prnt_[k] = static_cast<uint16_t>(i);
     if (k < T) prnt_[k + 1] = static_cast<uint16_t>(i);
   }
+  if (lowest_at_top_ < T) fill_top();
 }
 
-[[gnu::noinline, gnu::cold]] void LzH::reconst_and_update(size_t c) {
-  reconst();
-  update(c);
-}
-
-void LzH::update(size_t c) {
-  if (freq_[R] == MAX_FREQ) return reconst_and_update(c);
-  size_t node = prnt_[c + T];
+void LzH::exchange(size_t node) {
   do {
-    const size_t count = ++freq_[node];
-    if (count > freq_[node + 1]) {
-      // The node changes places with the last one that is now rarer.
-      size_t last = node;
-      do {
-        ++last;
-      } while (count > freq_[last + 1]);
-      freq_[node] = freq_[last];
-      freq_[last] = static_cast<uint16_t>(count);
-      const size_t up = son_[node], down = son_[last];
-      prnt_[up] = static_cast<uint16_t>(last);
-      if (up < T) prnt_[up + 1] = static_cast<uint16_t>(last);
-      prnt_[down] = static_cast<uint16_t>(node);
-      if (down < T) prnt_[down + 1] = static_cast<uint16_t>(node);
-      son_[last] = static_cast<uint16_t>(up);
-      son_[node] = static_cast<uint16_t>(down);
-      node = last;
+    const uint16_t count = freq_[node];
+    size_t last = node + 1;
+    while (count > freq_[last + 1]) ++last;
+    freq_[node] = freq_[last];
+    freq_[last] = count;
+    const size_t up = son_[node], down = son_[last];
+    prnt_[up] = static_cast<uint16_t>(last);
+    if (up < T) prnt_[up + 1] = static_cast<uint16_t>(last);
+    prnt_[down] = static_cast<uint16_t>(node);
+    if (down < T) prnt_[down + 1] = static_cast<uint16_t>(node);
+    son_[last] = static_cast<uint16_t>(up);
+    son_[node] = static_cast<uint16_t>(down);
+    if (last >= lowest_at_top_) fill_top();
+    node = count_up(last);
+  } while (node != R);
+}
+
+void LzH::fill_top() {
+  top_[0] = {R, 0};
+  lowest_at_top_ = R;
+  for (size_t rows = 1; rows < std::size(top_); rows *= 2) {
+    // Backwards, so that nothing is overwritten before it was read.
+    for (size_t i = rows; i-- > 0;) {
+      const place here = top_[i];
+      const uint16_t son = son_[here.node], deeper = son < T;
+      const uint16_t first = deeper != 0 ? son : here.node;
+      const auto depth = static_cast<uint16_t>(here.depth + deeper);
+      top_[2 * i] = {first, depth};
+      top_[2 * i + 1] = {static_cast<uint16_t>(first + deeper), depth};
+      lowest_at_top_ = std::min<size_t>(lowest_at_top_, here.node);
     }
-    node = prnt_[node];
-  } while (node != 0);
+  }
 }
 
 }  // namespace kestrel

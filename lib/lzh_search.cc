@@ -145,34 +145,45 @@ void LzH::insert_below(size_t r, size_t p) {
   }
 }
 
-/// Puts string r into the list, on the given side of x, with which it shares `shared` bytes and no
-/// more, and not far away: else the place is looked for from the root.
+/// Puts string r into the list, on the given side of x, with which it shares `with_x` bytes and no
+/// more. As a rule it comes next to x, whose neighbour there shares less with x.
 template <size_t side>
-[[gnu::always_inline]] inline void LzH::insert_beside(size_t r, size_t x, size_t shared) {
+[[gnu::always_inline]] inline void LzH::insert_beside(size_t r, size_t x, size_t with_x) {
+  const size_t next = beside_[side][x], between = shared_[side != 0 ? next : x];
+  if (between >= with_x) return walk_beside<side>(r, x, with_x);
+  insert_next_to<side>(r, x, next, with_x, between);
+}
+
+/// The same, step by step along the list; where it is far, the place is looked for from the root.
+template <size_t side>
+[[gnu::noinline]] void LzH::walk_beside(size_t r, size_t x, size_t with_x) {
   const unsigned char* const key = text_buf_ + r;
   for (unsigned steps = k_patience; steps > 0; --steps) {
     const size_t next = beside_[side][x], between = shared_[side != 0 ? next : x];
-    size_t with_next = between;
-    if (between == shared) {
+    if (between < with_x) return insert_next_to<side>(r, x, next, with_x, between);
+    if (between == with_x) {
       const unsigned char* const text = text_buf_ + next;
-      with_next = count_shared(key, text, shared);
+      const size_t with_next = count_shared(key, text, with_x);
       if (with_next == F) return replace_node(next, r);
-      if ((key[with_next] > text[with_next]) == (side != 0)) {
-        shared = with_next;
-        x = next;
-        continue;
+      if ((key[with_next] > text[with_next]) != (side != 0)) {
+        return insert_next_to<side>(r, x, next, with_x, with_next);
       }
-    } else if (between > shared) {
-      x = next;
-      continue;
+      with_x = with_next;
     }
-    const size_t before = side != 0 ? x : next, after = side != 0 ? next : x;
-    // One of two neighbours is below the other: that one has no son on this side.
-    const size_t link = link_[2 * before + 1] == NIL ? 2 * before + 1 : 2 * after;
-    if constexpr (side != 0) return insert_between(r, link, {x, next}, {shared, with_next});
-    return insert_between(r, link, {next, x}, {with_next, shared});
+    x = next;
   }
   insert_from_root(r);
+}
+
+/// Puts string r between x and the next one on the given side, with which it shares so many bytes.
+template <size_t side>
+[[gnu::always_inline]] inline void LzH::insert_next_to(size_t r, size_t x, size_t next,
+                                                       size_t with_x, size_t with_next) {
+  const size_t before = side != 0 ? x : next, after = side != 0 ? next : x;
+  // One of two neighbours is below the other: that one has no son on this side.
+  const size_t link = link_[2 * before + 1] == NIL ? 2 * before + 1 : 2 * after;
+  if constexpr (side != 0) return insert_between(r, link, {x, next}, {with_x, with_next});
+  return insert_between(r, link, {next, x}, {with_next, with_x});
 }
 
 /// Puts string r below `link` in the tree and between its neighbours in the list, with which it
