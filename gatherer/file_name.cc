@@ -15,6 +15,7 @@
 #include "lib/debug.h"
 #include "lib/mbcs.h"
 #include "lib/misc.h"
+#include "lib/staging.h"
 #include "lib/sysinfo.h"
 #include "lib/temporary.h"
 #include "lib/util_linux.h"
@@ -104,16 +105,23 @@ bool store_temporary(const temporary_file& temporary, int item_type, std::string
 }
 
 // Gives the file its final name; should that fail, it keeps the one it has, and the user is told
-// that one.
-bool give_name(temporary_file& temporary, const char* name, const char** error_text) {
+// that one. Returns what it is called in the end.
+std::string give_name(temporary_file& temporary, const char* name, const char** error_text) {
+  const std::string made = staged(name);
   bool is_removed = true;
-  if (unlink(name) != 0 && errno != ENOENT) {
+  if (unlink(made.c_str()) != 0 && errno != ENOENT) {
     fail_move(temporary.name(), name, "file_task: remove", error_text);
     is_removed = false;
   }
-  if (temporary.move_to(name)) return true;
-  if (is_removed) fail_move(temporary.name(), name, "file_task: rename", error_text);
-  return false;
+  if (!temporary.move_to(made.c_str())) {
+    if (is_removed) fail_move(temporary.name(), name, "file_task: rename", error_text);
+    std::string kept = temporary.name();
+    temporary.keep();
+    return kept;
+  }
+  if (deliver(name)) return name;
+  fail_move(made.c_str(), name, "file_task: copy", error_text);
+  return made;
 }
 
 }  // namespace
@@ -141,6 +149,13 @@ void gatherer_generate_filename(const char* file_template, const char* suffix, c
   result += tail;
   format_string(output, static_cast<size_t>(size), "%s", result.c_str());
   printd("gatherer: Gatherer Filename: %s\n", output);
+}
+
+std::string gatherer_target_path() {
+  const char* file_template = get_filename(filename_template);
+  std::string path = file_template == nullptr ? "" : file_template;
+  if (path.starts_with("@D")) path.replace(0, 2, get_user_desktop());
+  return path;
 }
 
 void gatherer_save_path() {
@@ -174,12 +189,7 @@ bool store_or_save_file(temporary_file& temporary, int item_type, const char** r
   gatherer_generate_filename(get_filename(filename_template), suffix.c_str(), name, sizeof name);
   printd("file_task: rename %s to %s\n", temporary.name(), name);
   if (result_name != nullptr) *result_name = keep_text(name);
-  const char* kept = keep_text(temporary.name());
-  if (give_name(temporary, name, error_text)) {
-    kept = keep_text(name);
-  } else {
-    temporary.keep();
-  }
+  const char* kept = keep_text(give_name(temporary, name, error_text).c_str());
   if (refused) report_file_error(kept, refusal.c_str());
   note_kept(kept);
   return true;

@@ -23,6 +23,9 @@ void gatherer_generate_filename(const char* file_template, const char* suffix, c
                                 int size);
 /// What one macro letter stands for; "" for an unknown one. At most 255 characters.
 std::wstring gatherer_expand_filename_macro(wchar_t letter);
+/// The path that the names of this run's files begin with, as far as it can be told before the run:
+/// the template, of whose macros only the desktop's is expanded.
+std::string gatherer_target_path();
 /// Finds the program's folder and stores it, the last '/' included, as filename_save_path; "" when
 /// it cannot be told.
 void gatherer_save_path();

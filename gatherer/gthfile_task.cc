@@ -14,6 +14,7 @@
 #include "lib/cleanup.h"
 #include "lib/debug.h"
 #include "lib/mbcs.h"
+#include "lib/staging.h"
 #include "lib/temporary.h"
 #include "lib/util_linux.h"
 #include "lib/utilstr.h"
@@ -102,7 +103,7 @@ bool gthfile_task::create() {
 
 bool gthfile_task::create_container() {
   const std::string temporary = format_text("kestg%x.tmp", static_cast<unsigned>(get_process_id()));
-  if (make_gather_file().CreateFile(container_name(), temporary) != gth_ok) {
+  if (make_gather_file().CreateFile(staged(container_name()).c_str(), temporary) != gth_ok) {
     report_file_error(container_name(), errno);
     return false;
   }
@@ -117,12 +118,16 @@ bool gthfile_task::reopen() {
 }
 
 bool gthfile_task::close() {
-  const char* temporary = keep_text(make_gather_file().GetTemporaryName());
+  std::string temporary = make_gather_file().GetTemporaryName();
   errno = 0;
-  const int code = make_gather_file().CloseFile();
+  int code = make_gather_file().CloseFile();
+  if (code == gth_ok && !deliver(container_name())) {
+    code = gth_cannot_create;
+    temporary = staged(container_name());
+  }
   const char* reason = strerror(errno != 0 ? errno : EIO);
   destroy_gather_file();
-  const char* kept = code == gth_cannot_create ? temporary : container_name();
+  const char* kept = code == gth_cannot_create ? keep_text(temporary.c_str()) : container_name();
   if (code == gth_cannot_create) {
     report_file_error(kept, kept_here_text(container_name(), reason).c_str());
   } else if (code != gth_ok) {

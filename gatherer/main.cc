@@ -5,6 +5,7 @@
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "gatherer/console.h"
@@ -23,6 +24,7 @@
 #include "lib/file.h"
 #include "lib/mounts.h"
 #include "lib/notice.h"
+#include "lib/staging.h"
 #include "lib/stop.h"
 
 namespace kestrel {
@@ -51,6 +53,38 @@ bool finish_standard_output() {
   return false;
 }
 
+void print_left_over() {
+  for (const std::string& notice : take_notices()) printm("%s\n", notice.c_str());
+  print_file_errors();
+}
+
+// False where making files would hold the run.
+bool is_place_for_files() {
+  const bool is_told = get_setting(setting_silent) == 0;
+  if (begin_staging(gatherer_target_path(), is_told) || is_folder_answering()) return true;
+  report_file_error("current folder", ETIMEDOUT);
+  fail_run();
+  return false;
+}
+
+// What becomes of the debug log is part of the return code, which is its last line: it is copied
+// before that, and once more with it.
+bool copy_log() {
+  if (get_setting(setting_debug) == 0 || copy_staged(k_log_name)) return true;
+  const std::string made = staged(k_log_name);
+  report_file_error(made.c_str(), kept_here_text(k_log_name, strerror(errno)).c_str());
+  fail_run();
+  return false;
+}
+
+void end_files(bool is_log_copied) {
+  if (is_staging() && is_log_copied && get_setting(setting_debug) != 0) {
+    disable_log_to_file();
+    if (!deliver(k_log_name)) std::remove(staged(k_log_name).c_str());
+  }
+  end_staging();
+}
+
 }  // namespace
 
 int wmain(int argc, const wchar_t** argv) {
@@ -67,22 +101,21 @@ int gatherer_run(int argc, const wchar_t** argv) {
   if (mode == mode_list_probes) gatherer_list_probes();
   if (mode == mode_help) gatherer_help(argc > 0 ? argv[0] : L"");
   gatherer_banner();
-  if (!is_folder_answering()) {
-    for (const std::string& notice : take_notices()) printm("%s\n", notice.c_str());
-    report_file_error("current folder", ETIMEDOUT);
-    fail_run();
-  } else if (gatherer_disclaimer() == 0) {
+  if (gatherer_disclaimer() == 0 && is_place_for_files()) {
     gatherer_debug(argc, argv);
     gather();
   }
   finish_standard_output();
-  print_file_errors();
+  const bool is_log_copied = copy_log();
+  print_left_over();
   set_orderly_stop(false);
   if (is_stopping()) {
     print_stopped();
+    end_files(is_log_copied);
     end_by_stop_signal();
   }
   printm("Run complete, rc = %d\n", get_setting(setting_return_code));
+  end_files(is_log_copied);
   return get_setting(setting_return_code);
 }
 
@@ -98,10 +131,11 @@ void gatherer_debug(int argc, const wchar_t** argv) {
     get_gatherer_parameters(nullptr, argc, argv);
     return;
   }
+  const std::string log = staged(k_log_name);
   if (get_setting(setting_debug_stream) != 0) {
-    enable_log_to_stream(k_log_name);
+    enable_log_to_stream(log.c_str());
   } else {
-    enable_log_to_file(k_log_name);
+    enable_log_to_file(log.c_str());
   }
   printd("%s\n%s\nVersion %s %s (%s)\nbuild on %s %s by %s on %s\n", k_title, k_copyright,
          k_version, get_subversion(), k_release, k_build_date, k_build_time, k_build_user,

@@ -41,6 +41,9 @@ file_slot slots[k_slots];
 volatile sig_atomic_t unfinished_descriptor = -1;
 long long unfinished_length = 0;
 
+char private_folder[k_path_size];
+char told_of_folder[k_path_size + 64];  // "" when nothing is to be told
+
 volatile sig_atomic_t is_orderly_stop_possible = 0;
 volatile sig_atomic_t patience = k_patience;
 timespec stop_time = {};
@@ -68,6 +71,8 @@ void clean_up() {
       (void)!rename(slot.path, slot.final_name);
     }
   }
+  if (private_folder[0] == '\0' || rmdir(private_folder) == 0) return;
+  if (errno == ENOTEMPTY) (void)!write(STDERR_FILENO, told_of_folder, strlen(told_of_folder));
 }
 
 [[noreturn]] void die_by(int number) {
@@ -210,6 +215,16 @@ unfinished_write_note::unfinished_write_note(int descriptor, long long length) {
 }
 
 unfinished_write_note::~unfinished_write_note() { unfinished_descriptor = -1; }
+
+void note_private_folder(const char* path, bool is_told) {
+  private_folder[0] = told_of_folder[0] = '\0';
+  if (path == nullptr || strlen(path) >= k_path_size) return;
+  if (is_told) {
+    snprintf(told_of_folder, sizeof told_of_folder, "%s: files of this run are kept here\n", path);
+  }
+  const blocked_signals blocked;
+  strcpy(private_folder, path);
+}
 
 void install_signal_handlers() {
   run_process = getpid();

@@ -51,6 +51,10 @@ class unfinished_write_note {
   ~unfinished_write_note();
 };
 
+/// A signal that ends the run removes this empty folder; when it holds a file, that stays, and
+/// `is_told` says whether standard error gets a line about it. Null forgets it.
+void note_private_folder(const char* path, bool is_told);
+
 /// From now on every signal that ends a process ends this one as the head of this file says; those
 /// that the caller chose to ignore stay ignored. A write past the file-size limit fails like one on
 /// a full disk.

@@ -5,17 +5,29 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "lib/debug.h"
 #include "lib/mounts.h"
+#include "lib/pathname.h"
+#include "lib/util_linux.h"
 
 namespace kestrel {
 namespace {
 
 constexpr std::string_view k_administration[] = {"/usr/local/sbin", "/usr/sbin", "/sbin"};
 constexpr std::string_view k_name = "PATH=";
+// Folders that a shell looks at when it starts.
+constexpr std::string_view k_looked_at[] = {"PWD=", "OLDPWD="};
+
+bool would_hang_a_shell(std::string_view variable) {
+  return std::any_of(std::begin(k_looked_at), std::end(k_looked_at), [&](std::string_view name) {
+    return variable.starts_with(name) && remote_on_way(variable.substr(name.size())) != nullptr;
+  });
+}
 
 std::string make_path(std::string_view path) {
   std::vector<std::string> folders;
@@ -28,6 +40,13 @@ std::string make_path(std::string_view path) {
     if (std::find(folders.begin(), folders.end(), folder) == folders.end()) {
       folders.emplace_back(folder);
     }
+  }
+  // Commands do not start in a folder that may hang (lib/keeper.cc).
+  const std::string here = remote_on_way(".") == nullptr ? "" : GetCurrentDir();
+  for (std::string& folder : folders) {
+    if (here.empty() || folder.starts_with('/')) continue;
+    const std::string named = std::exchange(folder, here);
+    if (!named.empty()) append_name(folder, named);
   }
   // A link may lead to a server from anywhere, so all are asked, the way a shell does.
   std::vector<std::string> shells;
@@ -55,6 +74,7 @@ std::string command_environment() {
   std::string all;
   for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
     std::string_view text = *variable;
+    if (would_hang_a_shell(text)) continue;
     if (text.starts_with(k_name)) {
       if (made.empty() || given != text) {
         given = text;

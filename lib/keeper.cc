@@ -15,6 +15,7 @@
 
 #include "lib/blocked_signals.h"
 #include "lib/debug.h"
+#include "lib/mounts.h"
 #include "lib/utilstr.h"
 
 namespace kestrel {
@@ -74,9 +75,12 @@ bool command_keeper::is_ours() const { return process_ > 0 && owner_ == getpid()
 bool command_keeper::make() {
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return false;
+  // A shell looks at its folder before anything else, and would hang there.
+  const bool is_folder_safe = remote_on_way(".") == nullptr;
   {
     const blocked_signals blocked;
     process_ = fork();
+    if (process_ == 0 && !is_folder_safe && chdir("/") != 0) _exit(1);
     if (process_ == 0) keep_commands(ends[1]);
   }
   const int errnum = errno;

@@ -7,6 +7,7 @@
 #include <cerrno>
 
 #include "lib/misc.h"
+#include "lib/staging.h"
 
 namespace kestrel {
 
@@ -34,9 +35,11 @@ file_ptr stream_on_copy(int descriptor, const char* mode) {
 }  // namespace
 
 int create_under_free_name(noted_file& note, const std::string& first_name) {
+  const bool is_bare = first_name.find('/') == std::string::npos;
+  const std::string name = is_bare ? staged(first_name) : first_name;
   int descriptor = -1;
   for (int attempt = 0; attempt < k_attempts; ++attempt) {
-    descriptor = note.create(numbered(first_name, attempt).c_str());
+    descriptor = note.create(numbered(name, attempt).c_str());
     if (descriptor >= 0 || errno != EEXIST) break;
   }
   return descriptor;

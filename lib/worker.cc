@@ -43,6 +43,7 @@ constexpr size_t k_read_size = 65536;
 constexpr milliseconds k_longest_wait{250};  // until progress and stop are looked at again
 constexpr milliseconds k_killed_patience{100};
 constexpr int k_round = 20;  // milliseconds, once around all workers
+constexpr milliseconds k_stopping_patience{1000};
 
 // The parent's handlers would clean up after him, who still runs.
 void reset_signals(const sigset_t& before) {
@@ -227,13 +228,16 @@ bool worker::take_frame(std::string& record) {
 }
 
 std::optional<worker::event> worker::wait_for_bytes(int slice, int patience) {
-  if (is_stopping()) return event::stopped;
+  if (is_stopping() && is_stop_final_) return event::stopped;
   pollfd readable = {pipe_, POLLIN, 0};
   if (poll(&readable, 1, slice) > 0) return event::record;
   const uint64_t now = state_->steps.load(std::memory_order_acquire);
   if (now != steps_) moved_ = steady::now();
   steps_ = now;
-  if (steady::now() - moved_ >= milliseconds(patience)) return event::silent;
+  const milliseconds limit(patience);
+  if (steady::now() - moved_ >= (is_stopping() ? std::min(limit, k_stopping_patience) : limit)) {
+    return event::silent;
+  }
   return {};
 }
 

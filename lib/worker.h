@@ -57,6 +57,9 @@ class worker {
     stopped,  ///< the run was asked to end
   };
 
+  /// From now on a run that was asked to end waits for it all the same, as long as it makes
+  /// progress within a second.
+  void wait_through_stop() { is_stop_final_ = false; }
   /// Starts `work` in a child. Its `kept` descriptors stay open there.
   explicit worker(const std::function<void(worker_link&)>& work, std::vector<int> kept = {});
   worker(const worker&) = delete;
@@ -93,6 +96,7 @@ class worker {
   event last_ = event::record;
   uint64_t steps_ = 0;                                // as seen last
   std::chrono::steady_clock::time_point moved_ = {};  // when they changed, or the wait began
+  bool is_stop_final_ = true;
 };
 
 /// Waits for all at once: `take` is told every event, whose it is (with the record), and says
