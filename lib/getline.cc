@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "lib/mbcs.h"
+#include "lib/utilstr.h"
 
 namespace kestrel {
 
@@ -29,13 +30,21 @@ bool read_line(FILE* in, std::string& line) {
   return any;
 }
 
+bool read_cut_line(FILE* in, std::string& line) {
+  errno = 0;
+  if (!read_line(in, line)) return false;
+  if (!line.empty()) line.pop_back();
+  line.resize(until_nul(line).size());
+  return true;
+}
+
 bool get_wide_line(FILE* in, std::wstring& line) {
   std::string bytes;
   if (!read_line(in, bytes)) {
     line.clear();
     return false;
   }
-  line = mbcs_to_wide(bytes);
+  line = mbcs_to_wide(until_nul(bytes));
   return true;
 }
 

@@ -16,8 +16,13 @@ inline constexpr size_t k_max_line = 1u << 20;
 /// Reads one line, its newline included when it has one. False at the end of the stream.
 bool read_line(FILE* in, std::string& line);
 
-/// Reads one line as wide text, undecodable bytes kept (see mbcs.h). False at the end. For
-/// properties; no program calls it.
+/// Reads one line as the parsers take it: without its last character, which is the newline, and
+/// without what follows a NUL. A last line without a newline loses a character of its text, on
+/// purpose. False at the end of the stream, with errno, which is 0 when nothing failed.
+bool read_cut_line(FILE* in, std::string& line);
+
+/// Reads one line as wide text, undecodable bytes kept (see mbcs.h), what follows a NUL left out.
+/// False at the end. For properties; no program calls it.
 bool get_wide_line(FILE* in, std::wstring& line);
 
 /// Cuts the newline that ends a line, if it has one.
@@ -26,18 +31,15 @@ inline std::string_view without_newline(std::string_view line) {
   return line;
 }
 
-/// Hands every line of `in`, less its last character, to `handle(std::string&)` after tracing it as
+/// Hands every line of `in`, cut as by read_cut_line, to `handle(std::string&)` after tracing it as
 /// "module: line". The end of the stream is reported as `reader` ("module: getline" when null) with
-/// errno. A last line without a newline loses the character that stands in its place, on purpose.
+/// errno.
 template <class Handler>
 void for_each_line(FILE* in, const char* module, Handler&& handle, const char* reader = nullptr) {
   std::string line;
-  errno = 0;
-  while (read_line(in, line)) {
-    if (!line.empty()) line.pop_back();
+  while (read_cut_line(in, line)) {
     printd("%s: %s\n", module, line.c_str());
     handle(line);
-    errno = 0;
   }
   print_error(reader != nullptr ? reader : (std::string(module) + ": getline").c_str(), errno);
 }

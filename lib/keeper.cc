@@ -15,6 +15,7 @@
 
 #include "lib/blocked_signals.h"
 #include "lib/debug.h"
+#include "lib/utilstr.h"
 
 namespace kestrel {
 namespace {
@@ -135,7 +136,7 @@ bool command_keeper::take_answer(keeper_answer& answer) {
 
 pid_t command_keeper::start(const std::string& command, const std::string& environment,
                             int output) {
-  const std::string text = command.substr(0, command.find('\0')) + '\0' + environment;
+  const std::string text = std::string(until_nul(command)) + '\0' + environment;
   // One that died is only found out by its silence.
   for (int attempt = 0; attempt < 2; ++attempt) {
     if (!is_ours() && !make()) return -1;

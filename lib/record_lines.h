@@ -76,7 +76,6 @@ class record_lines {
   /// empty. Of two lines with the same key the later one holds. One blank behind the key is none of
   /// the value.
   std::optional<Record> take(std::string_view line) {
-    line = line.substr(0, line.find('\0'));
     if (line == format_.end) return std::exchange(held_, {});
     const line_of<Record>* row = take_key(format_.lines, line);
     if (row == nullptr) {

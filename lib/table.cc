@@ -265,7 +265,7 @@ bool Table::log_count(int64_t value) {
 bool Table::log_data(const char* value) { return log_data(std::string_view(text_or_empty(value))); }
 
 bool Table::log_data(std::string_view text) {
-  text = text.substr(0, text.find('\0'));
+  text = until_nul(text);
   const misuse problem = check(k_string_types);
   if (problem != misuse::none) return refuse(problem, std::string(text).c_str(), k_string_names);
   const table_column& column = current_cell();

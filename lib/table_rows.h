@@ -179,7 +179,7 @@ void add_lines(record_table<Record>& table, FILE* in, const char* module, Parse&
                Name&& name) {
   if (in == nullptr) return;
   for_each_line(in, module, [&](const std::string& line) {
-    const std::optional<Record> found = parse(std::string_view(line.c_str()));
+    const std::optional<Record> found = parse(std::string_view(line));
     if (found) table.add(std::invoke(name, *found), *found);
   });
 }

@@ -5,10 +5,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
 #include <climits>
 #include <cstdlib>
+#include <memory>
 #include <thread>
 
 #include "lib/interface.h"
@@ -80,12 +80,9 @@ const char* get_temp_dir() {
 }
 
 std::string GetCurrentDir() {
-  std::string path(PATH_MAX, '\0');
-  while (getcwd(path.data(), path.size()) == nullptr) {
-    if (errno != ERANGE || path.size() > (1u << 20)) return "";
-    path.resize(path.size() * 2);
-  }
-  return path.c_str();
+  // As long as the path is: the C library makes the room.
+  const std::unique_ptr<char, void (*)(void*)> path(getcwd(nullptr, 0), &std::free);
+  return path == nullptr ? "" : path.get();
 }
 
 bool SetCurrentDir(const char* path) { return chdir(path) == 0; }

@@ -32,6 +32,10 @@ std::string_view skip_blanks(std::string_view text);
 std::string_view next_word(std::string_view& text);
 /// The text up to `separator`; `text` is advanced past it (to its end when there is none).
 std::string_view next_field(std::string_view& text, char separator);
+/// The text before the first NUL, as a C string ends.
+constexpr std::string_view until_nul(std::string_view text) {
+  return text.substr(0, text.find('\0'));
+}
 /// At most `count` bytes of `text`, cut at a character boundary of UTF-8.
 std::string cut(std::string_view text, size_t count);
 

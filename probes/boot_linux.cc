@@ -123,16 +123,6 @@ constexpr grub_keyword k_grub_keywords[] = {
     {"color",    "Menu Colours"  },
 };
 
-// Drops the line's last character, which is the newline; a last line without one loses a character
-// of its text on purpose.
-bool read_cut_line(FILE* in, std::string& line) {
-  errno = 0;
-  if (!read_line(in, line)) return false;
-  line.pop_back();
-  line.resize(std::min(line.find('\0'), line.size()));
-  return true;
-}
-
 const char* first_readable_grub_file() {
   for (const char* path : k_grub_files) {
     if (is_accessible(path, R_OK)) return path;

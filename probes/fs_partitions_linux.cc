@@ -60,9 +60,8 @@ command_result read_superblock(partition& details) {
     print_error("partitions: popen", errno);
     return {};
   }
-  for_each_line(running.stream(), "partitions", [&details](const std::string& line) {
-    parse_superblock_line(line.c_str(), details);
-  });
+  for_each_line(running.stream(), "partitions",
+                [&details](const std::string& line) { parse_superblock_line(line, details); });
   return running.close();
 }
 
@@ -98,7 +97,7 @@ void write_partitions(FILE* fp, FILE* in) {
   errno = 0;
   while (read_line(in, line)) {
     printd("partitions: %s\n", std::string(without_newline(line)).c_str());
-    const std::string_view text = trim_whitespace(std::string_view(line.c_str()));
+    const std::string_view text = trim_whitespace(until_nul(line));
     std::optional<partition> found = parse_partition_line(text);
     if (text != k_heading && found) {
       const command_result read = read_superblock(*found);

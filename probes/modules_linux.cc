@@ -100,7 +100,6 @@ bool modules_probe::run(FILE* fp) {
 }
 
 std::optional<loaded_module> parse_loaded_module(std::string_view line) {
-  line = line.substr(0, line.find('\0'));
   const size_t state = line.rfind(" Live");
   if (state == std::string_view::npos) return {};
   std::string_view text = line.substr(0, state);

@@ -41,11 +41,6 @@ constexpr resolver_keyword k_resolver_keywords[] = {
     {"nameserver", "DNS Name Server"               },
 };
 
-// Text as the report can show it: up to a NUL, without white space at its ends.
-std::string_view clean(std::string_view line) {
-  return trim_whitespace(line.substr(0, line.find('\0')));
-}
-
 // The next word, as much of it as `Word` keeps, and the blanks behind it. White space before it is
 // skipped, so every call shortens the text.
 template <class Word>
@@ -67,7 +62,7 @@ std::vector<configured_name> take_names(std::string_view text) {
 }  // namespace
 
 std::vector<host_entry> parse_hosts_line(std::string_view line) {
-  std::string_view text = clean(line);
+  std::string_view text = trim_whitespace(line);
   const auto ip = take_word<decltype(host_entry::ip)>(text);
   printd("hosts: %s has hosts: %s\n", ip.c_str(), std::string(text).c_str());
   std::vector<host_entry> entries;
@@ -76,7 +71,7 @@ std::vector<host_entry> parse_hosts_line(std::string_view line) {
 }
 
 std::vector<resolver_option> parse_resolver_line(std::string_view line) {
-  const std::string_view text = clean(line);
+  const std::string_view text = trim_whitespace(line);
   std::vector<resolver_option> options;
   for (const auto& [word, option] : k_resolver_keywords) {
     if (!text.starts_with(word)) continue;

@@ -84,7 +84,7 @@ wchar_t* widen(wchar_t* out, size_t size, const char* name) {
 }  // namespace
 
 std::optional<pcidb_record> parse_pcidb_line(std::string_view line) {
-  line = line.substr(0, line.find('\0'));
+  line = until_nul(line);
   if (line.empty() || !is_record_kind(line.front())) return std::nullopt;
   pcidb_record found = {line.front(), 0, {}};
   std::string_view rest = skip_white(line.substr(1));

@@ -147,7 +147,7 @@ bool parse_rcfile(const char* path, const char* key, std::string& out, size_t si
   std::string line;
   while (out.empty() && read_line(in.get(), line)) {
     line.resize(std::min(line.size(), k_longest_line));
-    out = parse_rcfile_line(without_newline(line.c_str()), key, size).value_or("");
+    out = parse_rcfile_line(without_newline(until_nul(line)), key, size).value_or("");
   }
   return !out.empty();
 }

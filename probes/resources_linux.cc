@@ -99,7 +99,7 @@ size_t count_cpus(FILE* in) {
   std::string heading;
   errno = 0;
   if (!read_line(in, heading)) print_error("interrupts: getline", errno);
-  std::string_view text = heading.c_str();
+  std::string_view text = until_nul(heading);
   size_t cpus = 0;
   while (!next_word(text).empty()) ++cpus;
   printd("interrupts: found %zu CPUs\n", cpus);
