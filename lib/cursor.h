@@ -83,6 +83,26 @@ class cursor {
   bool failed_ = false;
 };
 
+/// Puts little-endian fields one behind the other into room that must outlive it and hold them.
+class field_writer {
+ public:
+  explicit field_writer(std::span<unsigned char> room) : room_(room) {}
+
+  void put_u8(uint8_t value) { put(value, 1); }
+  void put_u16(uint16_t value) { put(value, 2); }
+  void put_u32(uint32_t value) { put(value, 4); }
+
+ private:
+  void put(uint32_t value, size_t count) {
+    for (; count > 0; --count, value >>= 8) {
+      room_.front() = static_cast<unsigned char>(value);
+      room_ = room_.subspan(1);
+    }
+  }
+
+  std::span<unsigned char> room_;
+};
+
 /// The text in a fixed-width field: up to the first NUL or the field's end.
 inline std::string text_field(byte_span field) {
   std::string text;

@@ -144,7 +144,7 @@ void Dmi::index_structures() {
   // The last structure may end behind the length that the entry point tells.
   for (size_t offset = 0; offset < length_;) {
     const byte_span rest = byte_span(table_).subspan(offset);
-    const unsigned type = rest[0];
+    const unsigned type = smbios_structure(rest).type();
     printd("dmi: Found Type %02d Structure at %04x\n", static_cast<int>(type),
            static_cast<unsigned>(offset));
     if (type == k_end_of_table) break;

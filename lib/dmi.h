@@ -21,14 +21,14 @@ class smbios_structure {
   explicit smbios_structure(byte_span bytes) : bytes_(bytes) {}
 
   explicit operator bool() const { return !bytes_.empty(); }
-  unsigned type() const { return bytes_.empty() ? 0 : bytes_[0]; }
+  unsigned type() const { return cursor(bytes_).get_u8(); }
   /// Of the formatted area.
-  unsigned length() const { return bytes_.size() < 2 ? 0 : bytes_[1]; }
+  unsigned length() const { return cursor(bytes_, 1).get_u8(); }
   unsigned handle() const { return u16(2); }
   bool has(unsigned offset, unsigned width) const;  ///< field lies inside the formatted area
-  uint8_t u8(unsigned offset) const { return static_cast<uint8_t>(field(offset, 1)); }
-  uint16_t u16(unsigned offset) const { return static_cast<uint16_t>(field(offset, 2)); }
-  uint32_t u32(unsigned offset) const { return field(offset, 4); }
+  uint8_t u8(unsigned offset) const { return field(offset).get_u8(); }
+  uint16_t u16(unsigned offset) const { return field(offset).get_u16(); }
+  uint32_t u32(unsigned offset) const { return field(offset).get_u32(); }
   /// The number-th string (from 1); "" for 0, a number past the string set, or a structure whose
   /// formatted area is longer than 127 bytes.
   std::string string(unsigned number) const;
@@ -37,7 +37,7 @@ class smbios_structure {
   byte_span bytes() const { return bytes_; }
 
  private:
-  uint32_t field(unsigned offset, unsigned width) const;
+  cursor field(unsigned offset) const;
 
   byte_span bytes_;
 };

@@ -13,16 +13,17 @@ constexpr unsigned k_type_without_strings = 5;
 constexpr unsigned k_longest_before_strings = 127;
 
 bool is_zero_word(byte_span bytes, size_t offset) {
-  return offset + 2 <= bytes.size() && bytes[offset] == 0 && bytes[offset + 1] == 0;
+  cursor at(bytes, offset);
+  return at.get_u16() == 0 && !at.failed();
 }
 
 }  // namespace
 
 unsigned Dmi::getLengthOfStructure(byte_span rest) {
-  if (rest.size() < k_header_size) return 0;
-  const unsigned formatted = rest[1];
+  const smbios_structure header(rest);
+  const unsigned formatted = header.length();
   if (formatted < k_header_size || formatted > rest.size()) return 0;
-  if (rest[0] == k_type_without_strings) {
+  if (header.type() == k_type_without_strings) {
     return is_zero_word(rest, formatted) ? formatted + 2 : formatted;
   }
   for (size_t end = formatted; end + 2 <= rest.size(); ++end) {
@@ -31,16 +32,14 @@ unsigned Dmi::getLengthOfStructure(byte_span rest) {
   return 0;
 }
 
-bool smbios_structure::has(unsigned offset, unsigned width) const {
-  const size_t end = size_t{offset} + width;
-  return end <= length() && end <= bytes_.size();
+/// Stands at the field, and ends where the formatted area does.
+cursor smbios_structure::field(unsigned offset) const {
+  return cursor(bytes_.first(std::min<size_t>(length(), bytes_.size())), offset);
 }
 
-uint32_t smbios_structure::field(unsigned offset, unsigned width) const {
-  uint32_t value = 0;
-  if (!has(offset, width)) return 0;
-  for (unsigned i = width; i-- > 0;) value = value << 8 | bytes_[offset + i];
-  return value;
+bool smbios_structure::has(unsigned offset, unsigned width) const {
+  const cursor at = field(offset);
+  return !at.failed() && width <= at.left();
 }
 
 std::string smbios_structure::string(unsigned number) const {

@@ -67,16 +67,30 @@ byte_span ask(scsi_probe& probe, byte_span cdb, std::span<unsigned char> buffer)
   return buffer.first(std::min(returned, buffer.size()));
 }
 
+/// What the capabilities page tells that stands there, if it does.
+std::optional<uint32_t> capabilities_at(byte_span reply, size_t position) {
+  cursor page(reply, position);
+  const bool is_asked_page = page.get_u8() == k_capabilities_page;
+  page.skip(1);  // its length
+  const uint32_t abilities = page.get_u16();
+  if (!is_asked_page || page.failed()) return std::nullopt;
+  return abilities;
+}
+
 }  // namespace
 
 // --- replies --------------------------------------------------------------------------------
 
 std::optional<std::string> parse_scsi_serial(byte_span reply, byte_span standard) {
-  constexpr size_t k_text = 4;
-  if (reply.size() <= k_text || reply[1] != k_serial_page) return std::nullopt;
-  if (standard.size() > k_text && reply[k_text] == standard[k_text]) return std::nullopt;
-  size_t length = std::min<size_t>(reply[3], reply.size() - k_text);
-  return text_field(reply.subspan(k_text, length));
+  cursor at(reply, 1);  // behind the device's type
+  const bool is_asked_page = at.get_u8() == k_serial_page;
+  at.skip(1);
+  const size_t length = at.get_u8();
+  if (!is_asked_page || at.left() == 0) return std::nullopt;
+  cursor first(reply, at.position()), first_of_standard(standard, at.position());
+  const bool is_the_same = first.get_u8() == first_of_standard.get_u8();
+  if (is_the_same && !first_of_standard.failed()) return std::nullopt;
+  return text_field(at.take(std::min(length, at.left())));
 }
 
 std::optional<scsi_capacity> parse_scsi_capacity(byte_span reply) {
@@ -90,16 +104,10 @@ std::optional<scsi_capacity> parse_scsi_capacity(byte_span reply) {
 
 std::optional<uint32_t> parse_optical_capabilities(byte_span reply) {
   constexpr size_t k_header = 8, k_short_header = 4;
-  const auto page_at = [&](size_t at) {
-    return at + 4 <= reply.size() && reply[at] == k_capabilities_page;
-  };
-  size_t page = k_header;
-  if (!page_at(k_header)) {
-    // A drive that answers in the form of the six-byte command.
-    if (!page_at(k_short_header) || reply[0] == 0) return std::nullopt;
-    page = k_short_header;
-  }
-  return reply[page + 2] + 256u * reply[page + 3];
+  const auto capabilities = capabilities_at(reply, k_header);
+  if (capabilities || cursor(reply).get_u8() == 0) return capabilities;
+  // A drive that answers in the form of the six-byte command.
+  return capabilities_at(reply, k_short_header);
 }
 
 // --- the shared enumerator ------------------------------------------------------------------

@@ -98,12 +98,10 @@ void log_header(const sg_header& header) {
 // --- the version 2 interface ----------------------------------------------------------------
 
 std::vector<unsigned char> make_sg_request(byte_span cdb, size_t reply_length) {
-  constexpr size_t k_reply_len = 4;
   std::vector<unsigned char> buffer(k_sg_header_size + std::max(cdb.size(), reply_length));
-  size_t whole_reply = k_sg_header_size + reply_length;
-  for (size_t i = 0; i < 4; ++i) {
-    buffer[k_reply_len + i] = static_cast<unsigned char>(whole_reply >> 8 * i);
-  }
+  field_writer header(buffer);
+  header.put_u32(0);  // pack_len
+  header.put_u32(static_cast<uint32_t>(k_sg_header_size + reply_length));
   std::copy(cdb.begin(), cdb.end(), buffer.begin() + k_sg_header_size);
   return buffer;
 }
