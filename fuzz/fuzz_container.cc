@@ -40,8 +40,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   read_as_file(data, size, read.items().size(), sound);
   if (!sound || read.is_stuffed()) return 0;
   std::vector<uint8_t> stuffed;
-  stuff(byte_span(reinterpret_cast<const uint8_t*>(k_gth_stuffed_ident.data()), 9), stuffed);
-  stuff({data + 9, size - 9}, stuffed);
+  constexpr size_t k_letters = k_gth_stuffed_ident.size();
+  stuff({reinterpret_cast<const uint8_t*>(k_gth_stuffed_ident.data()), k_letters}, stuffed);
+  stuff({data + k_letters, size - k_letters}, stuffed);
   const gth_container again(stuffed);
   if (std::count(stuffed.begin(), stuffed.end(), 0) != 0) std::abort();
   if (again.fault() != gth_fault::none || again.items().size() != read.items().size()) std::abort();

@@ -15,20 +15,6 @@
 
 namespace kestrel {
 
-/// Item types that the system writes.
-enum item_type : int {
-  item_html = 0,
-  item_identity = 1,
-  item_sysevent = 13,
-  item_appevent = 14,
-  item_report = 15,
-  item_filescan = 17,
-  item_postbox = 18,
-  item_secevent = 20,
-  item_stored_file = 66,
-  item_text = 254,
-};
-
 /// Writes and reads one container. Every operation returns a gthfile_code.
 class GatherFile {
  public:

@@ -23,8 +23,6 @@ namespace {
 
 enum gthfile_order { order_create = 9, order_open = 10, order_close = 26 };
 
-constexpr wchar_t k_identity_letters[] = L"CVMSUTLK";
-
 bool is_refused = false;  // this run's container could not be created
 
 bool is_gathering() {
@@ -45,9 +43,9 @@ const char* container_name() {
 
 std::string identity_block() {
   std::string block;
-  for (const wchar_t* letter = k_identity_letters; *letter != L'\0'; ++letter) {
-    block += static_cast<char>(*letter);
-    block += one_utf8_line(gatherer_expand_filename_macro(*letter));
+  for (const char letter : k_identity_letters) {
+    block += letter;
+    block += one_utf8_line(gatherer_expand_filename_macro(static_cast<wchar_t>(letter)));
     block += '\n';
   }
   return block;

@@ -10,7 +10,6 @@ namespace {
 
 constexpr unsigned char k_escape = 0xFF;
 constexpr unsigned char k_escaped_zero = 0x01;
-constexpr size_t k_ident_letters = 9;
 
 bool begins_with(const gth_head_bytes& head, std::string_view text) {
   return std::memcmp(head.data(), text.data(), text.size()) == 0;
@@ -20,23 +19,18 @@ bool begins_with(const gth_head_bytes& head, std::string_view text) {
 
 gth_head_bytes encode_head(const gthStamp& stamp) {
   gth_head_bytes head = {};
-  std::copy(k_gth_ident.begin(), k_gth_ident.end(), head.begin());
-  const unsigned char rest[] = {stamp.hour,
-                                stamp.minute,
-                                stamp.second,
-                                stamp.day,
-                                stamp.month,
-                                static_cast<unsigned char>(stamp.year & 0xFF),
-                                static_cast<unsigned char>(stamp.year >> 8),
-                                0,
-                                2,
-                                0};
-  std::copy(std::begin(rest), std::end(rest), head.begin() + k_gth_ident.size());
+  set_ident(head, k_gth_ident);
+  std::copy(k_gth_fixed.begin(), k_gth_fixed.end(), head.begin() + k_gth_fixed_offset);
+  field_writer fields(std::span<unsigned char>(head).subspan(k_gth_stamp_offset));
+  for (const uint8_t part : {stamp.hour, stamp.minute, stamp.second, stamp.day, stamp.month}) {
+    fields.put_u8(part);
+  }
+  fields.put_u16(stamp.year);
   return head;
 }
 
 gthStamp decode_stamp(const gth_head_bytes& head) {
-  cursor bytes(head, k_gth_ident.size());
+  cursor bytes(head, k_gth_stamp_offset);
   gthStamp stamp;
   stamp.hour = bytes.get_u8();
   stamp.minute = bytes.get_u8();
@@ -47,23 +41,25 @@ gthStamp decode_stamp(const gth_head_bytes& head) {
   return stamp;
 }
 
-bool has_plain_ident(const gth_head_bytes& head) { return begins_with(head, k_gth_ident); }
+bool has_plain_ident(const gth_head_bytes& head) {
+  return begins_with(head, k_gth_ident) && head[k_gth_ident.size()] == 0;
+}
 
 bool has_stuffed_ident(const gth_head_bytes& head) {
-  return begins_with(head, k_gth_stuffed_ident.substr(0, k_ident_letters));
+  return begins_with(head, k_gth_stuffed_ident);
 }
 
 void set_ident(gth_head_bytes& head, std::string_view ident) {
-  std::copy_n(ident.begin(), k_ident_letters, head.begin());
+  std::copy(ident.begin(), ident.end(), head.begin());
 }
 
 gth_record_bytes encode_record(const gth_record& record) {
-  gth_record_bytes bytes = {record.type};
-  bytes[5] = record.flag;
-  for (size_t i = 0; i < 4; ++i) {
-    bytes[1 + i] = static_cast<unsigned char>(record.size >> (8 * i));
-    bytes[6 + i] = static_cast<unsigned char>(record.compressed_size >> (8 * i));
-  }
+  gth_record_bytes bytes = {};
+  field_writer fields(bytes);
+  fields.put_u8(record.type);
+  fields.put_u32(record.size);
+  fields.put_u8(record.flag);
+  fields.put_u32(record.compressed_size);
   return bytes;
 }
 

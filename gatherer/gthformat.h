@@ -23,12 +23,36 @@ struct gthStamp {
   uint16_t year;
 };
 
-/// Sizes and places in bytes, and the two idents, as drawn above.
+/// The letters of both idents; in the head a zero byte follows them.
+inline constexpr std::string_view k_gth_ident = "_KESTREL_";
+inline constexpr std::string_view k_gth_stuffed_ident = "_KESTRFF_";
+static_assert(k_gth_ident.size() == k_gth_stuffed_ident.size());
+
+/// Sizes and places in bytes, as drawn above.
 inline constexpr size_t k_gth_head_size = 20;
 inline constexpr size_t k_gth_record_size = 10;
+inline constexpr size_t k_gth_stamp_offset = k_gth_ident.size() + 1;
+inline constexpr size_t k_gth_fixed_offset = 17;
 inline constexpr size_t k_gth_count_offset = 19;
-inline constexpr std::string_view k_gth_ident("_KESTREL_\0", 10);
-inline constexpr std::string_view k_gth_stuffed_ident("_KESTRFF_\0", 10);
+/// What stands at k_gth_fixed_offset in every head.
+inline constexpr std::array<unsigned char, 2> k_gth_fixed = {0, 2};
+
+/// Item types that the system writes.
+enum item_type : int {
+  item_html = 0,
+  item_identity = 1,
+  item_sysevent = 13,
+  item_appevent = 14,
+  item_report = 15,
+  item_filescan = 17,
+  item_postbox = 18,
+  item_secevent = 20,
+  item_stored_file = 66,
+  item_text = 254,
+};
+
+/// The identity block has a line for each of them, in this order, which begins with it.
+inline constexpr std::string_view k_identity_letters = "CVMSUTLK";
 
 using gth_head_bytes = std::array<unsigned char, k_gth_head_size>;
 using gth_record_bytes = std::array<unsigned char, k_gth_record_size>;
@@ -36,11 +60,11 @@ using gth_record_bytes = std::array<unsigned char, k_gth_record_size>;
 /// The head of a new container.
 gth_head_bytes encode_head(const gthStamp& stamp);
 gthStamp decode_stamp(const gth_head_bytes& head);
-/// All ten bytes are those of the plain form.
+/// The letters are those of the plain form, and the zero byte is there.
 bool has_plain_ident(const gth_head_bytes& head);
-/// The nine letters are those of the stuffed form; the zero byte behind them may be stuffed.
+/// The letters are those of the stuffed form; the zero byte behind them may be stuffed.
 bool has_stuffed_ident(const gth_head_bytes& head);
-/// Overwrites the nine letters; the zero byte behind them stays what it is.
+/// Overwrites the letters; the zero byte behind them stays what it is.
 void set_ident(gth_head_bytes& head, std::string_view ident);
 
 /// What precedes the data of an item.

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "gatherer/gthfile.h"
+#include "gatherer/gthformat.h"
 #include "lib/lzh.h"
 #include "lib/section.h"
 #include "lib/table.h"
@@ -109,7 +109,7 @@ inline file_bytes make_container(const std::vector<part>& parts) {
 
 inline file_bytes stuffed(const file_bytes& plain) {
   file_bytes head(plain), file;
-  std::copy(k_gth_stuffed_ident.begin(), k_gth_stuffed_ident.begin() + 9, head.begin());
+  std::copy(k_gth_stuffed_ident.begin(), k_gth_stuffed_ident.end(), head.begin());
   stuff(head, file);
   return file;
 }

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <set>
 
-#include "gatherer/gthfile.h"
+#include "gatherer/gthformat.h"
 #include "lib/utilstr.h"
 #include "tools/ks2/command.h"
 #include "tools/ks2/open_report.h"

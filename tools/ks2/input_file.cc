@@ -9,7 +9,6 @@
 #include <cstring>
 #include <span>
 
-#include "gatherer/gthfile.h"
 #include "lib/file.h"
 #include "lib/lzh.h"
 #include "lib/utilstr.h"
@@ -148,7 +147,7 @@ bool input_file::read_regular_file(uint64_t max_size) {
 }
 
 void input_file::read_container() {
-  const bool is_stuffed = text_of(bytes_).starts_with(k_gth_stuffed_ident.substr(0, 9));
+  const bool is_stuffed = text_of(bytes_).starts_with(k_gth_stuffed_ident);
   // The plain form of a stuffed file is never larger, but is another copy of it.
   if (is_stuffed && memory_left_ < bytes_.size()) {
     return refuse(exit_unreadable, "takes more memory than --max-size allows");

@@ -5,7 +5,7 @@
 #include <map>
 #include <memory>
 
-#include "gatherer/gthfile.h"
+#include "gatherer/gthformat.h"
 #include "lib/lzh.h"
 #include "lib/utilstr.h"
 #include "tools/ks2/command.h"

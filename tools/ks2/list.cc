@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <optional>
 
-#include "gatherer/gthfile.h"
+#include "gatherer/gthformat.h"
 #include "lib/utilstr.h"
 #include "tools/ks2/command.h"
 #include "tools/ks2/json.h"

@@ -3,19 +3,18 @@
 
 #include <algorithm>
 
-#include "gatherer/gthfile.h"
+#include "gatherer/gthformat.h"
 #include "lib/utilstr.h"
 #include "tools/ks2/ksml_check.h"
 #include "tools/ks2/ksml_reader.h"
 
 namespace kestrel::ks2 {
 
-const std::string_view k_identity_letters = "CVMSUTLK";
-
 namespace {
 
 constexpr const char* k_identity_labels[] = {"Node name", "Maker",      "Model", "Serial number",
                                              "UUID",      "Time stamp", "Login", "Domain"};
+static_assert(std::size(k_identity_labels) == k_identity_letters.size());
 
 /// A line of the identity block that is longer is cut.
 constexpr size_t k_longest_identity = 4096;
@@ -72,9 +71,13 @@ void check_container(const input_file& file, fault_list& faults) {
            "a zero byte in the stuffed form");
     }
   }
-  if (!is_valid(container.stamp())) fail(faults, 10, "the stamp is no date and time");
-  if (file.head()[17] != 0) fail(faults, 17, "byte 17 of the head is not 0");
-  if (file.head()[18] != 2) fail(faults, 18, "byte 18 of the head is not 2");
+  if (!is_valid(container.stamp()))
+    fail(faults, k_gth_stamp_offset, "the stamp is no date and time");
+  for (size_t i = 0; i < k_gth_fixed.size(); ++i) {
+    const size_t at = k_gth_fixed_offset + i;
+    if (file.head()[at] == k_gth_fixed[i]) continue;
+    fail(faults, at, format_text("byte %zu of the head is not %d", at, k_gth_fixed[i]));
+  }
   if (container.fault() != gth_fault::none) {
     if (container.items().size() < container.item_count()) {
       fail(faults, k_gth_count_offset,

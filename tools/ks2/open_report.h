@@ -41,7 +41,4 @@ report read_and_check(std::string_view bytes, uint64_t memory, fault_list& fault
 /// Sorts by item and offset.
 void sort_faults(fault_list& faults);
 
-/// The letters of the identity block in their order.
-extern const std::string_view k_identity_letters;
-
 }  // namespace kestrel::ks2

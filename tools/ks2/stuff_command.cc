@@ -15,14 +15,13 @@ namespace {
 
 constexpr size_t k_block = 64 * 1024;
 
-/// Puts the other ident over the file's first nine bytes and hands everything on in blocks, the
+/// Puts the letters of the other ident over the file's own and hands everything on in blocks, the
 /// ident first.
 template <class Convert>
 void convert(byte_span bytes, std::string_view ident, FILE* out, Convert convert_block) {
-  constexpr size_t k_letters = 9;
-  std::fwrite(ident.data(), 1, k_letters, out);
+  std::fwrite(ident.data(), 1, ident.size(), out);
   std::vector<unsigned char> converted;
-  for (byte_span rest = bytes.subspan(k_letters); !rest.empty();) {
+  for (byte_span rest = bytes.subspan(ident.size()); !rest.empty();) {
     const size_t size = std::min(rest.size(), k_block);
     converted.clear();
     convert_block(rest.first(size), converted);
