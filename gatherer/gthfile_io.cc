@@ -1,4 +1,5 @@
-// See gthfile_io.h.
+// Blocks in and out of the gather file, and how its file is made and opened: created anew under its
+// name, never through a link, opened only when it is a regular file.
 #include "gatherer/gthfile_io.h"
 
 #include <fcntl.h>

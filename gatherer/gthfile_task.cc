@@ -1,4 +1,6 @@
-// See gthfile_task.h.
+// The gather file in the course of a run: created with the identity block, which names the machine
+// by the same letters as file-name templates do, or reopened, and closed after everything was
+// stored.
 #include "gatherer/gthfile_task.h"
 
 #include <cerrno>

@@ -1,4 +1,5 @@
-// See gthformat.h.
+// Heads, stamps and records of a gather file as bytes and back, the stuffed form, and the reader of
+// a container in memory: it believes no size and keeps the whole items before the first fault.
 #include "gatherer/gthformat.h"
 
 #include <algorithm>

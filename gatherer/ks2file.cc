@@ -1,4 +1,5 @@
-// See ks2file.h.
+// Puts files, streams and command output into the one gather file of the process, by way of a
+// temporary file with the text header in front, and tells the user what was refused and why.
 #include "gatherer/ks2file.h"
 
 #include <cerrno>

@@ -1,4 +1,5 @@
-// See main.h.
+// One run from start to return code: settings and arguments, the debug log, the tasks in their
+// order, and what is told at the end.
 #include "gatherer/main.h"
 
 #include <cerrno>

@@ -1,4 +1,5 @@
-// See os_linux.h. The list of files differs on purpose from the one that SysInfo goes by.
+// Reads the release files of /etc for the distribution and uname for the kernel. The list of files
+// differs on purpose from the one that SysInfo goes by.
 #include "gatherer/os_linux.h"
 
 #include <sys/utsname.h>

@@ -1,4 +1,5 @@
-// See osinfo.h; what differs from system to system is in os_linux.cc.
+// The one object that tells the operating system, and the platform test of the probes; what differs
+// from system to system is in os_linux.cc.
 #include "gatherer/osinfo.h"
 
 namespace kestrel {

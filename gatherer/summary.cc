@@ -1,4 +1,5 @@
-// See summary.h.
+// Writes the first section from SysInfo, os_info and the SMBIOS table: maker, model, serial number,
+// firmware, user and operating system, in the newer or the older layout.
 #include "gatherer/summary.h"
 
 #include <string>

@@ -1,4 +1,5 @@
-// See version.h. The KESTREL_ macros come from cmake/version.cmake.
+// Version, build time and builder as texts for the banner and the report. The KESTREL_ macros come
+// from cmake/version.cmake.
 #include "gatherer/version.h"
 
 namespace kestrel {

@@ -1,4 +1,5 @@
-// See zeng.h.
+// Takes the options that name a file (-textfile, -binaryfile and the like) with the MIME type
+// behind it, and stores that file when the run comes to it, or merges it into the report.
 #include "gatherer/zeng.h"
 
 #include <cerrno>

@@ -1,4 +1,5 @@
-// See cleanup.h. Whatever runs in the handler is async-signal-safe.
+// The signal handler, the fixed slots that tell it which files to remove or rename, and the
+// watchdog behind a run that was asked to stop. Whatever runs in the handler is async-signal-safe.
 #include "lib/cleanup.h"
 
 #include <fcntl.h>

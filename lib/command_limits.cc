@@ -1,4 +1,5 @@
-// See command_limits.h.
+// The general limit, the time that all commands took and the tools that ran into their limit: from
+// them comes what the next command gets.
 #include "lib/command_limits.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// See command_path.h. A server that is dead would hold every look-up of every command.
+// Makes the environment of commands from this process's own. PATH gets the folders of
+// administration too and loses those that do not answer: a dead server would hold every look-up.
 #include "lib/command_path.h"
 
 #include <unistd.h>

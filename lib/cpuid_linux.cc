@@ -1,4 +1,5 @@
-// See cpuid_linux.h; test programs link another body for it.
+// Executes the instruction where the processor has it; elsewhere nothing is known. Test programs
+// link another body for it.
 #include "lib/cpuid_linux.h"
 
 #if defined(__x86_64__) || defined(__i386__)

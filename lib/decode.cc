@@ -1,4 +1,5 @@
-// See decode.h.
+// Walks the tables: finds the name of a code, and joins the names of the bits that are set, with a
+// name for a bit that has none and for no bit at all.
 #include "lib/decode.h"
 
 namespace kestrel {

@@ -1,4 +1,5 @@
-// See dist.h. The list differs on purpose from the one that os_info goes by.
+// Goes through the release files of /etc in a fixed order; the first that is there names the
+// distribution. The list differs on purpose from the one that os_info goes by.
 #include "lib/dist.h"
 
 #include <unistd.h>

@@ -1,4 +1,5 @@
-// See find_tool.h.
+// Asks `which` through the shell and reads the first line of its answer, for probes whose tool may
+// not be installed.
 #include "lib/find_tool.h"
 
 #include <cerrno>

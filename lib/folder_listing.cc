@@ -1,4 +1,5 @@
-// See folder_listing.h.
+// Reads a folder once and answers from its names. One that cannot be read, or shows nothing, rules
+// no name out; one that does not exist rules out all.
 #include "lib/folder_listing.h"
 
 #include <dirent.h>

@@ -1,4 +1,5 @@
-// See keeper.h.
+// Starts the keeper with the run's first command and talks to it over a socket: a request with the
+// command and the pipe for its output, an answer with the process or its status.
 #include "lib/keeper.h"
 
 #include <poll.h>

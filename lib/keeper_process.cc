@@ -1,4 +1,5 @@
-// See keeper_process.h.
+// What the keeper does: it reads requests from its socket, starts each command in a group of its
+// own, finds all that descends from it in /proc, and ends that when asked or when the run is gone.
 #include "lib/keeper_process.h"
 
 #include <dirent.h>

@@ -1,4 +1,5 @@
-// See pcivpd.h.
+// Finds the VPD capability of a card and walks the resources behind it through the registers that
+// the caller gives. A card that lies about lengths or does not answer costs no more than its time.
 #include "lib/pcivpd.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// See sp_port_linux.h; test programs link another body for it.
+// Port input and output on processors that have it; elsewhere the ports cannot be opened. Test
+// programs link another body for it.
 #include "lib/sp_port_linux.h"
 
 #include <cerrno>

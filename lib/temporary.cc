@@ -1,4 +1,5 @@
-// See temporary.h.
+// Creates a file under the first free one of its names, notes it for removal on a signal, hands out
+// what was written through a copy of the descriptor, and moves or removes it.
 #include "lib/temporary.h"
 
 #include <fcntl.h>

@@ -1,4 +1,5 @@
-// See textfile.h.
+// Loads a text as a whole and finds lines, words and values in it, as views into the text: nothing
+// of it is copied.
 #include "lib/textfile.h"
 
 #include "lib/file.h"

@@ -1,4 +1,5 @@
-// See util_linux.h.
+// Asks the C library and the kernel for the names, folders and ids of this process, its user and
+// its machine. What they do not tell is "".
 #include "lib/util_linux.h"
 
 #include <pwd.h>

@@ -1,4 +1,5 @@
-// See util_smapi_linux.h.
+// Looks for the signature of an entry in the CMOS memory, as the firmware would leave it; without
+// one nothing is called.
 #include "lib/util_smapi_linux.h"
 
 #include "lib/debug.h"

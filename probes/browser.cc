@@ -1,4 +1,5 @@
-// See browser.h.
+// Looks each known browser up with `which` and asks the one that is there for its version, with a
+// time limit: a browser without a display may wait for one.
 #include "probes/browser.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// See display_linux.h.
+// Runs xrandr and xdpyinfo on the display of the environment and reads their answer, one line of
+// four numbers: width, height, frequency and depth.
 #include "probes/display_linux.h"
 
 #include <cerrno>

@@ -1,4 +1,5 @@
-// See dmi_decode.h.
+// One call a field into the tables of dmi_names.h; the few fields that are sums, sizes or packed
+// numbers are worked out here.
 #include "probes/dmi_decode.h"
 
 #include "lib/dmi.h"

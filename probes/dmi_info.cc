@@ -1,4 +1,5 @@
-// See dmi_info.h.
+// Goes through the structure types in the order of the report and has each printed; the debug log
+// gets the bytes of every structure first.
 #include "probes/dmi_info.h"
 
 #include "lib/debug.h"

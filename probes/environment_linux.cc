@@ -1,4 +1,5 @@
-// See environment_linux.h.
+// Reads `environ` of this process, one entry a row; an entry without "=" is no variable and left
+// out.
 #include "probes/environment_linux.h"
 
 #include <unistd.h>

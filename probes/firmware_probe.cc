@@ -1,4 +1,5 @@
-// See firmware_probe.h.
+// Writes a row for the BIOS, from the SMBIOS table, and one for the embedded controller, whose
+// version SMAPI tells.
 #include "probes/firmware_probe.h"
 
 #include "lib/dmi.h"

@@ -1,4 +1,5 @@
-// See memory_linux.h.
+// Reads /proc/meminfo line by line into counts of kilobytes and makes bytes, differences, loads and
+// texts of them.
 #include "probes/memory_linux.h"
 
 #include <algorithm>

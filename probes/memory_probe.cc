@@ -1,4 +1,5 @@
-// See memory_probe.h.
+// Writes the rows for physical memory and for swap space: sizes, use and load, as memory_linux.h
+// gives them as texts.
 #include "probes/memory_probe.h"
 
 #include "lib/table_rows.h"

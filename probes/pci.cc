@@ -1,4 +1,5 @@
-// See pci.h.
+// Registers and headers over the door of pci_linux.h, the walk over buses, devices and functions
+// that listed functions shorten, and the slots of the BIOS routing table.
 #include "probes/pci.h"
 
 #include <array>

@@ -1,4 +1,5 @@
-// See pci_linux.h.
+// Reads and writes the files below /proc/bus/pci, through a worker, for a device that is gone can
+// hold an access in the kernel.
 #include "probes/pci_linux.h"
 
 #include <fcntl.h>

@@ -1,4 +1,5 @@
-// See pcidb.h.
+// Loads the database as one text, indexes its records by kind and place, and looks names up. A line
+// that is no record, or too long, costs itself only.
 #include "probes/pcidb.h"
 
 #include <algorithm>

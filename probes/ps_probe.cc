@@ -1,4 +1,5 @@
-// See ps_probe.h.
+// Runs ps with a fixed list of columns and reads a line a process; the name may hold blanks, so the
+// other columns are taken from the end.
 #include "probes/ps_probe.h"
 
 #include <array>

@@ -1,4 +1,5 @@
-// See schedule_linux.h.
+// Reads /etc/crontab: a line that begins with a digit or an asterisk is a job of five times, a user
+// and a command.
 #include "probes/schedule_linux.h"
 
 #include <unistd.h>

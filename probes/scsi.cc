@@ -1,4 +1,5 @@
-// See scsi.h.
+// Sends INQUIRY, READ CAPACITY and MODE SENSE to the current device and parses what it answers,
+// which may be shorter than it claims or not what was asked for.
 #include "probes/scsi.h"
 
 #include <algorithm>

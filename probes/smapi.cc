@@ -1,4 +1,5 @@
-// See smapi.h.
+// Asks the firmware for a version through SMAPI and makes a text of what the call left in the
+// registers, whether it could be made or not.
 #include "probes/smapi.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// See software_linux.h.
+// Runs the reports of rpm and of dpkg, whichever of them the machine has, in one section of the
+// report.
 #include "probes/software_linux.h"
 
 #include "lib/section.h"

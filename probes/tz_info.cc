@@ -1,4 +1,5 @@
-// See tz_info.h.
+// Reads the clock once and writes it as local time, with the name of the zone, and as Greenwich
+// time.
 #include "probes/tz_info.h"
 
 #include "lib/date.h"

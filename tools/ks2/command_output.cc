@@ -1,4 +1,5 @@
-// See command_output.h.
+// Opens the output of a command, a new file or standard output, refuses to write over the input,
+// and leaves the file there only when it is whole.
 #include "tools/ks2/command_output.h"
 
 #include <fcntl.h>

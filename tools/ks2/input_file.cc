@@ -1,4 +1,5 @@
-// See input_file.h.
+// Reads a file within the memory limit, finds out by its first bytes what it is, and decodes its
+// items; of an item that is damaged or cut it gives what can be read.
 #include "tools/ks2/input_file.h"
 
 #include <sys/stat.h>

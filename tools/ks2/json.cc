@@ -1,4 +1,5 @@
-// See json.h.
+// Writes texts as JSON strings, a character at a time and in pieces, so that a value of any length
+// needs little memory; and tells which digits JSON takes as a number.
 #include "tools/ks2/json.h"
 
 #include "lib/utilstr.h"

@@ -1,4 +1,5 @@
-// See judge.h.
+// Goes through the container and each item by its type: the identity block, stored files, reports
+// and their sums, other markup; and packs again to see whether the gatherer would have packed so.
 #include "tools/ks2/judge.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// See ksml_check.h.
+// Walks the model of a report, adds up its raw values as the writer did and compares with the sums
+// and counts that stand in it.
 #include "tools/ks2/ksml_check.h"
 
 #include <algorithm>

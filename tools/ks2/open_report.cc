@@ -1,4 +1,5 @@
-// See open_report.h.
+// Finds the report in a gather file, reads the identity block, and tells what is wrong with the
+// head, the stamp and the records.
 #include "tools/ks2/open_report.h"
 
 #include <algorithm>

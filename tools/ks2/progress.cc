@@ -1,4 +1,5 @@
-// See progress.h. The alarm handler writes what is prepared for it and nothing else.
+// Prepares the line that an alarm writes each second, and wipes it when its stage ends. The handler
+// writes what is prepared for it and nothing else.
 #include "tools/ks2/progress.h"
 
 #include <signal.h>

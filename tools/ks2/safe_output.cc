@@ -1,4 +1,5 @@
-// See safe_output.h.
+// Makes names harmless and unused, writes under a temporary name and takes the final one when the
+// file is whole; a signal removes what is not.
 #include "tools/ks2/safe_output.h"
 
 #include <fcntl.h>

@@ -1,4 +1,5 @@
-// See selection.h.
+// Finds the sections and tables that a word names: the same title before one that begins with it,
+// the case of letters aside.
 #include "tools/ks2/selection.h"
 
 #include <wctype.h>

@@ -1,4 +1,5 @@
-// See shown_text.h.
+// Turns text into what a terminal may get: controls, hidden and reordering characters become
+// visible, and characters are counted in columns.
 #include "tools/ks2/shown_text.h"
 
 #include <wchar.h>

@@ -1,4 +1,5 @@
-// See terminal.h.
+// Asks environment and terminal for width and colours, and starts the pager that PAGER names, or
+// less, where the terminal can do more than print lines.
 #include "tools/ks2/terminal.h"
 
 #include <fcntl.h>

@@ -1,4 +1,5 @@
-// See text_table.h.
+// Measures a table in columns, gives its columns what the width leaves, or prints its rows as
+// blocks where it does not fit, and breaks values into lines as it writes.
 #include "tools/ks2/text_table.h"
 
 #include <algorithm>
