@@ -1,4 +1,5 @@
-// See gthfile_task.h.
+// The gather file of a run: created with the identity block that describes the machine, closed, and
+// put in its place. See gthfile_task.h.
 #include "gatherer/gthfile_task.h"
 
 #include <cerrno>

@@ -1,4 +1,5 @@
-// See temporary.h.
+// Temporary files: creating them under a free name, moving them to their last one, and reading them
+// through the open file. See temporary.h.
 #include "lib/temporary.h"
 
 #include <fcntl.h>
