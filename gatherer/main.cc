@@ -1,5 +1,5 @@
-// A run from its options to its return code: where its files are made, the debug log, the tasks, and
-// what the console and the log are told at the end. See main.h.
+// A run from its options to its return code: where its files are made, the debug log, the tasks,
+// and what the console and the log are told at the end. See main.h.
 #include "gatherer/main.h"
 
 #include <cerrno>

@@ -222,7 +222,8 @@ void note_private_folder(const char* path, bool is_told) {
   private_folder[0] = told_of_folder[0] = '\0';
   if (path == nullptr || strlen(path) >= k_path_size) return;
   if (is_told) {
-    snprintf(told_of_folder, sizeof told_of_folder, "\n%s: files of this run are kept here\n", path);
+    snprintf(told_of_folder, sizeof told_of_folder, "\n%s: files of this run are kept here\n",
+             path);
   }
   const blocked_signals blocked;
   strcpy(private_folder, path);
