@@ -1,5 +1,5 @@
-// One run from start to return code: settings and arguments, the debug log, the tasks in their
-// order, and what is told at the end.
+// A run from its options to its return code: where its files are made, the debug log, the tasks,
+// and what the console and the log are told at the end.
 #include "gatherer/main.h"
 
 #include <cerrno>

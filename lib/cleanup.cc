@@ -1,5 +1,6 @@
-// The signal handler, the fixed slots that tell it which files to remove or rename, and the
-// watchdog behind a run that was asked to stop. Whatever runs in the handler is async-signal-safe.
+// The signal handler and the fixed notes that it reads: temporaries to remove, files to rename, a
+// half written item to cut off, a private folder to remove. Whatever runs in the handler is
+// async-signal-safe.
 #include "lib/cleanup.h"
 
 #include <fcntl.h>
@@ -221,7 +222,8 @@ void note_private_folder(const char* path, bool is_told) {
   private_folder[0] = told_of_folder[0] = '\0';
   if (path == nullptr || strlen(path) >= k_path_size) return;
   if (is_told) {
-    snprintf(told_of_folder, sizeof told_of_folder, "%s: files of this run are kept here\n", path);
+    snprintf(told_of_folder, sizeof told_of_folder, "\n%s: files of this run are kept here\n",
+             path);
   }
   const blocked_signals blocked;
   strcpy(private_folder, path);

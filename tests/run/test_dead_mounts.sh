@@ -9,7 +9,8 @@ if [ "${DEAD_MOUNTS:-}" = "" ]; then
 fi
 cat > server.py << 'EOP'
 """server.py FOLDER NAME CALL:PATH stay|die [TARGET]: FOLDER is mounted from NAME until that call
-comes. It has a link "way" to TARGET."""
+comes. It has a link "way" to TARGET. Where there is a folder FOLDER.behind, it shows that, and CALL
+may be the number of a request. FOLDER.met tells that the call has come."""
 import errno, os, signal, stat, sys
 from fusepy import FUSE, FuseOSError, Operations
 
@@ -21,6 +22,7 @@ class Server(Operations):
     def meet(self, call, path):
         if f"{call}:{path}" != sys.argv[3]:
             return
+        open(sys.argv[1] + ".met", "w").close()
         if sys.argv[4] == "die":
             os.kill(os.getpid(), signal.SIGKILL)
         while True:
@@ -64,7 +66,27 @@ class Server(Operations):
         self.meet("statfs", "/")
         return {"f_bsize": 65536, "f_frsize": 4096, "f_blocks": 1000, "f_bfree": 250}
 
-FUSE(Server(), sys.argv[1], fsname=sys.argv[2], foreground=True, nothreads=True)
+class Folder(Server):
+    asked = 0
+
+    def __call__(self, call, *words):
+        self.asked += call not in ("init", "destroy")
+        self.meet(call, "/")
+        self.meet(self.asked, "/")
+        return getattr(self, call)(*words)
+
+    def at(self, path): return sys.argv[1] + ".behind" + path
+    def getattr(self, path, fh=None):
+        found = os.lstat(self.at(path))
+        return {key: getattr(found, key) for key in ("st_mode", "st_size", "st_nlink")}
+    def create(self, path, mode): return os.open(self.at(path), os.O_RDWR | os.O_CREAT | os.O_EXCL, mode)
+    def write(self, path, data, offset, fh): return os.pwrite(fh, data, offset)
+    def flush(self, path, fh): return 0
+    def release(self, path, fh): os.close(fh)
+    def rename(self, old, new): os.rename(self.at(old), self.at(new))
+
+SERVED = Folder if os.path.exists(sys.argv[1] + ".behind") else Server
+FUSE(SERVED(), sys.argv[1], fsname=sys.argv[2], foreground=True, nothreads=True)
 EOP
 : > servers
 end_servers() {
@@ -246,48 +268,75 @@ for blame in "${blames[@]}"; do
 done
 end_servers
 
-# ---- as home and as working folder
-place_case() {  # NUMBER home|work CALL:PATH stay|die WANTED
-  local at=$scratch/place$1 status text
-  serve "$at/dead" "place$1:/x" "$3" "$4"
-  if [ "$2" = home ]; then
-    HOME=$at/dead run "$at/run" -probe "regional settings"
-    status=$?
-    text="$(grep -c 'ID="Current Thread"' "$at/run/Unknown-Unknown-Unknown.XML") $(
-      grep -c de_DE "$at/run/Unknown-Unknown-Unknown.XML") $(grep -c dead "$at/run/console")"
-  else
-    (cd "$at/dead" && exec timeout -s KILL 30 "$kestrel" -batch -local > "$at/out" 2> "$at/told")
-    status=$?
-    holds "$at/told" "$at/dead: does not answer"
-    text=
-  fi
-  echo "$status $text" > "$at.verdict"
+# ---- as home
+home_case() {  # NUMBER CALL:PATH stay|die
+  local at=$scratch/home$1 status
+  serve "$at/dead" "home$1:/x" "$2" "$3"
+  HOME=$at/dead run "$at/run" -probe "regional settings"
+  status=$?
+  echo "$status $(grep -c 'ID="Current Thread"' "$at/run/Unknown-Unknown-Unknown.XML")" > "$at.verdict"
 }
-number=0
-while read -r place call mode wanted; do
-  number=$((number + 1))
-  wants[number]=$wanted
-  place_case $number "$place" "$call" "$mode" &
-done << 'EOC'
-home none stay 0 1 1 0
-home getattr:/.i18n stay 0 1 0 1
-home open:/.i18n stay 0 1 0 1
-home read:/.i18n stay 0 1 0 1
-home more:/.i18n stay 0 1 0 1
-home more:/.i18n die 0 1 0 1
-work getattr:other stay 1
-EOC
+homes=("getattr:/ stay" "getattr:/.i18n stay" "open:/.i18n stay" "read:/.i18n stay" "read:/.i18n die")
+# shellcheck disable=SC2086
+for i in "${!homes[@]}"; do home_case "$i" ${homes[i]} & done
 wait
-for i in $(seq $number); do
-  expect "${wants[i]}" "$(sed 's/ $//' "$scratch/place$i.verdict")" "place $i"
-done
-
+for i in "${!homes[@]}"; do expect "0 1" "$(cat "home$i.verdict")" "home, ${homes[i]}"; done
 end_servers
 
-# ---- a server that stops between two questions about one file
-serve /boot boot:/x access:/ stay
-run between -fdebug -probe "linux startup information" || die "run beside a boot folder: $?"
-expect 1 "$(grep -c "/boot: does not answer, left out" between/console)" "lines about /boot"
+# ---- as working folder: the server stops before or while it takes the files. Each is whole in its
+# ---- place or in a local folder that a line names, and nothing else is left; the rows are there.
+work_case() {  # NUMBER CALL|NUMBER stay|die TERM|- FOLDER OPTION...
+  local at=$scratch/work$1 run status file
+  mkdir -p "$at/dead.behind" "$at/local" "$at/run"
+  serve "$at/dead" "work$1:/x" "$2:/" "$3"
+  (cd "$at/$5" && TMPDIR=$at/local exec timeout -s KILL 30 "$kestrel" -batch \
+    -probe "pci devices;processes" "${@:6}" > "$at/out" 2> "$at/told") & run=$!
+  if [ "$4" != - ]; then
+    for _ in {1..300}; do [ -e "$at/dead.met" ] && break; sleep 0.1; done
+    kill -"$4" $run
+  fi
+  wait $run
+  status=$?
+  # What a server had begun to take when it stopped is its own.
+  [ ! -e "$at/dead.met" ] || rm -f "$at"/dead.behind/kestd*.tmp
+  for file in $(find "$at/dead.behind" "$at/local" "$at/run" -name '*.KS2'); do
+    "$build/ks2" verify "$file" > /dev/null || status="$status damaged"
+    [ "$4" = - ] || continue
+    $gather table "$file" Processes "Process List" > "$at/rows"
+    [ -s "$at/rows" ] || status="$status empty"
+  done
+  for file in $(find "$at/local" -type f); do grep -qF "$file" "$at/told" || status="$status untold"; done
+  echo "$status" $(cd "$at" && find dead.behind local run -mindepth 1 |
+    sed 's,kestrel-[^/]*,-,;s,Unknown-Unknown-Unknown,U,' | sort) > "$at/verdict"
+}
+kept="local/- local/-/U.KS2"
+works=(
+  "none stay - dead|0 dead.behind/U.KS2 dead.behind/gatherer.log|-fdebug"
+  "none stay - dead|0 dead.behind/U.FILESCAN.XML dead.behind/U.XML|-local -p FILESCAN path=/etc filter=hosts -probe filescan"
+  "3 stay - dead|1 $kept"  # the first requests are those of the shell above
+  "6 stay - dead|1 $kept local/-/gatherer.log|-debug"
+  "create stay - dead|1 $kept"
+  "create die - dead|1 $kept"
+  "write stay - dead|1 local/- local/-/U.XML|-local"
+  "flush stay - dead|1 $kept"
+  "rename stay - dead|1 $kept"
+  "rename die - dead|1 $kept"
+  "release stay - dead|0 dead.behind/U.KS2"
+  "create stay - run|1 local/- local/-/x.KS2|-filename ../dead/x"
+  "3 stay TERM dead|143 $kept"
+  "create stay TERM dead|143 $kept"
+)
+# shellcheck disable=SC2086
+for i in "${!works[@]}"; do
+  IFS='|' read -r call _ options <<< "${works[i]}"
+  work_case "$i" $call $options &
+  [ $((i % 7)) -ne 6 ] || wait
+done
+wait
+for i in "${!works[@]}"; do
+  IFS='|' read -r _ wanted _ <<< "${works[i]}"
+  expect "$wanted" "$(cat "work$i/verdict")" "work, ${works[i]}: $(cat "work$i/told")"
+done
 end_servers
 
 # ---- folders of PATH there: one wait, told, and every command finds its program elsewhere
