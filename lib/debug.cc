@@ -172,24 +172,26 @@ void disable_log_to_file() {
   note_targets();
 }
 
+namespace {
+
+void set_log_stream(FILE* stream) {
+  log_stream = stream;
+  log_to_stream = stream != nullptr;
+  note_targets();
+}
+
+}  // namespace
+
 void enable_log_to_stream(const char* path) {
   int descriptor = create_plain(path);
   FILE* stream = descriptor < 0 ? nullptr : fdopen(descriptor, "w");
   if (stream == nullptr) give_up(errno);
-  enable_log_to_stream(stream);
+  set_log_stream(stream);
 }
 
-void enable_log_to_stream(FILE* stream) {
-  log_stream = stream;
-  log_to_stream = true;
-  note_targets();
-}
+void enable_log_to_stream(FILE* stream) { set_log_stream(stream); }
 
-void disable_log_to_stream() {
-  log_to_stream = false;
-  log_stream = nullptr;
-  note_targets();
-}
+void disable_log_to_stream() { set_log_stream(nullptr); }
 
 void redirect_log(std::function<void(std::string_view text)> take, double seconds) {
   if (!logging) return;

@@ -50,7 +50,7 @@ class Table {
   bool set_column_width(int column, int width);
   bool end_heading();
   /// start_heading, every column with its width, end_heading.
-  bool declare(std::span<const column> columns);
+  bool declare(std::span<const column> columns);  // for the tests; no program calls it
 
   /// Opens a row, which the formats that name rows show under `name`.
   bool start_row(const char* name);

@@ -90,11 +90,11 @@ class str_list {
   const char* get_first();
   const char* get_next();
 
-  // What the interface promises and no program calls:
-  void initialize();  ///< drops all names
+  // For who goes on with a list, or has it in the encoding of the locale:
+  void initialize();  ///< drops all names; no program calls it
   const char* get_current() const;
   str_list(const char* list, char separator);
-  /// Each separator in the caller's buffer becomes a terminator, on purpose.
+  /// Each separator in the caller's buffer becomes a terminator, on purpose; no program calls it.
   void add_separated_list(wchar_t* list, wchar_t separator);
 
  private:
