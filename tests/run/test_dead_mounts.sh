@@ -247,7 +247,7 @@ done
 end_servers
 
 # ---- as home and as working folder
-place_case() {  # NUMBER home|work CALL:PATH stay|die WANTED
+place_case() {  # NUMBER home|store|work CALL:PATH stay|die WANTED
   local at=$scratch/place$1 status text
   serve "$at/dead" "place$1:/x" "$3" "$4"
   if [ "$2" = home ]; then
@@ -255,6 +255,12 @@ place_case() {  # NUMBER home|work CALL:PATH stay|die WANTED
     status=$?
     text="$(grep -c 'ID="Current Thread"' "$at/run/Unknown-Unknown-Unknown.XML") $(
       grep -c de_DE "$at/run/Unknown-Unknown-Unknown.XML") $(grep -c dead "$at/run/console")"
+  elif [ "$2" = store ]; then
+    (mkdir "$at/run" && cd "$at/run" && exec timeout -s KILL 30 "$kestrel" -batch \
+      -textfile "$at/dead/.i18n" -dgmlfile "$at/dead/.i18n" > "$at/out" 2> "$at/told")
+    status=$?
+    holds "$at/told" "$at/dead/.i18n: not read whole"
+    text=$($gather list "$at/run"/*.KS2 | grep -E "^(66|18) ")
   else
     (cd "$at/dead" && exec timeout -s KILL 30 "$kestrel" -batch -local > "$at/out" 2> "$at/told")
     status=$?
@@ -273,8 +279,9 @@ home none stay 0 1 1 0
 home getattr:/.i18n stay 0 1 0 1
 home open:/.i18n stay 0 1 0 1
 home read:/.i18n stay 0 1 0 1
-home more:/.i18n stay 0 1 0 1
-home more:/.i18n die 0 1 0 1
+home more:/.i18n stay 0 1 1 1
+home more:/.i18n die 0 1 1 1
+store more:/.i18n die 1
 work getattr:other stay 1
 EOC
 wait
