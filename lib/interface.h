@@ -48,8 +48,6 @@ bool read_rest(FILE* in, std::vector<unsigned char>& buffer);
 
 /// The host name, "" when it cannot be told.
 std::string get_computer_name();
-/// TMPDIR or /tmp, looked up once.
-const char* get_temp_dir();
 /// False on failure, with errno.
 bool SetCurrentDir(const char* path);
 /// Runs a shell command and waits for it; its exit code, or -1.

@@ -312,8 +312,25 @@ void send_file(worker_link& link, const char* path) {
   link.send(k_end + bytes_of(reason == 0 && left == 0 && !has_size ? EFBIG : reason));
 }
 
-// What was copied, or the errno of what came between.
-int receive_file(worker& reader, file_ptr& copy) {
+struct file_copy {
+  file_ptr file;
+  off_t size = 0, lines_end = 0;  // behind the last whole line
+  int reason = 0;                 // errno of what came between
+};
+
+bool take_piece(file_copy& copy, std::string_view bytes) {
+  if (copy.file == nullptr) copy.file.reset(tmpfile());
+  if (copy.file == nullptr ||
+      fwrite(bytes.data(), 1, bytes.size(), copy.file.get()) != bytes.size())
+    return false;
+  const size_t newline = bytes.rfind('\n');
+  if (newline != std::string_view::npos)
+    copy.lines_end = copy.size + static_cast<off_t>(newline) + 1;
+  copy.size += static_cast<off_t>(bytes.size());
+  return true;
+}
+
+int receive_file(worker& reader, file_copy& copy) {
   std::string piece;
   for (;;) {
     const worker::event got = reader.next(piece, remote_patience());
@@ -324,11 +341,36 @@ int receive_file(worker& reader, file_ptr& copy) {
     if (got != worker::event::record || piece.empty()) return reason;
     const std::string_view bytes = std::string_view(piece).substr(1);
     if (piece.front() == k_end) return read_bytes(bytes, reason) ? reason : EIO;
-    if (copy == nullptr) copy.reset(tmpfile());
-    if (copy == nullptr || fwrite(bytes.data(), 1, bytes.size(), copy.get()) != bytes.size()) {
-      return errno;
-    }
+    if (!take_piece(copy, bytes)) return errno;
   }
+}
+
+// A stream that fails behind what was copied, as the file itself would, and has no end to seek.
+file_ptr broken_stream(file_copy copy) {
+  const cookie_io_functions_t functions = {
+      [](void* self, char* buffer, size_t size) -> ssize_t {
+        const file_copy& of = *static_cast<file_copy*>(self);
+        const size_t count = fread(buffer, 1, size, of.file.get());
+        errno = of.reason;
+        return count > 0 ? static_cast<ssize_t>(count) : -1;
+      },
+      nullptr,
+      [](void* self, off64_t* position, int whence) {
+        const file_copy& of = *static_cast<file_copy*>(self);
+        errno = of.reason;
+        if (whence == SEEK_END || fseeko(of.file.get(), static_cast<off_t>(*position), whence) != 0)
+          return -1;
+        *position = ftello(of.file.get());
+        return 0;
+      },
+      [](void* self) {
+        delete static_cast<file_copy*>(self);
+        return 0;
+      }};
+  auto kept = std::make_unique<file_copy>(std::move(copy));
+  file_ptr stream(fopencookie(kept.get(), "rb", functions));
+  if (stream != nullptr) (void)kept.release();
+  return stream;
 }
 
 }  // namespace
@@ -338,20 +380,25 @@ file_ptr copy_remote_file(const char* path, remote_mount& on) {
   if (is_silent(on)) return nullptr;
   worker reader([path](worker_link& link) { send_file(link, path); });
   if (!reader.is_started()) return open_local_file(path);
-  file_ptr copy;
-  int reason = receive_file(reader, copy);
-  const bool is_told = reason == EFBIG || copy != nullptr;
-  if (reason == 0 && copy == nullptr) copy.reset(tmpfile());
-  if (reason == 0 && (copy == nullptr || fflush(copy.get()) != 0)) reason = errno;
-  if (reason == 0) {
-    rewind(copy.get());
-    return copy;
+  file_copy copy;
+  copy.reason = receive_file(reader, copy);
+  if (copy.reason == 0 && copy.file == nullptr) copy.file.reset(tmpfile());
+  if (copy.reason == 0 && (copy.file == nullptr || fflush(copy.file.get()) != 0))
+    copy.reason = errno;
+  const int reason = copy.reason;
+  if (reason == EFBIG || (reason != 0 && reason != ETIMEDOUT && reason != EINTR && copy.size > 0)) {
+    add_notice(path, format_text("not read whole: %s", strerror(reason)));
   }
-  if (is_told && reason != ETIMEDOUT && reason != EINTR) {
-    add_notice(path, format_text("not read whole, left out: %s", strerror(reason)));
+  if (copy.file != nullptr) rewind(copy.file.get());
+  if (reason == 0) return std::move(copy.file);
+  // Half a line would pass for one.
+  if (reason == ETIMEDOUT && copy.file != nullptr &&
+      ftruncate(fileno(copy.file.get()), copy.lines_end) != 0) {
+    copy.size = 0;
   }
+  file_ptr stream = copy.size > 0 ? broken_stream(std::move(copy)) : nullptr;
   errno = reason;
-  return nullptr;
+  return stream;
 }
 
 }  // namespace kestrel

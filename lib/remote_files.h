@@ -60,10 +60,11 @@ class remote_files {
 };
 
 /// A copy of a regular file whose path leads over `on`, read by a worker, ready to be read from its
-/// start. It ends at the size that the file had at first; of one that tells none at k_max_file
-/// bytes, which fails (EFBIG), as does one above 4 GB. Null when it could not be read whole, with
-/// errno as `open_regular_file`, ETIMEDOUT for a silent mount: half a file would pass for one. What
-/// broke off is told.
+/// start. It ends at the size that the file had at first; one that tells none is cut at k_max_file
+/// bytes (EFBIG), one above 4 GB is not read. Where reading broke off, which is told, the stream
+/// fails behind what was read, of a silent mount behind the last whole line, and cannot seek to an
+/// end. Null, with errno as `open_regular_file`, ETIMEDOUT for a silent mount, when nothing was
+/// read.
 file_ptr copy_remote_file(const char* path, remote_mount& on);
 
 /// Whether `name` in the open folder is a folder that the kernel makes (proc, sysfs).

@@ -1,4 +1,4 @@
-// The private folder, and the worker that copies a file out of it: see staging.h. The copy is made
+// Makes the private folder, and copies files out of it by a worker. The copy is made
 // by a worker even where the way seems local: what is mounted may have changed since the run began.
 #include "lib/staging.h"
 
@@ -27,10 +27,6 @@ constexpr size_t k_piece = 65536;
 // What a slow server has not taken yet is waited for now and then: at the end all of it at once
 // would look like silence.
 constexpr size_t k_unsynced = 1u << 20;
-
-std::string private_folder;  // "" while files are made in their place
-
-std::string folder_of(const std::string& path) { return path.substr(0, path.rfind('/') + 1); }
 
 bool sync(FILE* out) {
   if (std::fflush(out) != 0) return false;
@@ -95,7 +91,7 @@ bool make_folder_in(const std::string& parent) {
   std::string made = parent;
   append_name(made, "kestrel-XXXXXX");
   if (mkdtemp(made.data()) == nullptr) return false;
-  private_folder = made;
+  set_private_folder(made);
   return true;
 }
 
@@ -105,19 +101,10 @@ bool begin_staging(const std::string& target, bool is_told) {
   if (remote_on_way(".") == nullptr && remote_on_way(target) == nullptr) return true;
   for (const char* parent : {get_temp_dir(), "/tmp", "/var/tmp"}) {
     if (!make_folder_in(parent)) continue;
-    note_private_folder(private_folder.c_str(), is_told);
+    note_private_folder(private_folder().c_str(), is_told);
     return true;
   }
   return false;
-}
-
-bool is_staging() { return !private_folder.empty(); }
-
-std::string staged(const std::string& path) {
-  if (!is_staging()) return path;
-  std::string made = private_folder;
-  append_name(made, path.substr(folder_of(path).size()));
-  return made;
 }
 
 bool copy_staged(const std::string& path) {
@@ -138,8 +125,8 @@ bool deliver(const std::string& path) {
 void end_staging() {
   if (!is_staging()) return;
   note_private_folder(nullptr, false);
-  rmdir(private_folder.c_str());
-  private_folder.clear();
+  rmdir(private_folder().c_str());
+  set_private_folder("");
 }
 
 }  // namespace kestrel

@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "lib/private_folder.h"
+
 namespace kestrel {
 
 /// Makes the private folder when the current folder or `target`, the path of a file that the run
@@ -12,9 +14,6 @@ namespace kestrel {
 /// False, with errno, when there should be one and is none. `is_told`: should a signal end the run
 /// before its files have their places, a line on standard error names the folder.
 bool begin_staging(const std::string& target, bool is_told);
-bool is_staging();  ///< whether there is a private folder
-/// Where the file is made whose place is `path`: there, or under its name in the private folder.
-std::string staged(const std::string& path);
 /// Copies the finished file at `staged(path)` to its place: exclusively and with mode 0600 under a
 /// temporary name beside it, which then becomes `path` and replaces what has that. False with
 /// errno, ETIMEDOUT for a mount that does not answer: there is then no new file at `path`.

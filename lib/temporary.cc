@@ -8,7 +8,7 @@
 #include <cerrno>
 
 #include "lib/misc.h"
-#include "lib/staging.h"
+#include "lib/private_folder.h"
 
 namespace kestrel {
 

@@ -12,7 +12,7 @@ namespace kestrel {
 
 /// Creates and notes a file under `first_name` or, where that is taken, the next free name
 /// ("a.tmp", "a-1.tmp", ...). A name without a folder stands where this run makes its files
-/// (lib/staging.h). The descriptor is the caller's; -1 on failure, with errno.
+/// (lib/private_folder.h). The descriptor is the caller's; -1 on failure, with errno.
 int create_under_free_name(noted_file& note, const std::string& first_name);
 
 /// One temporary file: removed when the object goes or a signal ends the run.

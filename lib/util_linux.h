@@ -18,6 +18,8 @@ std::string get_user_desktop();
 /// The workstation's domain ("" when it has none).
 std::string get_ws_domain();
 int get_process_id();
+/// TMPDIR or /tmp, looked up once.
+const char* get_temp_dir();
 /// The current folder, "" when it cannot be told.
 std::string GetCurrentDir();
 void MilliPause(unsigned milliseconds);

@@ -268,19 +268,48 @@ for blame in "${blames[@]}"; do
 done
 end_servers
 
-# ---- as home
-home_case() {  # NUMBER CALL:PATH stay|die
-  local at=$scratch/home$1 status
-  serve "$at/dead" "home$1:/x" "$2" "$3"
-  HOME=$at/dead run "$at/run" -probe "regional settings"
-  status=$?
-  echo "$status $(grep -c 'ID="Current Thread"' "$at/run/Unknown-Unknown-Unknown.XML")" > "$at.verdict"
+# ---- as home, and as a file to be stored
+place_case() {  # NUMBER home|store CALL:PATH stay|die WANTED
+  local at=$scratch/place$1 status text
+  serve "$at/dead" "place$1:/x" "$3" "$4"
+  if [ "$2" = home ]; then
+    HOME=$at/dead run "$at/run" -probe "regional settings"
+    status=$?
+    text="$(grep -c 'ID="Current Thread"' "$at/run/Unknown-Unknown-Unknown.XML") $(
+      grep -c de_DE "$at/run/Unknown-Unknown-Unknown.XML") $(grep -c dead "$at/run/console")"
+  else
+    (mkdir "$at/run" && cd "$at/run" && exec timeout -s KILL 30 "$kestrel" -batch \
+      -textfile "$at/dead/.i18n" -dgmlfile "$at/dead/.i18n" > "$at/out" 2> "$at/told")
+    status=$?
+    holds "$at/told" "$at/dead/.i18n: not read whole"
+    text=$($gather list "$at/run"/*.KS2 | grep -E "^(66|18) ")
+  fi
+  echo "$status $text" > "$at.verdict"
 }
-homes=("getattr:/ stay" "getattr:/.i18n stay" "open:/.i18n stay" "read:/.i18n stay" "read:/.i18n die")
-# shellcheck disable=SC2086
-for i in "${!homes[@]}"; do home_case "$i" ${homes[i]} & done
+number=0
+while read -r place call mode wanted; do
+  number=$((number + 1))
+  wants[number]=$wanted
+  place_case $number "$place" "$call" "$mode" &
+done << 'EOC'
+home none stay 0 1 1 0
+home getattr:/.i18n stay 0 1 0 1
+home open:/.i18n stay 0 1 0 1
+home read:/.i18n stay 0 1 0 1
+home more:/.i18n stay 0 1 1 1
+home more:/.i18n die 0 1 1 1
+store more:/.i18n die 1
+EOC
 wait
-for i in "${!homes[@]}"; do expect "0 1" "$(cat "home$i.verdict")" "home, ${homes[i]}"; done
+for i in $(seq $number); do
+  expect "${wants[i]}" "$(sed 's/ $//' "$scratch/place$i.verdict")" "place $i"
+done
+end_servers
+
+# ---- a server that stops between two questions about one file
+serve /boot boot:/x access:/ stay
+run between -fdebug -probe "linux startup information" || die "run beside a boot folder: $?"
+expect 1 "$(grep -c "/boot: does not answer, left out" between/console)" "lines about /boot"
 end_servers
 
 # ---- as working folder: the server stops before or while it takes the files. Each is whole in its
