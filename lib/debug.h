@@ -16,6 +16,7 @@ bool is_logging();
 /// Turns file mode on and truncates the file. At most 4095 bytes of `path` are kept. The file is
 /// created with mode 0600 and never through a symbolic link. An unopenable file is fatal.
 void enable_log_to_file(const char* path);
+void disable_log_to_file();  ///< the file stays
 /// Opens `path` for writing and keeps it open; fatal when it cannot be opened.
 void enable_log_to_stream(const char* path);
 /// In a child process whose parent writes the log: every piece goes to `take` instead. `seconds` of

@@ -57,7 +57,6 @@ int execute(const char* command);
 
 /// As enable_log_to_file, without truncating.
 void enable_append_log_to_file(const char* path);
-void disable_log_to_file();  ///< the file stays
 /// Logs to a stream that the caller owns, and forgets it without closing it.
 void enable_log_to_stream(FILE* stream);
 void disable_log_to_stream();
