@@ -13,7 +13,7 @@
 #include "gatherer/settings.h"
 #include "gatherer/version.h"
 #include "gatherer/zeng.h"
-#include "lib/ascii_case.h"
+#include "lib/ascii.h"
 #include "lib/cleanup.h"
 #include "lib/command.h"
 #include "lib/debug.h"

@@ -56,7 +56,7 @@ std::string detect_distribution(std::span<const char* const> paths) {
     }
     printd("\tsuccess\n");
     char line[128];
-    if (std::fgets(line, sizeof(line), in.get()) != nullptr) {
+    if (std::fgets(line, sizeof line, in.get()) != nullptr) {
       name.assign(line, std::strcspn(line, "\n"));
     }
     break;
@@ -95,7 +95,7 @@ char* os_info_linux::get_name(char* buffer, int size) {
 char* os_info_linux::get_version(char* buffer, int size) {
   utsname names;
   if (uname(&names) != 0) return put_text(buffer, size, "Unknown");
-  print_hexdump("utsname", &names, sizeof(names), nullptr);
+  print_hexdump("utsname", &names, sizeof names, nullptr);
   return put_text(buffer, size, format_text("%s %s", names.release, names.machine).c_str());
 }
 

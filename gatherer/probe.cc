@@ -10,7 +10,7 @@
 
 #include "gatherer/osinfo.h"
 #include "gatherer/settings.h"
-#include "lib/ascii_case.h"
+#include "lib/ascii.h"
 #include "lib/command.h"
 #include "lib/debug.h"
 #include "lib/file.h"

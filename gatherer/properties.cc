@@ -12,7 +12,7 @@
 #include "gatherer/probe.h"
 #include "gatherer/settings.h"
 #include "gatherer/task.h"
-#include "lib/ascii_case.h"
+#include "lib/ascii.h"
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/getline.h"

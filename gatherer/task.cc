@@ -8,7 +8,7 @@
 #include "gatherer/console.h"
 #include "gatherer/osinfo.h"
 #include "gatherer/settings.h"
-#include "lib/ascii_case.h"
+#include "lib/ascii.h"
 #include "lib/cleanup.h"
 #include "lib/debug.h"
 #include "lib/mbcs.h"

@@ -11,7 +11,7 @@
 #include "gatherer/gthfile.h"
 #include "gatherer/ks2file.h"
 #include "gatherer/settings.h"
-#include "lib/ascii_case.h"
+#include "lib/ascii.h"
 #include "lib/cleanup.h"
 #include "lib/debug.h"
 #include "lib/file.h"

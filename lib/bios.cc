@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "lib/ascii.h"
 #include "lib/debug.h"
 #include "lib/pma_linux.h"
 
@@ -19,8 +20,6 @@ constexpr const char* k_markers[] = {"Ver", "Rev", "Rel", "v0",  "v1",  "v2",  "
 
 // Control characters, everything from 0x80 up, and '$' part one text from the next.
 bool is_boundary(unsigned char byte) { return byte < 32 || byte >= 0x80 || byte == '$'; }
-
-bool is_digit(unsigned char byte) { return byte >= '0' && byte <= '9'; }
 
 bool has_marker(std::string_view text) {
   return std::any_of(std::begin(k_markers), std::end(k_markers), [&](const char* marker) {
@@ -43,7 +42,7 @@ std::optional<std::string> find_bios_version(byte_span area) {
     if (is_boundary(area[dot - 2])) start = dot - 2;
     if (area[dot] != '.') continue;
     printd("bios: dot found at offset %x\n", static_cast<unsigned>(dot));
-    if (!is_digit(area[dot - 1]) || !is_digit(area[dot + 1])) continue;
+    if (!is_ascii_digit(area[dot - 1]) || !is_ascii_digit(area[dot + 1])) continue;
     printd("bios: number dot number found at %x\n", static_cast<unsigned>(dot));
     if (start == 0) continue;
     printd("bios: Start found at %x\n", static_cast<unsigned>(start));

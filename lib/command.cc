@@ -9,8 +9,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
-#include <ctime>
 
 #include "lib/command_path.h"
 #include "lib/debug.h"
@@ -23,17 +21,14 @@
 namespace kestrel {
 namespace {
 
+using std::chrono::milliseconds;
+using steady = std::chrono::steady_clock;
+
 constexpr unsigned k_megabytes = 256;
 constexpr uint64_t k_output_limit = uint64_t{k_megabytes} << 20;
-constexpr int k_longest_wait = 250;  // milliseconds until a stop is looked for again
+constexpr milliseconds k_longest_wait{250};  // until a stop is looked for again
 
 volatile sig_atomic_t running_group = 0;
-
-int64_t now_in_milliseconds() {
-  timespec now = {};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
 
 command_result decode_status(int status) {
   command_result result;
@@ -76,7 +71,7 @@ command_stream::command_stream(const char* command, int timeout, const char* too
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return;
   seconds_ = seconds_for(tool_, timeout);
-  start_ = now_in_milliseconds();
+  start_ = steady::now();
   child_ = command_keeper::of_this_process().start(command_, environment, ends[1]);
   const int errnum = errno;
   ::close(ends[1]);
@@ -100,10 +95,10 @@ command_stream::~command_stream() {
   if (child_ > 0) close();
 }
 
-int command_stream::milliseconds_left() const {
-  if (seconds_ == 0) return INT_MAX;
-  const int64_t left = start_ + int64_t{seconds_} * 1000 - now_in_milliseconds();
-  return static_cast<int>(std::clamp<int64_t>(left, 0, INT_MAX));
+milliseconds command_stream::time_left() const {
+  if (seconds_ == 0) return milliseconds::max();
+  const auto left = start_ + std::chrono::seconds(seconds_) - steady::now();
+  return std::max(std::chrono::duration_cast<milliseconds>(left), milliseconds(0));
 }
 
 void command_stream::cut_short(command_cut why) {
@@ -115,14 +110,15 @@ void command_stream::cut_short(command_cut why) {
 // Until it is readable; false when the command was cut short, now or earlier.
 bool command_stream::wait_for(int descriptor) {
   while (cut_ == command_cut::none) {
-    const int left = milliseconds_left();  // also while more output keeps coming
+    const milliseconds left = time_left();  // also while more output keeps coming
     if (is_stopping()) {
       cut_short(command_cut::stop);
-    } else if (left == 0) {
+    } else if (left == milliseconds(0)) {
       cut_short(command_cut::deadline);
     } else {
       pollfd readable = {descriptor, POLLIN, 0};
-      if (poll(&readable, 1, std::min(left, k_longest_wait)) > 0) return true;
+      const auto wait = static_cast<int>(std::min(left, k_longest_wait).count());
+      if (poll(&readable, 1, wait) > 0) return true;
     }
   }
   return false;
@@ -162,7 +158,8 @@ command_result command_stream::close() {
   if (result.status == -1) printd("command: '%s' does not end\n", command_.c_str());
   result.cut = cut_;
   result.seconds = seconds_;
-  note_command(tool_, now_in_milliseconds() - start_, cut_ == command_cut::deadline);
+  note_command(tool_, std::chrono::duration_cast<milliseconds>(steady::now() - start_),
+               cut_ == command_cut::deadline);
   return result;
 }
 

@@ -11,6 +11,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -71,7 +72,7 @@ class command_stream {
   static ssize_t read_output(void* self, char* buffer, size_t size);
   ssize_t read_some(char* buffer, size_t size);
   bool wait_for(int descriptor);
-  int milliseconds_left() const;
+  std::chrono::milliseconds time_left() const;
   void cut_short(command_cut why);
 
   std::string command_, tool_;
@@ -79,7 +80,7 @@ class command_stream {
   int pipe_ = -1;
   pid_t child_ = -1;
   int seconds_ = 0;
-  int64_t start_ = 0;
+  std::chrono::steady_clock::time_point start_;
   uint64_t bytes_ = 0;
   size_t lines_ = 0;
   command_cut cut_ = command_cut::none;

@@ -3,6 +3,7 @@
 #include "lib/command_limits.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <map>
 
 namespace kestrel {
@@ -17,7 +18,7 @@ constexpr int64_t k_general_times = 3;
 constexpr const char* k_look_up = "which";
 
 int general = k_general;
-int64_t taken = 0;  // milliseconds, by all commands
+std::chrono::milliseconds taken{0};  // by all commands
 std::map<std::string, int> hangs;
 
 int shorter(int limit, int other) { return limit == 0 ? other : std::min(limit, other); }
@@ -26,7 +27,7 @@ int shorter(int limit, int other) { return limit == 0 ? other : std::min(limit, 
 
 void set_command_timeout(unsigned seconds) {
   general = static_cast<int>(std::min(seconds, 1u << 30));
-  taken = 0;
+  taken = {};
   hangs.clear();
 }
 
@@ -43,7 +44,8 @@ std::string tool_of(const std::string& command) {
 int seconds_for(const std::string& tool, int own) {
   int limit = own > 0 ? shorter(general, own) : general;
   if (general > 0) {
-    const int64_t left = std::max(k_whole_run, k_general_times * general) - taken / 1000;
+    const int64_t left =
+        std::max(k_whole_run, k_general_times * general) - taken / std::chrono::seconds(1);
     limit = static_cast<int>(std::min<int64_t>(limit, std::max<int64_t>(left, k_once_more)));
   }
   const auto found = hangs.find(tool);
@@ -52,8 +54,8 @@ int seconds_for(const std::string& tool, int own) {
   return shorter(limit, is_last ? k_last : k_once_more);
 }
 
-void note_command(const std::string& tool, int64_t milliseconds, bool ran_into_limit) {
-  taken += milliseconds;
+void note_command(const std::string& tool, std::chrono::milliseconds time, bool ran_into_limit) {
+  taken += time;
   if (ran_into_limit) ++hangs[tool];
 }
 

@@ -2,7 +2,7 @@
 // of them together have an end.
 #pragma once
 
-#include <cstdint>
+#include <chrono>
 #include <string>
 
 namespace kestrel {
@@ -22,6 +22,6 @@ std::string tool_of(const std::string& command);
 int seconds_for(const std::string& tool, int own);
 
 /// Notes what a command took, and whether it ran into its limit.
-void note_command(const std::string& tool, int64_t milliseconds, bool ran_into_limit);
+void note_command(const std::string& tool, std::chrono::milliseconds time, bool ran_into_limit);
 
 }  // namespace kestrel

@@ -24,6 +24,7 @@
 
 #include "lib/descriptors.h"
 #include "lib/file.h"
+#include "lib/utilstr.h"
 
 namespace kestrel {
 namespace {
@@ -34,19 +35,25 @@ using steady = std::chrono::steady_clock;
 constexpr int k_socket = 3;               // behind the standard streams
 constexpr milliseconds k_patience{1000};  // for what was killed
 
+pid_t number_in(std::string_view text) {
+  int64_t number = 0;
+  scan_decimal(text, number);
+  return to_int(number);
+}
+
 // Kernels that were built without the list of children have only the table of all processes.
 std::vector<pid_t> search_children() {
   std::vector<pid_t> found;
   DIR* processes = opendir("/proc");
   if (processes == nullptr) return found;
   while (const dirent* entry = readdir(processes)) {
-    const pid_t process = atoi(entry->d_name);
+    const pid_t process = number_in(entry->d_name);
     if (process <= 0) continue;
     char line[512] = "";
     const file_ptr in = open_regular_file(("/proc/" + std::to_string(process) + "/stat").c_str());
     if (in == nullptr || fgets(line, sizeof line, in.get()) == nullptr) continue;
     const char* name_end = strrchr(line, ')');  // behind it: a blank, the state, the parent
-    if (name_end != nullptr && strlen(name_end) > 4 && atoi(name_end + 4) == getpid()) {
+    if (name_end != nullptr && strlen(name_end) > 4 && number_in(name_end + 4) == getpid()) {
       found.push_back(process);
     }
   }

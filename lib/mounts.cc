@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <chrono>
 #include <climits>
 #include <cstdio>
@@ -64,7 +65,9 @@ std::string unescaped(std::string_view field) {
   std::string text;
   for (size_t i = 0; i < field.size(); ++i) {
     if (field[i] == '\\' && i + 3 < field.size()) {
-      text += static_cast<char>(strtol(std::string(field.substr(i + 1, 3)).c_str(), nullptr, 8));
+      unsigned char character = 0;
+      std::from_chars(field.data() + i + 1, field.data() + i + 4, character, 8);
+      text += static_cast<char>(character);
       i += 3;
     } else {
       text += field[i];
@@ -86,10 +89,11 @@ void take_mount(std::string_view line) {
   for (std::string_view word; !(word = next_word(line)).empty();) fields.push_back(word);
   const auto dash = std::find(fields.begin(), fields.end(), "-");
   if (fields.size() < 6 || fields.end() - dash < 3) return;
-  const std::string_view numbers = fields[2];
-  unsigned major_number = 0, minor_number = 0;
-  if (sscanf(std::string(numbers).c_str(), "%u:%u", &major_number, &minor_number) != 2) return;
-  const dev_t device = makedev(major_number, minor_number);
+  int64_t major_number = 0, minor_number = 0;
+  std::string_view minor_text = fields[2], major_text = next_field(minor_text, ':');
+  if (!scan_decimal(major_text, major_number) || !scan_decimal(minor_text, minor_number)) return;
+  const dev_t device =
+      makedev(static_cast<unsigned>(major_number), static_cast<unsigned>(minor_number));
   std::string point = unescaped(fields[4]);
   remote_mount* mount = nullptr;
   if (may_hang(dash[1])) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "lib/ascii.h"
 #include "lib/debug.h"
 #include "lib/stop.h"
 
@@ -31,10 +32,6 @@ constexpr int64_t k_least_milliseconds = 200;  // a card that works needs less
 constexpr unsigned k_item_identifier = 0x02;
 constexpr unsigned k_item_read_only = 0x10;
 constexpr unsigned k_item_read_write = 0x11;
-
-constexpr unsigned char upper(unsigned char c) {
-  return c >= 'a' && c <= 'z' ? static_cast<unsigned char>(c - 'a' + 'A') : c;
-}
 
 uint8_t at(uint8_t capability, uint8_t offset) { return static_cast<uint8_t>(capability + offset); }
 
@@ -64,14 +61,14 @@ constexpr keyword_entry k_keywords[] = {
 
 // Where a keyword is filed; entry_count when it is dropped.
 size_t entry_of(unsigned char first, unsigned char second) {
-  first = upper(first);
+  first = ascii_capital(first);
   for (const keyword_entry& row : k_keywords) {
     if (row.first == first) return row.entry;
   }
-  second = upper(second);
+  second = ascii_capital(second);
   if (first != 'V') return pci_vpd_xxx::entry_count;
-  if (second >= '0' && second <= '9') return pci_vpd_xxx::vendor_digit + (second - '0');
-  if (second >= 'A' && second <= 'Z') return pci_vpd_xxx::vendor_letter + (second - 'A');
+  if (is_ascii_digit(second)) return pci_vpd_xxx::vendor_digit + (second - '0');
+  if (is_ascii_letter(second)) return pci_vpd_xxx::vendor_letter + (second - 'A');
   return pci_vpd_xxx::entry_count;
 }
 

@@ -3,34 +3,24 @@
 #include "lib/utilstr.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <limits>
 
-#include "lib/ascii_case.h"
+#include "lib/ascii.h"
 #include "lib/interface.h"
 
 namespace kestrel {
 
 namespace {
 
-bool is_alphanumeric(char c) {
-  return (c >= '0' && c <= '9') || (ascii_capital(c) >= 'A' && ascii_capital(c) <= 'Z');
-}
-
 bool is_continuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
 
 std::string_view skip_white_space(std::string_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(k_white_space), text.size()));
   return text;
-}
-
-/// Value of a digit in any base, 99 for what is none.
-unsigned digit_value(char c) {
-  if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
-  const char upper = ascii_capital(c);
-  return upper >= 'A' && upper <= 'F' ? static_cast<unsigned>(upper - 'A' + 10) : 99;
 }
 
 int64_t with_sign(uint64_t magnitude, bool negative) {
@@ -41,28 +31,23 @@ int64_t with_sign(uint64_t magnitude, bool negative) {
 }
 
 /// Base 0 lets the text choose: 0x for 16, 0 for 8, else 10.
-bool scan_number(std::string_view& text, int64_t& value, unsigned base) {
+bool scan_number(std::string_view& text, int64_t& value, int base) {
   std::string_view rest = skip_white_space(text);
   const bool negative = !rest.empty() && rest[0] == '-';
   if (!rest.empty() && (negative || rest[0] == '+')) rest.remove_prefix(1);
   if (base == 0) {
     base = !rest.empty() && rest[0] == '0' ? 8 : 10;
     if (rest.size() > 2 && rest[0] == '0' && ascii_capital(rest[1]) == 'X' &&
-        digit_value(rest[2]) < 16) {
+        is_ascii_hex_digit(rest[2])) {
       base = 16;
       rest.remove_prefix(2);
     }
   }
-  uint64_t magnitude = 0;
-  const size_t before = rest.size();
-  for (; !rest.empty() && digit_value(rest[0]) < base; rest.remove_prefix(1)) {
-    const bool fits = magnitude <= (std::numeric_limits<uint64_t>::max() - 15) / base;
-    magnitude =
-        fits ? magnitude * base + digit_value(rest[0]) : std::numeric_limits<uint64_t>::max();
-  }
-  if (rest.size() == before) return false;
+  uint64_t magnitude = std::numeric_limits<uint64_t>::max();  // when it does not fit
+  const auto read = std::from_chars(rest.data(), rest.data() + rest.size(), magnitude, base);
+  if (read.ec == std::errc::invalid_argument) return false;
   value = with_sign(magnitude, negative);
-  text = rest;
+  text = rest.substr(static_cast<size_t>(read.ptr - rest.data()));
   return true;
 }
 
@@ -78,7 +63,7 @@ void convert_to_uppercase(std::string& text) {
 
 void filter_alphanumeric(std::string& text, char replacement) {
   for (char& c : text) {
-    if (!is_alphanumeric(c)) c = replacement;
+    if (!is_ascii_letter(c) && !is_ascii_digit(c)) c = replacement;
   }
 }
 

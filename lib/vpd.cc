@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "lib/ascii.h"
 #include "lib/cursor.h"
 #include "lib/debug.h"
 #include "lib/pma_linux.h"
@@ -31,8 +32,7 @@ std::string text_of(byte_span block, const field& where) {
 }
 
 bool is_text_character(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == ' ' ||
-         (c >= '\t' && c <= '\r');
+  return is_ascii_digit(c) || is_ascii_letter(c) || is_ascii_space(c);
 }
 
 bool is_plain_text(std::string_view text) {
@@ -41,7 +41,7 @@ bool is_plain_text(std::string_view text) {
 
 byte_span find_block(byte_span area) {
   const unsigned char* found =
-      FindSequence(area.data(), static_cast<int>(area.size()), k_signature, sizeof(k_signature));
+      FindSequence(area.data(), static_cast<int>(area.size()), k_signature, sizeof k_signature);
   if (found == nullptr) return {};
   const auto offset = static_cast<size_t>(found - area.data());
   printd("vpd: signature found at 0x000F%04X\n", static_cast<unsigned>(offset));

@@ -4,6 +4,7 @@
 
 #include <array>
 
+#include "lib/ascii.h"
 #include "lib/interface.h"
 #include "lib/mbcs.h"
 #include "lib/utilstr.h"
@@ -26,7 +27,7 @@ constexpr tag_alphabet make_tag_alphabet(const markup_options& chosen) {
   tag_alphabet alphabet{};
   for (size_t i = 0; i < alphabet.size(); ++i) {
     const char c = static_cast<char>(i);
-    const bool is_kept = (c >= '0' && c <= '9') || c == '.' || c == '-';
+    const bool is_kept = is_ascii_digit(c) || c == '.' || c == '-';
     alphabet[i] = is_kept ? c : '_';
     if (c >= 'a' && c <= 'z') alphabet[i] = static_cast<char>(chosen.uppercase ? c - 'a' + 'A' : c);
     if (c >= 'A' && c <= 'Z') alphabet[i] = static_cast<char>(chosen.lowercase ? c - 'A' + 'a' : c);

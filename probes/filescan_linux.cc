@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "lib/ascii_case.h"
+#include "lib/ascii.h"
 #include "lib/debug.h"
 #include "lib/filelst.h"
 #include "lib/stop.h"

@@ -32,7 +32,7 @@ constexpr size_t aligned(size_t length) { return (length + 3) & ~size_t{3}; }
 std::string inet_text(int family, byte_span address) {
   char text[INET6_ADDRSTRLEN] = "";
   const size_t needed = family == AF_INET ? sizeof(in_addr) : sizeof(in6_addr);
-  if (address.size() >= needed) inet_ntop(family, address.data(), text, sizeof(text));
+  if (address.size() >= needed) inet_ntop(family, address.data(), text, sizeof text);
   return text;
 }
 

@@ -50,7 +50,7 @@ ssize_t receive_from_kernel(netlink_buffer& nlb) {
       return -1;
     }
     sockaddr_nl sender = {};
-    socklen_t sender_length = sizeof(sender);
+    socklen_t sender_length = sizeof sender;
     const ssize_t length = recvfrom(nlb.socket, nlb.buffer.data(), nlb.buffer.size(),
                                     MSG_DONTWAIT | MSG_TRUNC, generic(sender), &sender_length);
     if (length < 0 && (errno == EINTR || errno == EAGAIN)) continue;
@@ -72,7 +72,7 @@ netlink_ptr netlink_open() {
   }
   printd("net: socket = %d\n", nlb->socket);
   sockaddr_nl address = netlink_address(static_cast<uint32_t>(getpid()));
-  (void)!bind(nlb->socket, generic(address), sizeof(address));
+  (void)!bind(nlb->socket, generic(address), sizeof address);
   return nlb;
 }
 
@@ -85,7 +85,7 @@ bool netlink_send(const netlink_buffer& nlb, byte_span request) {
   sockaddr_nl kernel = netlink_address(0);
   ssize_t sent = 0;
   do {
-    sent = sendto(nlb.socket, request.data(), request.size(), 0, generic(kernel), sizeof(kernel));
+    sent = sendto(nlb.socket, request.data(), request.size(), 0, generic(kernel), sizeof kernel);
   } while (sent < 0 && errno == EINTR);
   if (sent < 0) {
     print_error("net: sendto", errno);

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "lib/ascii_case.h"
+#include "lib/ascii.h"
 #include "lib/debug.h"
 #include "lib/dmi.h"
 #include "lib/notice.h"

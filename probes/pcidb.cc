@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
 #include <cwchar>
 
 #include "gatherer/settings.h"
+#include "lib/ascii.h"
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/mbcs.h"
@@ -26,34 +28,23 @@ constexpr size_t k_longest_line = 255;  // a longer one is read in pieces, each 
 constexpr size_t k_longest_name = 256;
 constexpr size_t k_max_text = 16 << 20;  // a file that is no database must not fill the memory
 
-bool is_white(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-
 std::string_view skip_white(std::string_view text) {
-  while (!text.empty() && is_white(text.front())) text.remove_prefix(1);
+  while (!text.empty() && is_ascii_space(text.front())) text.remove_prefix(1);
   return text;
-}
-
-int hex_digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
 }
 
 // Reads hexadecimal digits, clamped to 32 bits, and advances `text` past them.
 bool scan_hex(std::string_view& text, uint32_t& value) {
-  if (text.size() > 2 && text[0] == '0' && (text[1] | 0x20) == 'x' && hex_digit(text[2]) >= 0) {
+  if (text.size() > 2 && text[0] == '0' && ascii_capital(text[1]) == 'X' &&
+      is_ascii_hex_digit(text[2])) {
     text.remove_prefix(2);
   }
-  size_t digits = 0;
-  uint64_t sum = 0;
-  for (; digits < text.size() && hex_digit(text[digits]) >= 0; ++digits) {
-    sum = sum << 4 | static_cast<uint64_t>(hex_digit(text[digits]));
-    if (sum > UINT32_MAX) sum = UINT32_MAX;
-  }
-  text.remove_prefix(digits);
-  if (digits > 0) value = static_cast<uint32_t>(sum);
-  return digits > 0;
+  uint32_t read_value = UINT32_MAX;  // when it does not fit
+  const auto read = std::from_chars(text.data(), text.data() + text.size(), read_value, 16);
+  text.remove_prefix(static_cast<size_t>(read.ptr - text.data()));
+  if (read.ec == std::errc::invalid_argument) return false;
+  value = read_value;
+  return true;
 }
 
 constexpr bool is_record_kind(char c) {

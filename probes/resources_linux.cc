@@ -8,6 +8,7 @@
 #include <iterator>
 #include <vector>
 
+#include "lib/ascii.h"
 #include "lib/debug.h"
 #include "lib/file.h"
 #include "lib/getline.h"
@@ -71,8 +72,6 @@ constexpr named_interrupt k_named_interrupts[] = {
     {"ERR", "IO-APIC bus errors"           },
 };
 
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
-
 file_ptr open_resource(const char* path, const char* module) {
   file_ptr in = open_regular_file(path);
   if (in == nullptr) print_error(format_text("%s: fopen", module).c_str(), errno);
@@ -82,7 +81,7 @@ file_ptr open_resource(const char* path, const char* module) {
 // The label or number at the start of the line, "" when the line is none to report.
 std::string take_irq(std::string_view& text) {
   int64_t number = 0;
-  if (!text.empty() && is_digit(text.front())) {
+  if (!text.empty() && is_ascii_digit(text.front())) {
     std::string_view word = next_word(text);
     scan_integer(word, number);
     return std::to_string(to_int(number));

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "lib/ascii_case.h"
+#include "lib/ascii.h"
 #include "lib/debug.h"
 #include "lib/utilstr.h"
 

@@ -17,6 +17,7 @@
 #include "tests/lib/scratch.h"
 
 using namespace kestrel;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -180,20 +181,20 @@ TEST(CommandLimits, AreShorterForWhatHung) {
   set_command_timeout(600);
   EXPECT_EQ(seconds_for("rpm", 0), 600);
   EXPECT_EQ(seconds_for("tune2fs", 10), 10);
-  note_command("rpm", 1740000, false);
+  note_command("rpm", 29min, false);
   EXPECT_EQ(seconds_for("rpm", 0), 60);  // of half an hour
   for (const int left : {5, 5, 1, 1}) {
-    note_command("tune2fs", 0, true);
+    note_command("tune2fs", 0s, true);
     EXPECT_EQ(seconds_for("tune2fs", 10), left);
   }
-  note_command("which", 0, true);
+  note_command("which", 0s, true);
   EXPECT_EQ(seconds_for("which", 5), 1);
-  note_command("rpm", 60000, false);
+  note_command("rpm", 1min, false);
   EXPECT_EQ(seconds_for("rpm", 0), 5);
   set_command_timeout(3);
   EXPECT_EQ(seconds_for("tune2fs", 10), 3);
   set_command_timeout(0);
-  note_command("rpm", 1000000000, true);
+  note_command("rpm", 1000000s, true);
   EXPECT_EQ(seconds_for("ps", 0), 0);
   EXPECT_EQ(seconds_for("rpm", 0), 5);
   set_command_timeout(600);

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <random>
 
-#include "lib/ascii_case.h"
+#include "lib/ascii.h"
 #include "lib/interface.h"
 #include "lib/mbcs.h"
 #include "lib/textfile.h"

@@ -31,3 +31,9 @@ folders='lib|gatherer|probes|tools/ks2'
 cycles=$(grep -HoE "^#include \"($folders)/[a-z0-9_]+" {lib,gatherer,probes,tools/ks2}/*.{cc,h} |
   sed -E 's/\.[a-z]+:#include "/ /' | tsort 2>&1 > /dev/null)
 expect "" "${cycles//tsort: /}" "modules include each other in a circle"
+# A file opens with what it is for, which is more than where to read on.
+storyless=$(for file in {lib,gatherer,probes,tools/ks2}/*.{cc,h}; do
+  awk -v name="$file" '/^\/\// { story = story $0; next }
+    { if (story !~ /[a-z]/ || story ~ /^\/\/ See [a-z0-9_]+\.h\.$/) print name; exit }' "$file"
+done)
+expect "" "$storyless" "files that do not say what they are for"

@@ -1,5 +1,4 @@
 // ks2 extract FILE [ITEM...]
-#include <strings.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,6 +8,7 @@
 #include <set>
 
 #include "gatherer/gthformat.h"
+#include "lib/ascii.h"
 #include "lib/utilstr.h"
 #include "tools/ks2/command.h"
 #include "tools/ks2/open_report.h"
@@ -24,7 +24,7 @@ namespace {
 /// Whether `list` shows the word of the item: what it is, or the name of a stored file.
 bool is_listed_as(const input_file& file, const input_item& item, const char* word) {
   const decoded_item decoded = file.decode(item);
-  if (strcasecmp(word, describe_item(item.type, decoded.text()).words) == 0) return true;
+  if (same_word(word, describe_item(item.type, decoded.text()).words)) return true;
   const auto header =
       item.type == item_stored_file ? parse_stored_header(decoded.text()) : std::nullopt;
   return header && (word == header->name || word == shown(header->name));

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "lib/ascii.h"
 #include "tools/ks2/command.h"
 #include "tools/ks2/html_parts.h"
 #include "tools/ks2/report_facts.h"
@@ -99,9 +100,8 @@ void write_field(page& to, const identity_field& field, const std::string& distr
 
 /// "20261124-234026" as "2026-11-24 23:40:26"; anything else as it is.
 std::string stamp_text(const std::string& stamp) {
-  const bool is_stamp =
-      stamp.size() == 15 && stamp[8] == '-' &&
-      std::count_if(stamp.begin(), stamp.end(), [](char c) { return c >= '0' && c <= '9'; }) == 14;
+  const bool is_stamp = stamp.size() == 15 && stamp[8] == '-' &&
+                        std::count_if(stamp.begin(), stamp.end(), is_ascii_digit<char>) == 14;
   if (!is_stamp) return stamp;
   return stamp.substr(0, 4) + "-" + stamp.substr(4, 2) + "-" + stamp.substr(6, 2) + " " +
          stamp.substr(9, 2) + ":" + stamp.substr(11, 2) + ":" + stamp.substr(13, 2);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bitset>
+#include <charconv>
 #include <vector>
 
 #include "lib/mbcs.h"
@@ -304,12 +305,10 @@ std::optional<uint32_t> parse_sum(std::string_view digits, size_t width) {
   if (digits.size() != width) return std::nullopt;
   digits.remove_prefix(std::min(digits.find_first_not_of(' '), digits.size()));
   if (digits.empty() || (digits[0] == '0' && digits.size() > 1)) return std::nullopt;
+  // Lower-case digits are none of the writer's.
+  if (digits.find_first_not_of("0123456789ABCDEF") != std::string_view::npos) return std::nullopt;
   uint32_t value = 0;
-  for (const char c : digits) {
-    const size_t digit = std::string_view("0123456789ABCDEF").find(c);
-    if (digit == std::string_view::npos) return std::nullopt;
-    value = value << 4 | static_cast<uint32_t>(digit);
-  }
+  std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
   return value;
 }
 

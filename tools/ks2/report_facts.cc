@@ -4,8 +4,8 @@
 #include "tools/ks2/report_facts.h"
 
 #include <algorithm>
-#include <cctype>
 
+#include "lib/ascii.h"
 #include "lib/utilstr.h"
 
 namespace kestrel::ks2 {
@@ -53,8 +53,7 @@ std::string_view value_in(const report_table& table, const report_row& row,
 }
 
 bool has_letter(std::string_view text) {
-  return std::any_of(text.begin(), text.end(),
-                     [](char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; });
+  return std::any_of(text.begin(), text.end(), is_ascii_letter<char>);
 }
 
 /// A release file's line names the distribution, or only its release: "12.11", "trixie/sid".
@@ -90,12 +89,6 @@ std::string from_packages(const report& content) {
   return {};
 }
 
-bool is_word(std::string_view text, std::string_view word) {
-  return std::equal(text.begin(), text.end(), word.begin(), word.end(), [](char a, char b) {
-    return std::tolower(static_cast<unsigned char>(a)) == b;
-  });
-}
-
 /// What the words of the command line make of the detail level.
 int64_t detail_level(const report& content) {
   constexpr std::string_view k_file_options[] = {"-asciifile", "-textfile", "-binaryfile",
@@ -107,10 +100,10 @@ int64_t detail_level(const report& content) {
   for (size_t i = 0; i < words->rows.size(); ++i) {
     std::string_view word = value_in(*words, words->rows[i], "Value");
     if (std::any_of(std::begin(k_file_options), std::end(k_file_options),
-                    [word](std::string_view option) { return is_word(word, option); })) {
+                    [word](std::string_view option) { return same_word(word, option); })) {
       level = 0;
     }
-    if (!is_word(word.substr(0, k_level.size()), k_level)) continue;
+    if (!same_word(word.substr(0, k_level.size()), k_level)) continue;
     word.remove_prefix(k_level.size());
     if (word.empty() && i + 1 < words->rows.size()) {
       word = value_in(*words, words->rows[i + 1], "Value");

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <string>
 
-#include "lib/ascii_case.h"
+#include "lib/ascii.h"
 #include "lib/mbcs.h"
 
 namespace kestrel::ks2 {

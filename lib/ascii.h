@@ -1,11 +1,30 @@
-// Option words, ids and names compared without the case of their letters, those of ASCII in every
-// locale: the C library asks the language of the machine, where "I" may not be the capital of "i".
+// What kind of character one is, and words compared without the case of their letters: those of
+// ASCII in every locale. The C library asks the language of the machine, where "I" may not be the
+// capital of "i", and other bytes may be letters or blanks.
 #pragma once
 
 #include <algorithm>
 #include <string_view>
 
 namespace kestrel {
+
+template <class Char>
+constexpr bool is_ascii_digit(Char c) {
+  return c >= '0' && c <= '9';
+}
+template <class Char>
+constexpr bool is_ascii_letter(Char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+template <class Char>
+constexpr bool is_ascii_hex_digit(Char c) {
+  return is_ascii_digit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+/// The six characters of k_white_space (utilstr.h).
+template <class Char>
+constexpr bool is_ascii_space(Char c) {
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
 
 /// The capital of a to z; any other character itself.
 template <class Char>
