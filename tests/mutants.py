@@ -108,7 +108,7 @@ class Judge:
         if test.endswith("_tests"):
             self.link(test)
             return not all(self.run(f"ulimit -v 8000000; tests/{test} --gtest_brief=1 --gtest_fail_fast "
-                                    f"--gtest_filter={sign}{self.slow[test]}", 300)
+                                    f"--gtest_filter={sign}{self.slow[test]}", 60)
                            for sign in ("-", ""))
         return not self.run(f"bash {self.tree}/tests/run/test_{test}.sh .", 900)
 

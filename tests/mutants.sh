@@ -22,7 +22,7 @@ if [ ! -f "$copy/all.h.gch" ]; then
 fi
 linker=$(for name in mold lld gold bfd; do command -v "ld.$name" > /dev/null && echo $name; done | head -n 1)
 env -u CMAKE_CXX_COMPILER_LAUNCHER cmake -S "$copy/tree" -B "$copy/build" -G Ninja \
-  -DCMAKE_BUILD_TYPE= -DCMAKE_CXX_FLAGS="$flags -include $copy/all.h" \
+  -DCMAKE_BUILD_TYPE=None -DCMAKE_CXX_FLAGS="$flags -include $copy/all.h" \
   -DCMAKE_EXE_LINKER_FLAGS="-fuse-ld=$linker" -DKESTREL_TESTS=ON > /dev/null
 for layer in ${1:-lib gatherer probes tools}; do
   nice -n 15 python3 "$root/tests/mutants.py" "$copy" "$layer" "${2:-60}" "${3:-1}" "${@:4}"

@@ -52,14 +52,6 @@ rm gatherer.log && ln -s victim gatherer.log
 run -fdebug -binaryfile victim
 expect untouched "$(cat victim)" "a file behind a link"
 
-# ---- the level brings the report back; an import becomes part of it
-fresh
-printf '<?xml version="1.0" encoding="UTF-8"?>\r\n<X>imported</X>\r\n' > plugin--1.xml
-run -ksmlfile plugin--1.xml -level 1 -local
-run -ksmlfile plugin--1.xml -level 1
-$gather check "$(gather_file)" || die "check of a report with an import"
-$gather item "$(gather_file)" 15 | grep -q '<X>imported</X>' || die "import"
-
 # ---- names: undecodable bytes stay the bytes they are, the suffix always fits
 fresh
 LC_ALL=C run -local -filename "$(printf 'r\351port-@X@')"
