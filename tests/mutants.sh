@@ -9,6 +9,7 @@ copy=${MUTANTS:-${TMPDIR:-/tmp}/kestrel-mutants}
 mkdir -p "$copy"
 [ -d "$copy/tree" ] || git clone -q "$root" "$copy/tree"
 git -C "$copy/tree" fetch -q "$root" HEAD
+git -C "$copy/tree" update-index -q --refresh || true
 git -C "$copy/tree" reset -q --hard FETCH_HEAD
 
 # What costs most is a unit's headers and the link: headers are read once, and no line is optimised
@@ -21,7 +22,8 @@ if [ ! -f "$copy/all.h.gch" ]; then
     -o "$copy/all.h.gch"
 fi
 linker=$(for name in mold lld gold bfd; do command -v "ld.$name" > /dev/null && echo $name; done | head -n 1)
-env -u CMAKE_CXX_COMPILER_LAUNCHER cmake -S "$copy/tree" -B "$copy/build" -G Ninja \
+# The time of the last commit would build anew what tells it.
+SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-0} env -u CMAKE_CXX_COMPILER_LAUNCHER cmake -S "$copy/tree" -B "$copy/build" -G Ninja \
   -DCMAKE_BUILD_TYPE=None -DCMAKE_CXX_FLAGS="$flags -include $copy/all.h" \
   -DCMAKE_EXE_LINKER_FLAGS="-fuse-ld=$linker" -DKESTREL_TESTS=ON > /dev/null
 for layer in ${1:-lib gatherer probes tools}; do
