@@ -60,18 +60,6 @@ fresh
 run -local -probe network -filename "$(printf 'n%.0s' {1..400})"
 expect 255 "$(ls | grep '\.XML$' | tr -d '\n' | wc -c)" "length of a cut name"
 
-# ---- every format says the same; the text and HTML reports are whole
-fresh
-run -text -local && mv ./*.TXT report.txt
-run -html && mv ./*.HTML report.html
-run -local && mv ./*.XML report.xml
-run -stdout -probe "gatherer information" -text
-holds out "Table: Probes List"
-lacks report.html "</html>"
-holds report.txt "Table: Operating System"
-holds report.html "<a name=\"SYSTEM SUMMARY\">"
-$gather check report.xml || die "check"
-
 # ---- reports are UTF-8 and harmless on a terminal, wherever their texts come from
 fresh
 localedef -i tr_TR -f ISO-8859-9 "$scratch/tr_TR" && localedef -i tr_TR -f UTF-8 "$scratch/tr_TR.UTF-8"
