@@ -27,8 +27,8 @@ SWAPS = {"==": "!=", "!=": "==", "<": "<=", "<=": "<", ">": ">=", ">=": ">", "&&
 # What links a layer, and the whole runs that show it, quick and likely ones first.
 RUNS = ["options", "machines", "firmware_image", "pci_fuse", "run", "signals", "bad_surroundings",
         "hung_scsi", "dead_mounts", "ks2"]
-LAYERS = {"lib": (["lib", "gatherer", "probes", "tools"], RUNS),
-          "gatherer": (["gatherer", "tools"], RUNS), "probes": (["probes"], RUNS),
+LAYERS = {"lib": (["lib", "gatherer", "probes"], RUNS),
+          "gatherer": (["gatherer"], RUNS), "probes": (["probes"], RUNS),
           "tools": (["tools"], ["run", "ks2", "ks2_html"])}
 SLOW = 0.3  # Seconds from which on a unit test waits for the quick ones.
 

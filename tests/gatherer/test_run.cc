@@ -157,13 +157,16 @@ TEST_F(Run, LeavesLooseReports) {
   compare("reports.txt");
 }
 
-TEST_F(Run, AsksForConsent) {
-  put_file("answers", "maybe\n\nYes\nn\n");
+TEST_F(Run, AsksForConsentAndSteps) {
+  put_file("answers", "maybe\n\nYes\nn\nx\nn\n\ny\nq\ny\nN\nR\n");
   ASSERT_NE(freopen("answers", "r", stdin), nullptr);
   std::filesystem::remove("answers");
-  for (int i = 0; i < 3; ++i) run({L"-local", L"-stdout", L"-text"});
+  for (int i = 0; i < 2; ++i) run({L"-local", L"-stdout", L"-text"});
+  for (int i = 0; i < 4; ++i)
+    run({L"-batch", L"-step", L"-html", L"-level", L"6", L"-filename", L"x"});
+  run({L"-local", L"-stdout", L"-text"});
   take_files();
-  compare("consent.txt");
+  compare("answers.txt");
 }
 
 TEST_F(Run, NamesFitAndHoldNoFolder) {

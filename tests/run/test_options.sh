@@ -125,16 +125,6 @@ holds console "Skipped"
 holds console "Close XML Output File"
 expect "SYSTEM SUMMARY" "$($gather sections ./*.XML | grep -v '^ ')" "sections of a stepped run"
 
-# ---- r runs all from there without asking, q none of the rest; the probe before was asked twice
-for answer in r q; do
-  fresh
-  printf 'n\nx\n%s\n' $answer | "$kestrel" -batch -step -local -level 1 -probe "gatherer information" \
-    "firmware information" "cpu information" 2> console || die "step mode, $answer"
-  expect 3 "$(grep -o '\[Y/n/r/q\]' console | wc -l)" "prompts answered n, x, $answer"
-  expect "$([ $answer = r ] && echo 'CPU Information')" \
-    "$($gather sections ./*.XML | grep -v '^ ')" "sections behind $answer"
-done
-
 # ---- flavours
 fresh
 program=$build/kestrel-talv
