@@ -30,6 +30,8 @@ RUNS = ["options", "machines", "firmware_image", "pci_fuse", "run", "signals", "
 LAYERS = {"lib": (["lib", "gatherer", "probes"], RUNS),
           "gatherer": (["gatherer"], RUNS), "probes": (["probes"], RUNS),
           "tools": (["tools"], ["run", "ks2", "ks2_html"])}
+PROGRAMS = ["kestrel", "ks2", "kestrel-talv", "kestrel-qxr", "kestrel-wren"]
+SILENT = {"stdin": subprocess.DEVNULL, "stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
 SLOW = 0.3  # Seconds from which on a unit test waits for the quick ones.
 
 
@@ -75,9 +77,8 @@ class Judge:
                    f"{command}; exit $?"]
         for _ in range(2):
             try:
-                return subprocess.run(shut_in, cwd=self.build, timeout=limit, stdin=subprocess.DEVNULL,
-                                      stdout=subprocess.DEVNULL,
-                                      stderr=subprocess.DEVNULL).returncode == 0
+                done = subprocess.run(shut_in, cwd=self.build, timeout=limit, **SILENT)
+                return done.returncode == 0
             except subprocess.TimeoutExpired:
                 limit *= 2
         return False
@@ -107,7 +108,7 @@ class Judge:
         """Whether one unit test program or one whole run fails with the fault."""
         if test.endswith("_tests"):
             self.link(test)
-            return not all(self.run(f"ulimit -v 8000000; tests/{test} --gtest_brief=1 --gtest_fail_fast "
+            return not all(self.run(f"ulimit -v 8000000; tests/{test} --gtest_fail_fast "
                                     f"--gtest_filter={sign}{self.slow[test]}", 60)
                            for sign in ("-", ""))
         return not self.run(f"bash {self.tree}/tests/run/test_{test}.sh .", 900)
@@ -119,7 +120,7 @@ class Judge:
     def killer(self, file, units, runs):
         """The first test that notices; None when none does, "" when it does not compile."""
         for command in self.compiles[str(file)]:
-            if subprocess.run(command, shell=True, cwd=self.build, stderr=subprocess.DEVNULL).returncode:
+            if subprocess.run(command, shell=True, cwd=self.build, **SILENT).returncode:
                 return ""
         for test in units:
             if self.notices(test):
@@ -167,7 +168,8 @@ def all_places(tree, layer, seed):
             key = (str(file.relative_to(tree)), str(lines[:number].count(old)), old[start:end],
                    changed.strip())
             text = "\n".join([*lines[:number], changed, *lines[number + 1:]])
-            found.append((hashlib.sha256(repr((seed, key)).encode()).digest(), key, number, file, text))
+            place = hashlib.sha256(repr((seed, key)).encode()).digest()
+            found.append((place, key, number, file, text))
     return sorted(found)
 
 
@@ -178,11 +180,10 @@ def main():
     names = pathlib.Path(__file__).with_name("mutants-equivalent.txt")
     equal = {tuple(line.split("\t")[:2]) for line in names.read_text().splitlines()}
     found = copy / "found"
-    known = {tuple(f[:1] + f[2:5]): f[5] for f in
-             (line.split("\t") for line in (found.read_text().splitlines() if found.exists() else []))}
+    earlier = found.read_text().splitlines() if found.exists() else []
+    known = {tuple(f[:1] + f[2:5]): f[5] for f in (line.split("\t") for line in earlier)}
     judge = Judge(copy)
-    for program in units + (["kestrel", "ks2", "kestrel-talv", "kestrel-qxr", "kestrel-wren"] if runs
-                            else []):
+    for program in units + (PROGRAMS if runs else []):
         judge.prepare(program)
     tally = {}
     for _, key, number, file, text in all_places(copy / "tree", layer, seed):

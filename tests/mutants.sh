@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# mutants.sh [LAYER [COUNT [SEED [units]]]]: how many small faults (a turned condition, an offset, a constant)
-# in lib, gatherer, probes or tools the tests notice. Works in a copy of the committed tree below
-# MUTANTS (a folder of /tmp by default), which also keeps what was found: a second call goes on where
-# the first one ended and asks again only those that lived. Needs root, as the run tests do.
+# mutants.sh [LAYER [COUNT [SEED [units]]]]: how many small faults (a turned condition, an offset,
+# a constant) in lib, gatherer, probes or tools the tests notice. Works in a copy of the committed
+# tree below MUTANTS (a folder of /tmp by default), which also keeps what was found: a second call
+# goes on where the first one ended and asks again only those that lived. Needs root, as the run
+# tests do.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 copy=${MUTANTS:-${TMPDIR:-/tmp}/kestrel-mutants}
@@ -21,9 +22,12 @@ if [ ! -f "$copy/all.h.gch" ]; then
   ${CXX:-g++} $flags -std=c++20 -D_FILE_OFFSET_BITS=64 -x c++-header "$copy/all.h" \
     -o "$copy/all.h.gch"
 fi
-linker=$(for name in mold lld gold bfd; do command -v "ld.$name" > /dev/null && echo $name; done | head -n 1)
+for linker in mold lld gold bfd; do
+  if command -v "ld.$linker" > /dev/null; then break; fi
+done
 # The time of the last commit would build anew what tells it.
-SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-0} env -u CMAKE_CXX_COMPILER_LAUNCHER cmake -S "$copy/tree" -B "$copy/build" -G Ninja \
+export SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-0}
+env -u CMAKE_CXX_COMPILER_LAUNCHER cmake -S "$copy/tree" -B "$copy/build" -G Ninja \
   -DCMAKE_BUILD_TYPE=None -DCMAKE_CXX_FLAGS="$flags -include $copy/all.h" \
   -DCMAKE_EXE_LINKER_FLAGS="-fuse-ld=$linker" -DKESTREL_TESTS=ON > /dev/null
 for layer in ${1:-lib gatherer probes tools}; do
