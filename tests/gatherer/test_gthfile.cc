@@ -78,7 +78,6 @@ TEST_F(Gthfile, ItemsComeBack) {
   ASSERT_EQ(file_.ReadFile("c"), gth_ok);
   EXPECT_EQ(file_.NumItems(), 3);
   EXPECT_EQ(file_.GetItemType(0), item_report);
-  EXPECT_EQ(file_.GetItemType(3), 0);
   EXPECT_EQ(item(0), text_);
   EXPECT_EQ(item(1), bytes_);
   EXPECT_EQ(item(2), text_);
@@ -134,6 +133,9 @@ TEST_F(Gthfile, TableEndsAt255) {
   EXPECT_EQ(content_of("c"), container);
   ASSERT_EQ(file_.ReadFile("c"), gth_ok);
   EXPECT_EQ(file_.NumItems(), 255);
+  EXPECT_EQ(file_.GetItemType(254), 1);
+  ASSERT_EQ(file_.CreateFile("d"), gth_ok);
+  EXPECT_EQ(file_.GetItemType(254), 0);
 }
 
 TEST_F(Gthfile, StuffedFormHoldsNoZeroAndComesBack) {

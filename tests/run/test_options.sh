@@ -52,14 +52,6 @@ rm gatherer.log && ln -s victim gatherer.log
 run -fdebug -binaryfile victim
 expect untouched "$(cat victim)" "a file behind a link"
 
-# ---- the level brings the report back; an import becomes part of it
-fresh
-printf '<?xml version="1.0" encoding="UTF-8"?>\r\n<X>imported</X>\r\n' > plugin--1.xml
-run -ksmlfile plugin--1.xml -level 1 -local
-run -ksmlfile plugin--1.xml -level 1
-$gather check "$(gather_file)" || die "check of a report with an import"
-$gather item "$(gather_file)" 15 | grep -q '<X>imported</X>' || die "import"
-
 # ---- names: undecodable bytes stay the bytes they are, the suffix always fits
 fresh
 LC_ALL=C run -local -filename "$(printf 'r\351port-@X@')"
@@ -67,18 +59,6 @@ LC_ALL=C run -local -filename "$(printf 'r\351port-@X@')"
 fresh
 run -local -probe network -filename "$(printf 'n%.0s' {1..400})"
 expect 255 "$(ls | grep '\.XML$' | tr -d '\n' | wc -c)" "length of a cut name"
-
-# ---- every format says the same; the text and HTML reports are whole
-fresh
-run -text -local && mv ./*.TXT report.txt
-run -html && mv ./*.HTML report.html
-run -local && mv ./*.XML report.xml
-run -stdout -probe "gatherer information" -text
-holds out "Table: Probes List"
-lacks report.html "</html>"
-holds report.txt "Table: Operating System"
-holds report.html "<a name=\"SYSTEM SUMMARY\">"
-$gather check report.xml || die "check"
 
 # ---- reports are UTF-8 and harmless on a terminal, wherever their texts come from
 fresh
@@ -144,16 +124,6 @@ printf 'y\nn\n' | "$kestrel" -batch -step -local 2> console || die "step mode"
 holds console "Skipped"
 holds console "Close XML Output File"
 expect "SYSTEM SUMMARY" "$($gather sections ./*.XML | grep -v '^ ')" "sections of a stepped run"
-
-# ---- r runs all from there without asking, q none of the rest; the probe before was asked twice
-for answer in r q; do
-  fresh
-  printf 'n\nx\n%s\n' $answer | "$kestrel" -batch -step -local -level 1 -probe "gatherer information" \
-    "firmware information" "cpu information" 2> console || die "step mode, $answer"
-  expect 3 "$(grep -o '\[Y/n/r/q\]' console | wc -l)" "prompts answered n, x, $answer"
-  expect "$([ $answer = r ] && echo 'CPU Information')" \
-    "$($gather sections ./*.XML | grep -v '^ ')" "sections behind $answer"
-done
 
 # ---- flavours
 fresh

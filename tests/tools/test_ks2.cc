@@ -11,7 +11,6 @@
 #include "tools/ks2/ksml_check.h"
 #include "tools/ks2/ksml_reader.h"
 #include "tools/ks2/safe_output.h"
-#include "tools/ks2/selection.h"
 #include "tools/ks2/shown_text.h"
 #include "tools/ks2/text_table.h"
 
@@ -280,24 +279,10 @@ TEST(Ks2Damage, HostileFilesStayWithinTheLimit) {
 
 // --- what is shown and written ----------------------------------------------------------------
 
-TEST(Ks2Show, SectionsAndTablesAreFoundByPrefix) {
+TEST(Ks2Show, AFileIsShownByItsCharacters) {
   const std::string text = make_report();
   fault_list faults;
   const kestrel::ks2::report content = read_ksml(text, k_default_max_size, faults);
-  const auto found = [&](std::string_view wanted) {
-    std::string names;
-    for (const selected_section& selected : select_parts(content, wanted)) {
-      names += std::string(selected.section->title) + format_text(":%zu ", selected.parts.size());
-    }
-    return names;
-  };
-  EXPECT_EQ(found("storage"), "STORAGE:4 ");
-  EXPECT_EQ(found("St"), "STORAGE:4 ST/OR:4 ");
-  EXPECT_EQ(found("st/or"), "ST/OR:4 ");
-  EXPECT_EQ(found("st/or/disks & <"), "ST/OR:1 ");
-  EXPECT_EQ(found("stor//nowhere"), "STORAGE:1 ");
-  EXPECT_EQ(found("x"), "");
-  EXPECT_EQ(column_names(content.sections[0].tables[0]).size(), 5u);
   EXPECT_EQ(all_of(character_reader(text_of(content.sections[0].files[0]))),
             "line\r\n]]> and ]]]]>\n\xF0\x9F\x98\x80 \xEF\xBF\xBD end]]");
 }
