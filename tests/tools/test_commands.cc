@@ -149,8 +149,7 @@ TEST_F(Ks2Commands, ShowWhatTheyShowed) {
 
 TEST_F(Ks2Commands, ExplainThemselves) {
   std::string text = said({"ks2"}) + said({"ks2", "--help"}) + said({"ks2", "nonsense"});
-  for (const command& each : commands()) {
-    const std::string name = each.name;
+  for (const std::string name : {"list", "extract", "verify", "show", "html", "stuff", "unstuff"}) {
     text += said({"ks2", "help", name}) + said({"ks2", name}) +
             said({"ks2", name, "a", "b", "c", "d"}) +
             said({"ks2", name, "-m", "12X", "whole.KS2"}) +
