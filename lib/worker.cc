@@ -228,9 +228,9 @@ bool worker::take_frame(std::string& record) {
 }
 
 std::optional<worker::event> worker::wait_for_bytes(int slice, int patience) {
-  if (is_stopping() && is_stop_final_) return event::stopped;
   pollfd readable = {pipe_, POLLIN, 0};
-  if (poll(&readable, 1, slice) > 0) return event::record;
+  if (!(is_stopping() && is_stop_final_) && poll(&readable, 1, slice) > 0) return event::record;
+  if (is_stopping() && is_stop_final_) return event::stopped;
   const uint64_t now = state_->steps.load(std::memory_order_acquire);
   if (now != steps_) moved_ = steady::now();
   steps_ = now;
