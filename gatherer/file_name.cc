@@ -107,7 +107,7 @@ bool store_temporary(const temporary_file& temporary, int item_type, std::string
 // Gives the file its final name; should that fail, it keeps the one it has, and the user is told
 // that one. Returns what it is called in the end.
 std::string give_name(temporary_file& temporary, const char* name, const char** error_text) {
-  const std::string made = staged(name);
+  std::string made = staged(name);
   bool is_removed = true;
   if (unlink(made.c_str()) != 0 && errno != ENOENT) {
     fail_move(temporary.name(), name, "file_task: remove", error_text);

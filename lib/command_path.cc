@@ -51,6 +51,7 @@ std::string make_path(std::string_view path) {
   }
   // A link may lead to a server from anywhere, so all are asked, the way a shell does.
   std::vector<std::string> shells;
+  shells.reserve(folders.size());
   for (const std::string& folder : folders) shells.push_back(folder + "/sh");
   const std::vector<path_answer> answers = ask_paths(shells, [](const char* shell) {
     (void)!access(shell, X_OK);

@@ -388,6 +388,7 @@ std::vector<path_indexes> by_server(const path_indexes& asked,
     }
   }
   std::vector<path_indexes> groups;
+  groups.reserve(found.size());
   for (auto& [server, indexes] : found) groups.push_back(std::move(indexes));
   return groups;
 }

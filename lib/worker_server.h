@@ -86,6 +86,7 @@ class device_calls : public worker_server {
   std::vector<std::optional<Answer>> ask_at_once(
       const std::vector<std::pair<std::string, Request>>& requests, int patience) {
     std::vector<question> questions;
+    questions.reserve(requests.size());
     for (const auto& [name, request] : requests) {
       questions.push_back({
           name, {reinterpret_cast<const char*>(&request), sizeof request}
